@@ -1,0 +1,54 @@
+#include "core/KeyboardGesture.h"
+
+namespace hopla {
+
+KeyboardGesture::Decision KeyboardGesture::keyDown(const KeyDown& e) {
+    constexpr Decision pass{};
+    if (!inRange(e.code)) {
+        return pass;
+    }
+    const auto take = [this, &e](GestureAction action) {
+        consumed_.set(index(e.code));
+        return Decision{true, action};
+    };
+
+    if ((e.code == escapeKey || e.code == spaceKey) && e.sessionOpen) {
+        return take(GestureAction::cancel());
+    }
+    if (consumed_.test(index(e.code))) {
+        return Decision{true, std::nullopt}; // repeat or second key-down of a taken key
+    }
+    if (e.code == tabKey) {
+        if (e.otherModifier || (!e.command && !e.sessionOpen)) {
+            return pass;
+        }
+        if (e.repeated) {
+            return Decision{e.sessionOpen, std::nullopt};
+        }
+        return take(GestureAction::tab(e.shift));
+    }
+    if (!e.sessionOpen || e.otherModifier || !e.letter) {
+        return pass;
+    }
+    if (e.repeated) {
+        return Decision{true, std::nullopt};
+    }
+    return take(GestureAction::letterKey(*e.letter));
+}
+
+bool KeyboardGesture::keyUp(KeyCode code) {
+    if (!isConsumed(code)) {
+        return false;
+    }
+    consumed_.reset(index(code));
+    return true;
+}
+
+std::optional<GestureAction> KeyboardGesture::flagsChanged(KeyCode code, bool command) const {
+    if ((code == leftCommandKey || code == rightCommandKey) && !command) {
+        return GestureAction::release();
+    }
+    return std::nullopt;
+}
+
+} // namespace hopla

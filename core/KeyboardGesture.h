@@ -1,0 +1,79 @@
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+#include <optional>
+
+namespace hopla {
+
+// What a key event means to the switcher.
+struct GestureAction {
+    enum class Kind { tab, letter, cancel, release };
+
+    Kind kind = Kind::cancel;
+    bool backwards = false; // tab: Shift was held
+    char letter = 0;        // letter: the key's shortcut letter, uppercase
+
+    static GestureAction tab(bool backwards) { return {Kind::tab, backwards, 0}; }
+    static GestureAction letterKey(char letter) { return {Kind::letter, false, letter}; }
+    static GestureAction cancel() { return {Kind::cancel, false, 0}; }
+    static GestureAction release() { return {Kind::release, false, 0}; }
+
+    friend bool operator==(const GestureAction&, const GestureAction&) = default;
+};
+
+// Decides, for each key event the keyboard tap sees, whether it belongs to the switcher and
+// what it means. Its only state is the set of keys whose key-down it took: their key-ups
+// and auto-repeats are taken too, so the frontmost application never sees half a key press.
+//
+// Runs inside the tap's decision path: no allocation, no locking of its own (the tap holds
+// its lock around every call).
+class KeyboardGesture {
+public:
+    using KeyCode = std::int64_t;
+
+    // Virtual key codes with a fixed meaning here.
+    static constexpr KeyCode tabKey = 48;
+    static constexpr KeyCode spaceKey = 49;
+    static constexpr KeyCode escapeKey = 53;
+    static constexpr KeyCode rightCommandKey = 54;
+    static constexpr KeyCode leftCommandKey = 55;
+
+    struct KeyDown {
+        KeyCode code = 0;
+        bool command = false;
+        bool shift = false;
+        bool otherModifier = false; // Option/Alt or Control
+        bool repeated = false;      // an auto-repeat
+        bool sessionOpen = false;
+        std::optional<char>
+            letter; // the key's shortcut letter; looked up only while a session is open
+    };
+
+    struct Decision {
+        bool swallow = false;
+        std::optional<GestureAction> action;
+
+        friend bool operator==(const Decision&, const Decision&) = default;
+    };
+
+    Decision keyDown(const KeyDown& event);
+    // True (swallow) exactly when the key's key-down was taken; forgets the key.
+    bool keyUp(KeyCode code);
+    // A modifier changed: the release of either Command key commits. Never swallowed.
+    std::optional<GestureAction> flagsChanged(KeyCode code, bool command) const;
+    // Forgets every taken key; their key-ups will pass.
+    void reset() { consumed_.reset(); }
+
+    bool isConsumed(KeyCode code) const { return inRange(code) && consumed_.test(index(code)); }
+
+private:
+    // Virtual key codes span 0-127; codes outside never belong to the switcher.
+    static constexpr std::size_t keyCount = 128;
+    static bool inRange(KeyCode code) { return code >= 0 && code < static_cast<KeyCode>(keyCount); }
+    static std::size_t index(KeyCode code) { return static_cast<std::size_t>(code); }
+
+    std::bitset<keyCount> consumed_;
+};
+
+} // namespace hopla

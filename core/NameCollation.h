@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QString>
+
+namespace hopla {
+
+// Orders names the way a file browser does: case-insensitive, digits by their numeric value
+// ("App 2" before "App 10"), accents significant only when nothing else differs.
+// Returns a negative number, zero or a positive number, like strcmp. Thread-safe.
+int compareNamesNaturally(const QString& a, const QString& b);
+
+} // namespace hopla

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "core/AppEntry.h"
+
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace hopla {
+
+// One open switching session: the candidates in display order, the selection, whether
+// releasing the switch key must still activate the selection, and the letter typed last.
+// A value: the controller replaces it whole on every change so observers see each one.
+//
+// Invariant: selectedID, when present, is the id of an entry of apps; it is absent only
+// when apps is empty.
+class SwitchSession {
+public:
+    // Opens over the candidates. Forwards selects the second (the previously used
+    // application) or the only one; backwards selects the last.
+    SwitchSession(std::vector<AppEntry> apps, bool backwards);
+
+    const std::vector<AppEntry>& apps() const { return apps_; }
+    std::optional<ProcessId> selectedID() const { return selectedID_; }
+    bool needsCommit() const { return needsCommit_; }
+    std::optional<char> lastLetter() const { return lastLetter_; }
+
+    // Selects the candidate directly (a click); unknown identifiers change nothing.
+    void select(ProcessId id);
+    // Moves the selection by one, wrapping around.
+    void step(bool backwards);
+    // Selects by shortcut letter; the same letter again cycles through the candidates that
+    // carry it. Returns the new selection, or nothing (and changes nothing) when no
+    // candidate carries the letter.
+    std::optional<ProcessId> letter(char letter);
+    // How many candidates carry the letter.
+    int matchCount(char letter) const;
+    // What the tile of the entry shows: "—" without a shortcut, else the letter, followed
+    // by " ×N" when it takes N presses of the letter to reach it.
+    QString badge(const AppEntry& entry) const;
+    // What releasing the switch key must activate.
+    std::optional<ProcessId> commitTarget() const;
+    // The selection has come to the front; releasing the switch key activates nothing more.
+    void activationSucceeded(ProcessId id);
+    // Drops the candidate (its application quit); a removed selection moves to the entry
+    // that followed it, or to the new last one.
+    void remove(ProcessId id);
+
+    friend bool operator==(const SwitchSession&, const SwitchSession&) = default;
+
+private:
+    std::optional<std::size_t> indexOf(ProcessId id) const;
+    void selectionChanged(ProcessId id);
+
+    std::vector<AppEntry> apps_;
+    std::optional<ProcessId> selectedID_;
+    bool needsCommit_ = true;
+    std::optional<char> lastLetter_;
+};
+
+} // namespace hopla

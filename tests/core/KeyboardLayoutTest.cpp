@@ -1,0 +1,106 @@
+#include "core/KeyboardLayout.h"
+#include "core/VirtualKeys.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using hopla::KeyboardLayout;
+
+// Virtual key codes of the ANSI positions used below.
+constexpr std::uint16_t keyA = 0, keyZ = 6, keyY = 16, keyQ = 12, key1 = 18, key0 = 29;
+constexpr std::uint16_t keySemicolon = 41, keyEquals = 24, keyReturn = 36, keyTab = 48,
+                        keySpace = 49;
+constexpr std::uint16_t keyLeftCommand = 55, keyShift = 56, keyF1 = 122, keyLeftArrow = 123;
+constexpr std::uint16_t unmapped = 52;
+
+KeyboardLayout layout(const char* names, const char* variant = "", std::uint32_t activeGroup = 0) {
+    KeyboardLayout::Names n;
+    n.layout = names;
+    n.variant = variant;
+    auto result = KeyboardLayout::fromNames(n, activeGroup);
+    if (!result) {
+        ADD_FAILURE() << "layout " << names << " did not compile (is xkb-data installed?)";
+        return *KeyboardLayout::fromNames({});
+    }
+    return std::move(*result);
+}
+
+std::string typed(const KeyboardLayout& l, std::uint16_t code) {
+    const auto c = l.shortcut(code);
+    return c ? std::string(1, *c) : std::string();
+}
+
+TEST(KeyboardLayout, UsLettersAndDigitsComeOutUppercaseAndOtherKeysGiveNothing) {
+    const auto us = layout("us");
+    EXPECT_EQ(typed(us, keyA), "A");
+    EXPECT_EQ(typed(us, keyZ), "Z");
+    EXPECT_EQ(typed(us, key1), "1");
+    EXPECT_EQ(typed(us, key0), "0");
+    for (const std::uint16_t none : {keySemicolon, keyEquals, keyReturn, keyTab, keySpace,
+                                     keyLeftCommand, keyShift, keyF1, keyLeftArrow, unmapped}) {
+        EXPECT_EQ(typed(us, none), "") << "virtual key " << none;
+    }
+    // Every position of the main block from A to the grave key: only letters and digits.
+    int letters = 0, digits = 0;
+    for (std::uint16_t code = 0; code <= 50; ++code) {
+        const auto c = us.shortcut(code);
+        letters += c && *c >= 'A' && *c <= 'Z';
+        digits += c && *c >= '0' && *c <= '9';
+    }
+    EXPECT_EQ(letters, 26);
+    EXPECT_EQ(digits, 10);
+}
+
+TEST(KeyboardLayout, LettersFollowThePhysicalKeyUnderTheUsersLayout) {
+    const auto de = layout("de");
+    EXPECT_EQ(typed(de, keyZ), "Y");
+    EXPECT_EQ(typed(de, keyY), "Z");
+    const auto fr = layout("fr");
+    EXPECT_EQ(typed(fr, keyA), "Q");
+    EXPECT_EQ(typed(fr, keyQ), "A");
+    EXPECT_EQ(typed(fr, key1), ""); // AZERTY's number row types "&" without Shift
+    const auto dvorak = layout("us", "dvorak");
+    EXPECT_EQ(typed(dvorak, keyY), "F");
+}
+
+TEST(KeyboardLayout, DeadKeysGiveNothing) {
+    const auto deadEquals = layout("us", "intl"); // the grave/quote keys are dead here
+    EXPECT_EQ(typed(deadEquals, 50), "");
+    EXPECT_EQ(typed(deadEquals, 39), "");
+    EXPECT_EQ(typed(deadEquals, keyA), "A");
+}
+
+TEST(KeyboardLayout, NonLatinGroupsReadLettersFromTheLatinGroup) {
+    const auto usRuOnRussian = layout("us,ru", "", 1);
+    EXPECT_EQ(usRuOnRussian.latinGroup(), 0u);
+    EXPECT_EQ(typed(usRuOnRussian, keyA), "A");
+    const auto ruUs = layout("ru,us");
+    EXPECT_EQ(ruUs.latinGroup(), 1u);
+    EXPECT_EQ(typed(ruUs, keyQ), "Q");
+    const auto deUsOnUs = layout("de,us", "", 1); // an active Latin group is used as is
+    EXPECT_EQ(typed(deUsOnUs, keyZ), "Z");
+    const auto onlyGreek = layout("gr");
+    EXPECT_EQ(onlyGreek.latinGroup(), std::nullopt);
+    EXPECT_EQ(typed(onlyGreek, keyA), "");
+}
+
+TEST(KeyboardLayout, UnknownLayoutsDoNotCompile) {
+    KeyboardLayout::Names names;
+    names.layout = "no-such-layout";
+    EXPECT_FALSE(KeyboardLayout::fromNames(names).has_value());
+    EXPECT_FALSE(KeyboardLayout::adopt(nullptr, 0).has_value());
+}
+
+TEST(VirtualKeys, PositionsRoundTripBetweenVirtualAndEvdevCodes) {
+    for (const auto& [virtualKey, evdev] : hopla::virtual_keys::positions) {
+        EXPECT_EQ(hopla::virtual_keys::evdevCode(virtualKey), evdev);
+        EXPECT_EQ(hopla::virtual_keys::fromEvdev(evdev), virtualKey);
+    }
+    EXPECT_EQ(hopla::virtual_keys::fromEvdev(125), 55); // left Super stands for left Command
+    EXPECT_EQ(hopla::virtual_keys::fromEvdev(15), 48);  // Tab
+    EXPECT_EQ(hopla::virtual_keys::fromEvdev(999), std::nullopt);
+    EXPECT_EQ(hopla::virtual_keys::evdevCode(52), std::nullopt);
+}
+
+} // namespace
