@@ -1,14 +1,12 @@
 #pragma once
 
+#include "platform/ProcessId.h"
+
 #include <QString>
 
-#include <cstdint>
 #include <optional>
 
 namespace hopla {
-
-// A process identifier names one candidate application throughout the switcher.
-using ProcessId = std::int32_t;
 
 // The letter or digit that selects an application from the keyboard: derived from its name,
 // in any script, through a Latin transliteration. Nothing when the name has no letter or digit.

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "platform/ProcessId.h"
+#include "platform/Subscription.h"
+
+#include <QImage>
+#include <QString>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace hopla {
+
+using WallClockTime = std::chrono::system_clock::time_point;
+
+// How an application takes part in the desktop: regular applications show in the
+// switcher; accessory ones (tray-only helpers) and prohibited ones (background services) do not.
+enum class ActivationPolicy { regular, accessory, prohibited };
+
+// One running application, as the desktop sees it. Its state is read live: isActive()
+// answers for the moment it is asked. Main thread only.
+class RunningApplication {
+public:
+    virtual ~RunningApplication() = default;
+
+    virtual ProcessId processId() const = 0;
+    virtual std::optional<QString> localizedName() const = 0;
+    // Where the application is installed: its desktop entry, or else its executable.
+    virtual std::optional<QString> bundleLocation() const = 0;
+    virtual std::optional<QString> executableLocation() const = 0;
+    virtual std::optional<QString> bundleIdentifier() const = 0;
+    virtual std::optional<WallClockTime> launchDate() const = 0;
+    virtual ActivationPolicy activationPolicy() const = 0;
+    virtual bool isTerminated() const = 0;
+    virtual bool isHidden() const = 0;
+    virtual bool isActive() const = 0;
+    // The application's own icon; a null image when it has none.
+    virtual QImage icon() const = 0;
+
+    virtual void unhide() = 0;
+    // Asks the application to come to the front. False when the request was refused.
+    virtual bool activate() = 0;
+};
+
+using RunningApplicationPtr = std::shared_ptr<RunningApplication>;
+
+// What the workspace tells its observers, on the main thread. Any handler may be left empty.
+struct WorkspaceObserver {
+    std::function<void(const RunningApplicationPtr&)> activated;
+    std::function<void(const RunningApplicationPtr&)> terminated;
+    std::function<void()> sessionResignedActive; // the login session became inactive or locked
+    std::function<void()> activeSpaceChanged;    // the user moved to another desktop
+};
+
+// The running applications of the desktop and what can be done with them. Main thread only,
+// except where noted.
+class Workspace {
+public:
+    // An error text, or nothing on success; may arrive on any thread.
+    using OpenAnswer = std::function<void(std::optional<QString> error)>;
+
+    virtual ~Workspace() = default;
+
+    virtual std::vector<RunningApplicationPtr> runningApplications() = 0;
+    virtual RunningApplicationPtr frontmostApplication() = 0;
+    // The running application with this process id; null when there is none.
+    virtual RunningApplicationPtr application(ProcessId id) = 0;
+    virtual ProcessId currentProcessId() const = 0;
+
+    // Opens (launches or activates) the application installed at the location. The answer
+    // arrives later, possibly on another thread.
+    virtual void openApplication(const QString& bundleLocation, OpenAnswer answer) = 0;
+
+    // Registers the observer until the subscription is dropped.
+    [[nodiscard]] virtual Subscription observe(WorkspaceObserver observer) = 0;
+};
+
+} // namespace hopla
