@@ -6,6 +6,8 @@
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
+#include <QHash>
+
 #include <memory>
 #include <mutex>
 
@@ -88,20 +90,38 @@ std::optional<char> firstAsciiLetterOrDigit(const icu::UnicodeString& text) {
     return std::nullopt;
 }
 
-} // namespace
-
-std::optional<char> shortcutForName(const QString& name) {
-    // Most names start with an ASCII letter or digit, perhaps after ASCII punctuation or
-    // spaces; transliteration leaves such a prefix as it is, so it decides without ICU.
-    for (const QChar ch : name) {
-        const char16_t c = ch.unicode();
-        if (isAsciiAlnum(c)) {
-            return asciiUpper(c);
-        }
-        if (c >= 0x80) {
-            break;
-        }
+// Names that needed ICU, with their shortcuts: application names repeat from one session to
+// the next, so each is transliterated once. Bounded; forgets everything when full.
+class ShortcutMemo {
+public:
+    static ShortcutMemo& shared() {
+        static ShortcutMemo instance;
+        return instance;
     }
+
+    template <typename Derive> std::optional<char> lookup(const QString& name, Derive derive) {
+        {
+            std::lock_guard lock(mutex_);
+            if (const auto it = memo_.constFind(name); it != memo_.cend()) {
+                return *it;
+            }
+        }
+        const std::optional<char> shortcut = derive();
+        std::lock_guard lock(mutex_);
+        if (memo_.size() >= capacity) {
+            memo_.clear();
+        }
+        memo_.insert(name, shortcut);
+        return shortcut;
+    }
+
+private:
+    static constexpr qsizetype capacity = 4096;
+    std::mutex mutex_;
+    QHash<QString, std::optional<char>> memo_;
+};
+
+std::optional<char> deriveThroughLatin(const QString& name) {
     const icu::UnicodeString original(reinterpret_cast<const UChar*>(name.utf16()),
                                       static_cast<int32_t>(name.size()));
     icu::UnicodeString latin = LatinTransliterator::shared().toLatin(original);
@@ -111,9 +131,41 @@ std::optional<char> shortcutForName(const QString& name) {
     return firstAsciiLetterOrDigit(foldForShortcut(latin));
 }
 
+// Most names start with an ASCII letter or digit, perhaps after ASCII punctuation or spaces.
+// Transliteration leaves such a prefix as it is, so the prefix decides without ICU.
+struct PrefixScan {
+    bool needsTransliteration = false;
+    std::optional<char> shortcut;
+};
+
+PrefixScan scanAsciiPrefix(const QString& name) {
+    for (const QChar ch : name) {
+        const char16_t c = ch.unicode();
+        if (isAsciiAlnum(c)) {
+            return {false, asciiUpper(c)};
+        }
+        if (c >= 0x80) {
+            return {true, std::nullopt};
+        }
+    }
+    return {}; // plain ASCII without a letter or digit
+}
+
+} // namespace
+
+std::optional<char> shortcutForName(const QString& name) {
+    const PrefixScan scan = scanAsciiPrefix(name);
+    return scan.needsTransliteration ? deriveThroughLatin(name) : scan.shortcut;
+}
+
 AppEntry::AppEntry(ProcessId id, QString name)
     : id(id)
-    , name(std::move(name))
-    , shortcut(shortcutForName(this->name)) {}
+    , name(std::move(name)) {
+    const PrefixScan scan = scanAsciiPrefix(this->name);
+    shortcut = scan.needsTransliteration
+                   ? ShortcutMemo::shared().lookup(
+                         this->name, [this] { return deriveThroughLatin(this->name); })
+                   : scan.shortcut;
+}
 
 } // namespace hopla

@@ -49,4 +49,22 @@ int compareNamesNaturally(const QString& a, const QString& b) {
     return static_cast<int>(result);
 }
 
+QByteArray naturalSortKey(const QString& name) {
+    const icu::Collator* collator = threadCollator();
+    if (!collator) {
+        return name.toCaseFolded().toUtf8();
+    }
+    const auto* text = reinterpret_cast<const UChar*>(name.utf16());
+    const auto length = static_cast<int32_t>(name.size());
+    QByteArray key(64, Qt::Uninitialized);
+    int32_t needed = collator->getSortKey(text, length, reinterpret_cast<uint8_t*>(key.data()),
+                                          static_cast<int32_t>(key.size()));
+    if (needed > key.size()) {
+        key.resize(needed);
+        needed = collator->getSortKey(text, length, reinterpret_cast<uint8_t*>(key.data()), needed);
+    }
+    key.resize(needed > 0 ? needed - 1 : 0); // drop the terminating zero
+    return key;
+}
+
 } // namespace hopla

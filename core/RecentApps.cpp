@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 #include <unordered_map>
 
 namespace hopla {
@@ -20,22 +21,41 @@ std::vector<AppEntry> RecentApps::ordered(std::vector<AppEntry> entries) const {
     for (std::size_t i = 0; i < ids_.size(); ++i) {
         position.emplace(ids_[i], static_cast<std::int64_t>(i)); // ids are unique
     }
-    const auto rank = [&](ProcessId id) {
-        const auto it = position.find(id);
-        return it == position.end() ? unlisted : it->second;
+
+    // Sort indices with everything the comparison needs computed once per entry; collation
+    // keys only for unlisted entries, the only ones ordered by name.
+    struct Key {
+        std::int64_t rank;
+        QByteArray collation;
     };
-    std::stable_sort(entries.begin(), entries.end(), [&](const AppEntry& a, const AppEntry& b) {
-        const auto ra = rank(a.id);
-        const auto rb = rank(b.id);
-        if (ra != rb) {
-            return ra < rb;
+    std::vector<Key> keys;
+    keys.reserve(entries.size());
+    for (const AppEntry& entry : entries) {
+        const auto it = position.find(entry.id);
+        const std::int64_t rank = it == position.end() ? unlisted : it->second;
+        keys.push_back({rank, rank == unlisted ? naturalSortKey(entry.name) : QByteArray()});
+    }
+    std::vector<std::size_t> order(entries.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t i, std::size_t j) {
+        if (keys[i].rank != keys[j].rank) {
+            return keys[i].rank < keys[j].rank;
         }
-        if (a.name == b.name) {
-            return a.id < b.id;
+        if (entries[i].name == entries[j].name) {
+            return entries[i].id < entries[j].id;
         }
-        return compareNamesNaturally(a.name, b.name) < 0;
+        if (keys[i].rank != unlisted) { // one id listed twice: names decide
+            return compareNamesNaturally(entries[i].name, entries[j].name) < 0;
+        }
+        return keys[i].collation < keys[j].collation;
     });
-    return entries;
+
+    std::vector<AppEntry> sorted;
+    sorted.reserve(entries.size());
+    for (const std::size_t i : order) {
+        sorted.push_back(std::move(entries[i]));
+    }
+    return sorted;
 }
 
 } // namespace hopla

@@ -48,6 +48,12 @@ TEST(Shortcut, EntryKeepsItsNameUntransliterated) {
     EXPECT_EQ(entry.id, 7);
     EXPECT_EQ(entry.name, QString::fromUtf8("微信"));
     EXPECT_EQ(entry.shortcut, 'W');
+    // Entries remember transliterated names; each still gets its own shortcut.
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(hopla::AppEntry(1, QString::fromUtf8("微信")).shortcut, 'W');
+        EXPECT_EQ(hopla::AppEntry(2, QString::fromUtf8("终端")).shortcut, 'Z');
+        EXPECT_EQ(hopla::AppEntry(3, QString::fromUtf8("★")).shortcut, std::nullopt);
+    }
 }
 
 } // namespace

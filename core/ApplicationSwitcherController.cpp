@@ -1,0 +1,363 @@
+#include "core/ApplicationSwitcherController.h"
+
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QStyleHints>
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace hopla {
+
+namespace {
+
+bool isCandidate(const RunningApplication& app, ProcessId self) {
+    return !app.isTerminated() && app.processId() != self &&
+           app.activationPolicy() == ActivationPolicy::regular;
+}
+
+QString displayName(const RunningApplication& app) {
+    if (auto name = app.localizedName(); name && !name->isEmpty()) {
+        return *name;
+    }
+    if (auto location = app.bundleLocation(); location && !location->isEmpty()) {
+        return QFileInfo(*location).completeBaseName();
+    }
+    return QStringLiteral("App");
+}
+
+bool hasCandidate(const SwitchSession& session, ProcessId id) {
+    return std::any_of(session.apps().begin(), session.apps().end(),
+                       [id](const AppEntry& e) { return e.id == id; });
+}
+
+} // namespace
+
+ApplicationSwitcherController::ApplicationSwitcherController(ApplicationSwitcherPresenting& panel,
+                                                             Workspace& workspace,
+                                                             WindowSystem& windows,
+                                                             Scheduler& scheduler, Options options)
+    : panel_(panel)
+    , workspace_(workspace)
+    , scheduler_(scheduler)
+    , options_(std::move(options))
+    , activationCoordinator_(workspace, windows, scheduler, options_.restorerLabel) {
+    panel_.model().onSelect = [self = lifetime_.weak(this)](ProcessId id) {
+        if (auto* controller = self.get()) {
+            controller->select(id);
+        }
+    };
+}
+
+ApplicationSwitcherController::~ApplicationSwitcherController() {
+    panel_.model().onSelect = nullptr;
+}
+
+void ApplicationSwitcherController::start() {
+    if (observers_.active()) {
+        return;
+    }
+    const auto self = lifetime_.weak(this);
+    observers_ = workspace_.observe({
+        .activated =
+            [self](const RunningApplicationPtr& app) {
+                auto* controller = self.get();
+                if (controller && app && app->activationPolicy() == ActivationPolicy::regular) {
+                    controller->recent_.activate(app->processId());
+                }
+            },
+        .terminated =
+            [self](const RunningApplicationPtr& app) {
+                if (auto* controller = self.get(); controller && app) {
+                    controller->removeCandidate(app->processId());
+                }
+            },
+        .sessionResignedActive =
+            [self] {
+                if (auto* controller = self.get()) {
+                    controller->dismiss();
+                }
+            },
+        .activeSpaceChanged = nullptr,
+    });
+}
+
+void ApplicationSwitcherController::stop() {
+    dismiss();
+    observers_.reset();
+}
+
+void ApplicationSwitcherController::setSession(std::optional<SwitchSession> session) {
+    session_ = std::move(session);
+    if (onSessionChange) {
+        onSessionChange(session_);
+    }
+}
+
+void ApplicationSwitcherController::cancelActivation() {
+    activationIdentity_ = Identity::random();
+    activationCoordinator_.cancel();
+}
+
+bool ApplicationSwitcherController::route(const GestureAction& action) {
+    switch (action.kind) {
+    case GestureAction::Kind::tab: {
+        if (!session_) {
+            return openSession(action.backwards);
+        }
+        SwitchSession next = *session_;
+        next.step(action.backwards);
+        setSession(std::move(next));
+        cancelActivation();
+        panel_.model().setFailedID(std::nullopt);
+        panel_.update(*session_);
+        return true;
+    }
+    case GestureAction::Kind::letter: {
+        if (!session_) {
+            return false;
+        }
+        SwitchSession next = *session_;
+        const auto target = next.letter(action.letter);
+        setSession(std::move(next));
+        if (!target) {
+            return true;
+        }
+        panel_.model().setFailedID(std::nullopt);
+        panel_.update(*session_);
+        if (session_->matchCount(action.letter) == 1) {
+            activate(*target, true);
+            return true;
+        }
+        cancelActivation();
+        const Identity intent = activationIdentity_;
+        const Identity owner = sessionIdentity_;
+        scheduler_.after(doubleClickInterval(),
+                         [self = lifetime_.weak(this), intent, owner, target = *target] {
+                             auto* controller = self.get();
+                             if (controller && controller->activationIdentity_ == intent &&
+                                 controller->sessionIdentity_ == owner && controller->session_ &&
+                                 controller->session_->selectedID() == target) {
+                                 controller->activate(target, true);
+                             }
+                         });
+        return true;
+    }
+    case GestureAction::Kind::cancel:
+        if (!session_) {
+            return false;
+        }
+        dismiss();
+        return true;
+    case GestureAction::Kind::release: {
+        if (!session_) {
+            return false;
+        }
+        const bool needsCommit = session_->needsCommit();
+        const auto selected = session_->selectedID();
+        dismiss();
+        if (needsCommit && selected) {
+            activate(*selected, false);
+        }
+        return true;
+    }
+    }
+    return false;
+}
+
+bool ApplicationSwitcherController::openSession(bool backwards) {
+    cancelActivation();
+    const ProcessId self = workspace_.currentProcessId();
+    std::vector<RunningApplicationPtr> apps;
+    for (auto& app : workspace_.runningApplications()) {
+        if (app && isCandidate(*app, self)) {
+            apps.push_back(std::move(app));
+        }
+    }
+    if (apps.empty()) {
+        dismiss();
+        return false;
+    }
+    if (const auto front = workspace_.frontmostApplication()) {
+        recent_.activate(front->processId());
+    }
+    std::vector<AppEntry> entries;
+    entries.reserve(apps.size());
+    for (const auto& app : apps) {
+        entries.emplace_back(app->processId(), displayName(*app));
+    }
+    beginSession(recent_.ordered(std::move(entries)), backwards);
+    startSessionApplicationRefresh();
+    auto [icons, missing] = cachedIcons(apps);
+    panel_.show(*session_, icons);
+    fillMissingIcons(std::move(missing), std::move(icons), sessionIdentity_);
+    return true;
+}
+
+void ApplicationSwitcherController::beginSession(std::vector<AppEntry> entries, bool backwards) {
+    cancelActivation();
+    sessionIdentity_ = Identity::random();
+    setSession(SwitchSession(std::move(entries), backwards));
+}
+
+void ApplicationSwitcherController::select(ProcessId id) {
+    if (!session_ || !hasCandidate(*session_, id)) {
+        return;
+    }
+    SwitchSession next = *session_;
+    next.select(id);
+    setSession(std::move(next));
+    panel_.update(*session_);
+    activate(id, true);
+}
+
+void ApplicationSwitcherController::activate(ProcessId id, bool hideWhenReady) {
+    cancelActivation();
+    if (onActivationRequest) {
+        onActivationRequest(id);
+    }
+    const Identity request = activationIdentity_;
+    const Identity owner = sessionIdentity_;
+    auto completion = [self = lifetime_.weak(this), id, request, owner,
+                       hideWhenReady](ActivationResult result) {
+        auto* controller = self.get();
+        if (!controller || controller->activationIdentity_ != request) {
+            return;
+        }
+        if (const auto* failure = std::get_if<ApplicationActivationFailure>(&result)) {
+            if (*failure == ApplicationActivationFailure::unavailable) {
+                controller->removeCandidate(id);
+            } else if (controller->sessionIdentity_ == owner) {
+                controller->panel_.model().setFailedID(id);
+            }
+            if (controller->onFailure) {
+                controller->onFailure(*failure);
+            }
+            return;
+        }
+        if (controller->sessionIdentity_ == owner && controller->session_) {
+            SwitchSession next = *controller->session_;
+            next.activationSucceeded(id);
+            controller->setSession(std::move(next));
+        }
+        if (controller->onActivated) {
+            controller->onActivated(std::get<RunningApplicationPtr>(result));
+        }
+        if (hideWhenReady && controller->sessionIdentity_ == owner) {
+            controller->dismiss();
+        }
+    };
+    if (requestActivation) {
+        requestActivation(id, std::move(completion));
+    } else {
+        activationCoordinator_.activate(id, confirmationAttempts, std::move(completion));
+    }
+}
+
+void ApplicationSwitcherController::dismiss() {
+    sessionIdentity_ = Identity::random();
+    cancelActivation();
+    sessionApplicationTimer_.reset();
+    setSession(std::nullopt);
+    panel_.hide();
+    if (onDismiss) {
+        onDismiss();
+    }
+}
+
+void ApplicationSwitcherController::removeCandidate(ProcessId id) {
+    if (!session_ || !hasCandidate(*session_, id)) {
+        return;
+    }
+    SwitchSession next = *session_;
+    next.remove(id);
+    setSession(std::move(next));
+    if (!session_->apps().empty()) {
+        panel_.update(*session_);
+    } else {
+        dismiss();
+    }
+}
+
+void ApplicationSwitcherController::startSessionApplicationRefresh() {
+    sessionApplicationTimer_.reset();
+    const auto id =
+        scheduler_.repeat(refreshInterval, refreshTolerance, [self = lifetime_.weak(this)] {
+            auto* controller = self.get();
+            if (!controller || !controller->session_) {
+                return;
+            }
+            std::unordered_set<ProcessId> running;
+            for (const auto& app : controller->workspace_.runningApplications()) {
+                if (app && !app->isTerminated() &&
+                    app->activationPolicy() == ActivationPolicy::regular) {
+                    running.insert(app->processId());
+                }
+            }
+            const std::vector<AppEntry> snapshot = controller->session_->apps();
+            for (const AppEntry& entry : snapshot) {
+                if (!running.contains(entry.id)) {
+                    controller->removeCandidate(entry.id);
+                }
+            }
+        });
+    sessionApplicationTimer_ = ScheduledTask(scheduler_, id);
+}
+
+std::pair<IconMap, std::vector<RunningApplicationPtr>>
+ApplicationSwitcherController::cachedIcons(const std::vector<RunningApplicationPtr>& apps) {
+    std::vector<ApplicationIconIdentity> identities;
+    identities.reserve(apps.size());
+    for (const auto& app : apps) {
+        identities.emplace_back(*app);
+    }
+    iconCache_.retain(identities);
+    IconMap icons;
+    std::vector<RunningApplicationPtr> missing;
+    for (std::size_t i = 0; i < apps.size(); ++i) {
+        if (auto icon = iconCache_.cached(identities[i])) {
+            icons.emplace(apps[i]->processId(), std::move(*icon));
+        } else {
+            missing.push_back(apps[i]);
+        }
+    }
+    return {std::move(icons), std::move(missing)};
+}
+
+void ApplicationSwitcherController::fillMissingIcons(std::vector<RunningApplicationPtr> missing,
+                                                     IconMap icons, Identity session) {
+    if (missing.empty()) {
+        return;
+    }
+    scheduler_.post([self = lifetime_.weak(this), missing = std::move(missing),
+                     icons = std::move(icons), session]() mutable {
+        auto* controller = self.get();
+        if (!controller || controller->sessionIdentity_ != session || !controller->session_) {
+            return;
+        }
+        for (const auto& app : missing) {
+            if (app->isTerminated() || !hasCandidate(*controller->session_, app->processId())) {
+                continue;
+            }
+            if (auto icon = controller->iconCache_.load(ApplicationIconIdentity(*app),
+                                                        [&app] { return app->icon(); })) {
+                icons.insert_or_assign(app->processId(), std::move(*icon));
+            }
+        }
+        if (controller->sessionIdentity_ == session) {
+            controller->panel_.update(icons);
+        }
+    });
+}
+
+Scheduler::Duration ApplicationSwitcherController::doubleClickInterval() const {
+    if (options_.doubleClickInterval) {
+        return options_.doubleClickInterval();
+    }
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+        return std::chrono::milliseconds(QGuiApplication::styleHints()->mouseDoubleClickInterval());
+    }
+    return std::chrono::milliseconds(400); // the usual desktop default
+}
+
+} // namespace hopla

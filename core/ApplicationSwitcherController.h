@@ -1,0 +1,104 @@
+#pragma once
+
+#include "core/ApplicationActivation.h"
+#include "core/ApplicationIconCache.h"
+#include "core/KeyboardGesture.h"
+#include "core/PanelModel.h"
+#include "core/RecentApps.h"
+#include "core/SwitchSession.h"
+#include "platform/Identity.h"
+#include "platform/Lifetime.h"
+#include "platform/Scheduler.h"
+#include "platform/Subscription.h"
+#include "platform/Workspace.h"
+
+#include <functional>
+#include <optional>
+
+namespace hopla {
+
+struct ApplicationSwitcherOptions {
+    // Names the window restorer's worker thread.
+    std::string restorerLabel = "hopla";
+    // How long an ambiguous letter waits for another key before it switches. The default
+    // asks the desktop's double-click interval.
+    std::function<Scheduler::Duration()> doubleClickInterval;
+};
+
+// Turns key actions into switching: opens a session over the running applications, steps
+// and jumps by letter, activates the choice and reads back the result, keeps the session in
+// step with applications that quit, and closes it. The only place where a session changes.
+// Main thread only.
+class ApplicationSwitcherController {
+public:
+    using Options = ApplicationSwitcherOptions;
+
+    // How often the candidates are checked against the running applications.
+    static constexpr auto refreshInterval = std::chrono::milliseconds(100);
+    static constexpr auto refreshTolerance = std::chrono::milliseconds(20);
+    static constexpr int confirmationAttempts = 5;
+
+    ApplicationSwitcherController(ApplicationSwitcherPresenting& panel, Workspace& workspace,
+                                  WindowSystem& windows, Scheduler& scheduler,
+                                  Options options = {});
+    ~ApplicationSwitcherController();
+    ApplicationSwitcherController(const ApplicationSwitcherController&) = delete;
+    ApplicationSwitcherController& operator=(const ApplicationSwitcherController&) = delete;
+
+    // Starts following the workspace's activations, terminations and session changes. Once.
+    void start();
+    // Dismisses and stops following the workspace.
+    void stop();
+
+    // Applies a key action; true when it was used.
+    bool route(const GestureAction& action);
+    // Gathers the candidates and shows the panel; false when there is nothing to switch to.
+    bool openSession(bool backwards);
+    // Starts a session over prepared entries without touching the panel.
+    void beginSession(std::vector<AppEntry> entries, bool backwards);
+    // Selects the candidate and activates it at once (a click on the panel).
+    void select(ProcessId id);
+    // Closes the session and the panel.
+    void dismiss();
+
+    const std::optional<SwitchSession>& session() const { return session_; }
+    const RecentApps& recent() const { return recent_; }
+    ApplicationIconCache& iconCache() { return iconCache_; }
+
+    // Extension points; the application leaves all but onDismiss and onFailure unset.
+    std::function<void(const std::optional<SwitchSession>&)> onSessionChange;
+    std::function<void()> onDismiss;
+    std::function<void(ApplicationActivationFailure)> onFailure;
+    std::function<void(const RunningApplicationPtr&)> onActivated;
+    std::function<void(ProcessId)> onActivationRequest;
+    // Replaces the activation coordinator when set.
+    std::function<void(ProcessId, ApplicationActivationCoordinator::Completion)> requestActivation;
+
+private:
+    void setSession(std::optional<SwitchSession> session);
+    void cancelActivation();
+    void activate(ProcessId id, bool hideWhenReady);
+    void removeCandidate(ProcessId id);
+    void startSessionApplicationRefresh();
+    std::pair<IconMap, std::vector<RunningApplicationPtr>>
+    cachedIcons(const std::vector<RunningApplicationPtr>& apps);
+    void fillMissingIcons(std::vector<RunningApplicationPtr> missing, IconMap icons,
+                          Identity session);
+    Scheduler::Duration doubleClickInterval() const;
+
+    ApplicationSwitcherPresenting& panel_;
+    Workspace& workspace_;
+    Scheduler& scheduler_;
+    Options options_;
+    std::optional<SwitchSession> session_;
+    ApplicationActivationCoordinator activationCoordinator_;
+    RecentApps recent_;
+    ApplicationIconCache iconCache_;
+    Subscription observers_;
+    ScheduledTask sessionApplicationTimer_;
+    Identity sessionIdentity_ = Identity::random();
+    Identity activationIdentity_ = Identity::random();
+    Lifetime lifetime_;
+};
+
+} // namespace hopla

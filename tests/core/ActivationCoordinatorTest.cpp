@@ -1,0 +1,204 @@
+#include "core/ApplicationActivation.h"
+#include "platform/fake/FakeWindowSystem.h"
+#include "platform/fake/FakeWorkspace.h"
+#include "platform/fake/ManualScheduler.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using hopla::ActivationResult;
+using hopla::ApplicationActivationCoordinator;
+using hopla::ApplicationActivationFailure;
+using hopla::fake::FakeWindow;
+using hopla::fake::FakeWindowList;
+
+struct ActivationTest : ::testing::Test {
+    hopla::fake::ManualScheduler scheduler;
+    hopla::fake::FakeWorkspace workspace;
+    hopla::fake::FakeWindowSystem windows;
+    std::unique_ptr<ApplicationActivationCoordinator> coordinator =
+        std::make_unique<ApplicationActivationCoordinator>(workspace, windows, scheduler, "test");
+    std::vector<ActivationResult> results;
+
+    std::shared_ptr<hopla::fake::FakeApplication> app(hopla::ProcessId id, bool withWindow = true) {
+        auto a = workspace.add(id, QString("App %1").arg(id));
+        if (withWindow) {
+            windows.script(id, {std::vector<FakeWindow>{FakeWindow{}}, 0, 0});
+        }
+        return a;
+    }
+    void activate(hopla::ProcessId id) {
+        coordinator->activate(id, 5,
+                              [this](ActivationResult r) { results.push_back(std::move(r)); });
+    }
+    // Lets the restorer's worker answer, then runs the main queue at the current time.
+    void restorerAnswers() {
+        ASSERT_TRUE(scheduler.waitForPostedWork(5s));
+        scheduler.runDue();
+    }
+    std::optional<ApplicationActivationFailure> onlyFailure() const {
+        if (results.size() != 1) {
+            ADD_FAILURE() << results.size() << " completions";
+            return std::nullopt;
+        }
+        const auto* failure = std::get_if<ApplicationActivationFailure>(&results[0]);
+        return failure ? std::optional(*failure) : std::nullopt;
+    }
+};
+
+TEST_F(ActivationTest, UnknownProcessAndRefusalWithoutLocationFailBeforeActivateReturns) {
+    activate(42);
+    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::unavailable);
+    results.clear();
+    app(7)->refusesActivation = true;
+    activate(7);
+    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::requestRejected);
+}
+
+TEST_F(ActivationTest, AnApplicationThatComesForwardAtOnceSucceedsWhenTheRestorerAnswers) {
+    const auto a = app(1);
+    a->hidden = true;
+    activate(1);
+    EXPECT_TRUE(results.empty());
+    restorerAnswers();
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(std::get<hopla::RunningApplicationPtr>(results[0]), workspace.application(1));
+    EXPECT_EQ(a->unhideCalls, 1);
+    EXPECT_EQ(scheduler.pendingCount(), 0u) << "no poll should be left behind";
+}
+
+TEST_F(ActivationTest, PollsSixTimesNudgesOnceFallsBackOnceThenTimesOut) {
+    const auto a = app(1);
+    a->requestsUntilFrontmost = 0; // accepts, never comes forward
+    a->bundle = "/apps/one.desktop";
+    workspace.openActivates = false;
+    activate(1);
+    restorerAnswers(); // check at 0 s
+    const auto start = scheduler.now();
+    std::vector<int> callsAt;
+    for (int tick = 1; tick <= 10; ++tick) {
+        scheduler.advanceTo(start + tick * 100ms);
+        callsAt.push_back(a->activateCalls);
+        if (tick == 5) {
+            EXPECT_EQ(workspace.openRequests.size(), 1u)
+                << "the fallback opens after the 0.5 s check";
+        }
+    }
+    // The nudge comes right before the 0.3 s check, and again 0.3 s into the fallback.
+    EXPECT_EQ(callsAt, (std::vector<int>{1, 1, 2, 2, 2, 2, 2, 3, 3, 3}));
+    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::foregroundTimeout);
+    EXPECT_EQ(workspace.openRequests, (std::vector<QString>{"/apps/one.desktop"}));
+    scheduler.advance(5s);
+    EXPECT_EQ(results.size(), 1u);
+}
+
+TEST_F(ActivationTest, TheHalfwayNudgeCanBringItForward) {
+    app(1)->requestsUntilFrontmost = 2;
+    activate(1);
+    restorerAnswers();
+    scheduler.advance(250ms);
+    EXPECT_TRUE(results.empty());
+    scheduler.advance(50ms);
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_TRUE(std::holds_alternative<hopla::RunningApplicationPtr>(results[0]));
+}
+
+TEST_F(ActivationTest, RefusalOpensThroughTheWorkspaceWithoutTouchingWindows) {
+    const auto a = app(1, false);
+    a->refusesActivation = true;
+    a->bundle = "/apps/one.desktop";
+    activate(1);
+    EXPECT_EQ(workspace.openRequests.size(), 1u);
+    scheduler.runDue(); // the workspace's answer hops to the main queue
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_TRUE(std::holds_alternative<hopla::RunningApplicationPtr>(results[0]));
+    EXPECT_EQ(windows.minimizedReads(), 0);
+
+    results.clear();
+    workspace.openError = "no such application";
+    activate(1);
+    scheduler.runDue();
+    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::requestRejected);
+}
+
+TEST_F(ActivationTest, WindowProblemsMapToTheirFailures) {
+    app(1, false); // unreadable windows, nowhere to reopen from
+    activate(1);
+    restorerAnswers();
+    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::reopenFailed);
+
+    results.clear();
+    app(2, false)->bundle = "/apps/two.desktop";
+    workspace.openError = "broken entry";
+    activate(2);
+    restorerAnswers();
+    scheduler.runDue();
+    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::reopenFailed);
+
+    results.clear();
+    app(3, false);
+    windows.script(3, {std::vector<FakeWindow>{{hopla::WindowRole::normal, true, true}}, {}, {}});
+    activate(3);
+    restorerAnswers();
+    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::windowRestoreFailed);
+}
+
+TEST_F(ActivationTest, ReopenThroughTheWorkspaceThenConfirms) {
+    app(1, false)->bundle = "/apps/one.desktop";
+    activate(1);
+    restorerAnswers();
+    scheduler.runDue();
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_TRUE(std::holds_alternative<hopla::RunningApplicationPtr>(results[0]));
+    EXPECT_EQ(workspace.openRequests.size(), 1u);
+}
+
+TEST_F(ActivationTest, OnlyTheCurrentRequestEverCompletes) {
+    app(1)->requestsUntilFrontmost = 0;
+    app(2)->requestsUntilFrontmost = 0;
+    activate(1);
+    activate(2); // supersedes 1
+    restorerAnswers();
+    workspace.bringToFront(1); // the first comes forward: nobody is waiting for it
+    scheduler.advance(150ms);
+    EXPECT_TRUE(results.empty());
+    workspace.bringToFront(2);
+    scheduler.advance(100ms);
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(std::get<hopla::RunningApplicationPtr>(results[0])->processId(), 2);
+
+    results.clear();
+    workspace.bringToFront(0);
+    activate(2);
+    coordinator->cancel(); // while the restorer works
+    activate(2);
+    restorerAnswers();
+    coordinator->cancel(); // while a poll is pending
+    scheduler.advance(2s);
+    workspace.bringToFront(2);
+    scheduler.advance(2s);
+    EXPECT_TRUE(results.empty());
+}
+
+TEST_F(ActivationTest, TerminationWhilePollingIsUnavailableAndAReleasedCoordinatorIsSilent) {
+    const auto a = app(1);
+    a->requestsUntilFrontmost = 0;
+    activate(1);
+    restorerAnswers();
+    a->terminated = true;
+    scheduler.advance(100ms);
+    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::unavailable);
+
+    results.clear();
+    app(2)->requestsUntilFrontmost = 0;
+    activate(2);
+    restorerAnswers();
+    coordinator.reset(); // polls still scheduled must find it gone
+    workspace.bringToFront(2);
+    scheduler.advance(2s);
+    EXPECT_TRUE(results.empty());
+}
+
+} // namespace

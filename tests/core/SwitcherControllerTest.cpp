@@ -1,0 +1,287 @@
+#include "core/ApplicationSwitcherController.h"
+#include "platform/fake/FakeWindowSystem.h"
+#include "platform/fake/FakeWorkspace.h"
+#include "tests/support/Pump.h"
+#include "tests/support/RecordingPanel.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using hopla::ApplicationActivationFailure;
+using hopla::ApplicationSwitcherController;
+using hopla::GestureAction;
+using hopla::ProcessId;
+
+struct ControllerTest : ::testing::Test {
+    hopla::fake::ManualScheduler scheduler;
+    hopla::fake::FakeWorkspace workspace{/*currentProcess=*/1};
+    hopla::fake::FakeWindowSystem windows;
+    hopla::testing::RecordingPanel panel;
+    std::unique_ptr<ApplicationSwitcherController> controller =
+        std::make_unique<ApplicationSwitcherController>(
+            panel, workspace, windows, scheduler,
+            ApplicationSwitcherController::Options{
+                "test", [] { return hopla::Scheduler::Duration(400ms); }});
+    std::vector<ProcessId> requested;
+    std::vector<ProcessId> activated;
+    std::vector<ApplicationActivationFailure> failures;
+    int dismissals = 0;
+
+    void SetUp() override {
+        controller->onActivationRequest = [this](ProcessId id) { requested.push_back(id); };
+        controller->onActivated = [this](const hopla::RunningApplicationPtr& a) {
+            activated.push_back(a->processId());
+        };
+        controller->onFailure = [this](ApplicationActivationFailure f) { failures.push_back(f); };
+        controller->onDismiss = [this] { ++dismissals; };
+        controller->start();
+    }
+    std::shared_ptr<hopla::fake::FakeApplication> app(ProcessId id, const char* name) {
+        auto a = workspace.add(id, name);
+        windows.script(id, {std::vector<hopla::fake::FakeWindow>{{}}, 0, 0});
+        return a;
+    }
+    std::vector<ProcessId> candidates() const {
+        std::vector<ProcessId> ids;
+        for (const auto& e : controller->session()->apps()) {
+            ids.push_back(e.id);
+        }
+        return ids;
+    }
+    // Lets activations that went to the window restorer come back and finish.
+    bool settle(std::size_t activations) {
+        return hopla::testing::pumpUntil(
+            scheduler, [&] { return activated.size() + failures.size() >= activations; });
+    }
+};
+
+TEST_F(ControllerTest, SwitchTabListsByRecencySelectsThePreviousAndReleaseActivatesIt) {
+    app(10, "Alpha");
+    app(20, "Bravo");
+    app(30, "Charlie");
+    workspace.add(40, "Tray helper")->policy = hopla::ActivationPolicy::accessory;
+    workspace.add(1, "Hopla itself");
+    workspace.bringToFront(30);
+    workspace.bringToFront(20); // recency [B, C]
+    controller->stop();
+    workspace.bringToFront(10); // A is frontmost, unnoticed
+    controller->start();
+
+    EXPECT_TRUE(controller->route(GestureAction::tab(false)));
+    EXPECT_EQ(controller->recent().ids(), (std::vector<ProcessId>{10, 20, 30}));
+    EXPECT_EQ(candidates(), (std::vector<ProcessId>{10, 20, 30}));
+    EXPECT_EQ(controller->session()->selectedID(), 20);
+    EXPECT_TRUE(panel.shown);
+
+    EXPECT_TRUE(controller->route(GestureAction::release()));
+    EXPECT_FALSE(controller->session());
+    EXPECT_FALSE(panel.shown);
+    ASSERT_TRUE(settle(1));
+    EXPECT_EQ(requested, (std::vector<ProcessId>{20}));
+    EXPECT_EQ(activated, (std::vector<ProcessId>{20}));
+    EXPECT_EQ(controller->recent().ids().front(), 20); // followed the activation notice
+}
+
+TEST_F(ControllerTest, ShiftTabSelectsTheLastAndTabStepsAndClearsTheFailureMark) {
+    app(10, "Alpha");
+    app(20, "Bravo");
+    app(30, "Charlie");
+    EXPECT_TRUE(controller->route(GestureAction::tab(true)));
+    EXPECT_EQ(controller->session()->selectedID(), candidates().back());
+    panel.model().setFailedID(20);
+    EXPECT_TRUE(controller->route(GestureAction::tab(false)));
+    EXPECT_EQ(controller->session()->selectedID(), candidates().front());
+    EXPECT_EQ(panel.model().failedID(), std::nullopt);
+    EXPECT_EQ(panel.calls.back(), "update");
+}
+
+TEST_F(ControllerTest, NothingToSwitchToShowsNoPanel) {
+    workspace.add(1, "Hopla itself");
+    workspace.add(50, "Daemon")->policy = hopla::ActivationPolicy::prohibited;
+    EXPECT_FALSE(controller->route(GestureAction::tab(false)));
+    EXPECT_EQ(std::count(panel.calls.begin(), panel.calls.end(), "show"), 0);
+    EXPECT_EQ(dismissals, 1);
+    EXPECT_FALSE(controller->route(GestureAction::letterKey('A')));
+    EXPECT_FALSE(controller->route(GestureAction::cancel()));
+    EXPECT_FALSE(controller->route(GestureAction::release()));
+}
+
+TEST_F(ControllerTest, AnAmbiguousLetterWaitsOneDoubleClickAndTypingItAgainMovesOn) {
+    app(10, "Safari");
+    app(20, "Slack");
+    app(30, "Notes");
+    controller->route(GestureAction::tab(false));
+    // By name: Notes (30), Safari (10), Slack (20).
+    controller->route(GestureAction::letterKey('S'));
+    EXPECT_EQ(controller->session()->selectedID(), 10);
+    scheduler.advance(200ms);
+    EXPECT_TRUE(requested.empty());
+    controller->route(GestureAction::letterKey('S')); // 200 ms in: on to the next S
+    EXPECT_EQ(controller->session()->selectedID(), 20);
+    scheduler.advance(399ms);
+    EXPECT_TRUE(requested.empty()) << "the first wait must have been cut off";
+    scheduler.advance(1ms);
+    EXPECT_EQ(requested, (std::vector<ProcessId>{20}));
+    ASSERT_TRUE(settle(1));
+    EXPECT_EQ(activated, (std::vector<ProcessId>{20}));
+    EXPECT_FALSE(controller->session()) << "the panel closes once the application is in front";
+}
+
+TEST_F(ControllerTest, TabOrReleaseDuringTheLetterWaitTakesOver) {
+    app(10, "Safari");
+    app(20, "Slack");
+    controller->route(GestureAction::tab(false));
+    controller->route(GestureAction::letterKey('S'));
+    controller->route(GestureAction::tab(false));
+    scheduler.advance(1s);
+    EXPECT_TRUE(requested.empty());
+    EXPECT_TRUE(controller->session());
+    controller->route(GestureAction::release());
+    EXPECT_EQ(requested.size(), 1u);
+}
+
+TEST_F(ControllerTest, AClickDuringTheLetterWaitReplacesTheWaitingSwitch) {
+    app(10, "Safari")->requestsUntilFrontmost = 0; // slow: the panel stays up
+    app(20, "Slack");
+    controller->route(GestureAction::tab(false));
+    controller->route(GestureAction::letterKey('S')); // Safari, switching in 400 ms
+    panel.model().onSelect(10);                       // same candidate, clicked
+    scheduler.advance(450ms);
+    EXPECT_EQ(requested, (std::vector<ProcessId>{10}))
+        << "the letter's switch must not run as well";
+}
+
+TEST_F(ControllerTest, AUniqueLetterSwitchesAtOnceAndALetterNobodyCarriesDoesNothing) {
+    app(10, "Alpha");
+    app(20, "Zulu");
+    controller->route(GestureAction::tab(false));
+    EXPECT_TRUE(controller->route(GestureAction::letterKey('Q')));
+    EXPECT_TRUE(requested.empty());
+    EXPECT_TRUE(controller->route(GestureAction::letterKey('Z')));
+    EXPECT_EQ(requested, (std::vector<ProcessId>{20}));
+    EXPECT_TRUE(controller->session()) << "open until the switch is confirmed";
+    ASSERT_TRUE(settle(1));
+    EXPECT_FALSE(controller->session());
+    EXPECT_FALSE(panel.shown);
+}
+
+TEST_F(ControllerTest, ReleaseWhileALetterActivationConfirmsActivatesAgainAndIgnoresTheFirst) {
+    app(10, "Alpha");
+    const auto zulu = app(20, "Zulu");
+    zulu->requestsUntilFrontmost = 2; // the second request brings it forward
+    controller->route(GestureAction::tab(false));
+    controller->route(GestureAction::letterKey('Z'));
+    controller->route(GestureAction::release());
+    EXPECT_FALSE(controller->session());
+    EXPECT_EQ(requested, (std::vector<ProcessId>{20, 20}));
+    ASSERT_TRUE(settle(1));
+    scheduler.advance(3s);
+    EXPECT_EQ(activated, (std::vector<ProcessId>{20}));
+    EXPECT_TRUE(failures.empty());
+}
+
+TEST_F(ControllerTest, EscapeDismissesWithoutActivating) {
+    app(10, "Alpha");
+    app(20, "Bravo");
+    controller->route(GestureAction::tab(false));
+    EXPECT_TRUE(controller->route(GestureAction::cancel()));
+    EXPECT_FALSE(controller->session());
+    EXPECT_FALSE(panel.shown);
+    scheduler.advance(2s);
+    EXPECT_TRUE(requested.empty());
+}
+
+TEST_F(ControllerTest, CandidatesThatQuitLeaveTheSession) {
+    app(10, "Alpha");
+    app(20, "Bravo");
+    const auto charlie = app(30, "Charlie");
+    workspace.bringToFront(10);
+    controller->route(GestureAction::tab(false)); // [10, 20, 30] on 20
+    workspace.terminate(20);                      // the selected one, by notice
+    EXPECT_EQ(candidates(), (std::vector<ProcessId>{10, 30}));
+    EXPECT_EQ(controller->session()->selectedID(), 30);
+    EXPECT_TRUE(controller->session()->needsCommit());
+
+    charlie->terminated = true; // gone without a notice: the refresh tick notices
+    scheduler.advance(100ms);
+    EXPECT_EQ(candidates(), (std::vector<ProcessId>{10}));
+    workspace.terminate(10); // the last one
+    EXPECT_FALSE(controller->session());
+    EXPECT_FALSE(panel.shown);
+    EXPECT_EQ(scheduler.pendingCount(), 0u) << "the refresh timer stops with the session";
+}
+
+TEST_F(ControllerTest, AFailedSwitchMarksTheCandidateAndUnavailableRemovesIt) {
+    app(10, "Alpha");
+    app(20, "Zulu")->refusesActivation = true; // and nowhere to open it from
+    const auto yankee = app(30, "Yankee");
+    controller->route(GestureAction::tab(false));
+    controller->route(GestureAction::letterKey('Z'));
+    EXPECT_EQ(failures, (std::vector<ApplicationActivationFailure>{
+                            ApplicationActivationFailure::requestRejected}));
+    EXPECT_EQ(panel.model().failedID(), 20);
+    EXPECT_TRUE(controller->session());
+
+    yankee->terminated = true;
+    controller->route(GestureAction::letterKey('Y'));
+    EXPECT_EQ(failures.back(), ApplicationActivationFailure::unavailable);
+    EXPECT_EQ(candidates(), (std::vector<ProcessId>{10, 20}));
+}
+
+TEST_F(ControllerTest, AClickSelectsAndSwitchesThenThePanelCloses) {
+    app(10, "Alpha");
+    app(20, "Bravo");
+    app(30, "Charlie");
+    controller->route(GestureAction::tab(false));
+    panel.model().onSelect(30);
+    EXPECT_EQ(controller->session()->selectedID(), 30);
+    EXPECT_EQ(requested, (std::vector<ProcessId>{30}));
+    panel.model().onSelect(999); // not a candidate: ignored
+    EXPECT_EQ(requested.size(), 1u);
+    ASSERT_TRUE(settle(1));
+    EXPECT_FALSE(controller->session());
+}
+
+TEST_F(ControllerTest, ObserversInstallOnceAndALockedSessionCloses) {
+    controller->start();
+    EXPECT_EQ(workspace.observerCount(), 1u);
+    app(10, "Alpha");
+    controller->route(GestureAction::tab(false));
+    workspace.resignSession();
+    EXPECT_FALSE(controller->session());
+    controller->stop();
+    EXPECT_EQ(workspace.observerCount(), 0u);
+    controller->start();
+    EXPECT_EQ(workspace.observerCount(), 1u);
+    controller.reset();
+    EXPECT_EQ(workspace.observerCount(), 0u);
+}
+
+TEST_F(ControllerTest, IconsShowFromTheCacheAndTheRestArriveOneTurnLaterForTheSameSessionOnly) {
+    const auto alpha = app(10, "Alpha");
+    const auto bravo = app(20, "Bravo");
+    QImage red(4, 4, QImage::Format_ARGB32);
+    red.fill(Qt::red);
+    alpha->ownIcon = red;
+    bravo->ownIcon = red;
+
+    controller->route(GestureAction::tab(false));
+    EXPECT_TRUE(panel.model().icons().empty());
+    scheduler.runDue();
+    EXPECT_EQ(panel.model().icons().size(), 2u);
+    controller->route(GestureAction::cancel());
+
+    bravo->launched = std::chrono::system_clock::now(); // as if relaunched: a new identity
+    controller->route(GestureAction::tab(false));
+    EXPECT_EQ(panel.model().icons().size(), 1u) << "alpha from the cache at once";
+    EXPECT_EQ(panel.model().icons().count(10), 1u);
+    controller->route(GestureAction::cancel()); // before the missing ones load
+    const auto callsBefore = panel.calls.size();
+    scheduler.runDue();
+    EXPECT_EQ(panel.calls.size(), callsBefore) << "late icons for a closed session";
+    EXPECT_EQ(controller->iconCache().size(), 1u);
+}
+
+} // namespace
