@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/ProcessId.h"
+#include "platform/WindowAccess.h"
+#include "platform/x11/XConnection.h"
+
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace hopla::x11 {
+
+// What Hopla needs to know about one managed top-level window.
+struct ClientWindow {
+    xcb_window_t id = XCB_WINDOW_NONE;
+    std::optional<ProcessId> pid; // _NET_WM_PID, else the X-Resource client's pid
+    QString instance;             // WM_CLASS
+    QString className;
+    QString title; // _NET_WM_NAME, else WM_NAME (COMPOUND_TEXT decoded)
+    WindowRole role = WindowRole::normal;
+    bool countsAsApplication = false; // a normal or dialog window the taskbar shows
+    bool skipTaskbar = false;
+    bool minimized = false;               // _NET_WM_STATE_HIDDEN or WM_STATE Iconic
+    bool acceptsFocus = true;             // WM_HINTS input or WM_TAKE_FOCUS
+    std::optional<std::uint32_t> desktop; // 0xFFFFFFFF: on every desktop
+};
+
+// The managed windows in _NET_CLIENT_LIST order, read in a few batched round trips.
+// Windows that vanish while being read are left out. Nothing when the list is unreadable
+// (no EWMH window manager).
+std::optional<std::vector<ClientWindow>> readClientWindows(XConnection& x);
+
+// Reads one window the same way; nothing when it no longer exists.
+std::optional<ClientWindow> readClientWindow(XConnection& x, xcb_window_t window);
+
+// _NET_CLIENT_LIST_STACKING, bottom to top; nothing when unreadable.
+std::optional<std::vector<xcb_window_t>> readStacking(XConnection& x);
+
+// _NET_ACTIVE_WINDOW; XCB_WINDOW_NONE while focus is changing hands or nobody has it.
+xcb_window_t readActiveWindow(XConnection& x);
+
+} // namespace hopla::x11

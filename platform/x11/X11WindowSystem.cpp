@@ -1,0 +1,129 @@
+#include "platform/x11/X11WindowSystem.h"
+
+#include "platform/x11/ClientWindows.h"
+
+#include <algorithm>
+#include <thread>
+#include <unistd.h>
+
+namespace hopla::x11 {
+
+namespace {
+
+WindowRef refOf(xcb_window_t w) {
+    return static_cast<WindowRef>(w);
+}
+xcb_window_t windowOf(WindowRef r) {
+    return static_cast<xcb_window_t>(r);
+}
+
+} // namespace
+
+std::unique_ptr<X11WindowSystem> X11WindowSystem::open(std::string* error) {
+    auto x = XConnection::open(nullptr, error);
+    return x ? std::unique_ptr<X11WindowSystem>(new X11WindowSystem(std::move(x))) : nullptr;
+}
+
+// One application's windows, topmost first.
+class X11ApplicationWindows final : public ApplicationWindows {
+public:
+    X11ApplicationWindows(X11WindowSystem& system, ProcessId application)
+        : system_(system)
+        , app_(application) {}
+
+    std::optional<std::vector<WindowRef>> windows() override {
+        std::lock_guard lock(system_.mutex_);
+        auto& x = *system_.x_;
+        const auto clients = readClientWindows(x);
+        if (!clients || x.broken()) {
+            return std::nullopt;
+        }
+        const auto stacking = readStacking(x).value_or(std::vector<xcb_window_t>{});
+        std::vector<std::pair<long, xcb_window_t>> mine;
+        for (const auto& c : *clients) {
+            if (c.pid == app_) {
+                const auto it = std::find(stacking.begin(), stacking.end(), c.id);
+                mine.emplace_back(
+                    it == stacking.end() ? -1 : static_cast<long>(it - stacking.begin()), c.id);
+            }
+        }
+        std::stable_sort(mine.begin(), mine.end(),
+                         [](const auto& a, const auto& b) { return a.first > b.first; });
+        std::vector<WindowRef> refs;
+        for (const auto& [rank, w] : mine) {
+            refs.push_back(refOf(w));
+        }
+        return refs;
+    }
+
+    std::optional<WindowRole> role(WindowRef window) override {
+        const auto c = read(window);
+        return c ? std::optional(c->role) : std::nullopt;
+    }
+
+    std::optional<bool> isMinimized(WindowRef window) override {
+        const auto c = read(window);
+        return c ? std::optional(c->minimized) : std::nullopt;
+    }
+
+    std::optional<WindowRef> focusedWindow() override {
+        std::lock_guard lock(system_.mutex_);
+        const xcb_window_t active = readActiveWindow(*system_.x_);
+        const auto c =
+            active == XCB_WINDOW_NONE ? std::nullopt : readClientWindow(*system_.x_, active);
+        return c && c->pid == app_ ? std::optional(refOf(active)) : std::nullopt;
+    }
+
+    std::optional<WindowRef> mainWindow() override {
+        const auto all = windows();
+        return all && !all->empty() ? std::optional(all->front()) : std::nullopt;
+    }
+
+    bool unminimize(WindowRef window) override {
+        {
+            std::lock_guard lock(system_.mutex_);
+            auto& x = *system_.x_;
+            constexpr auto fromPager = XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER;
+            xcb_ewmh_request_change_active_window(x.ewmh(), x.screenNumber(), windowOf(window),
+                                                  fromPager, XCB_CURRENT_TIME, XCB_WINDOW_NONE);
+            xcb_flush(x.raw());
+        }
+        // The window manager maps it asynchronously; wait a little, bounded.
+        const auto deadline = std::chrono::steady_clock::now() + X11WindowSystem::unminimizeLimit;
+        do {
+            const auto minimized = isMinimized(window);
+            if (!minimized) {
+                return false; // gone
+            }
+            if (!*minimized) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        } while (std::chrono::steady_clock::now() < deadline);
+        return false;
+    }
+
+    void raise(WindowRef window) override {
+        std::lock_guard lock(system_.mutex_);
+        auto& x = *system_.x_;
+        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+        xcb_configure_window(x.raw(), windowOf(window), XCB_CONFIG_WINDOW_STACK_MODE, &above);
+        xcb_flush(x.raw());
+    }
+
+private:
+    std::optional<ClientWindow> read(WindowRef window) {
+        std::lock_guard lock(system_.mutex_);
+        auto c = readClientWindow(*system_.x_, windowOf(window));
+        return c && c->pid == app_ ? c : std::nullopt;
+    }
+
+    X11WindowSystem& system_;
+    ProcessId app_;
+};
+
+std::unique_ptr<ApplicationWindows> X11WindowSystem::windowsOf(ProcessId application) {
+    return std::make_unique<X11ApplicationWindows>(*this, application);
+}
+
+} // namespace hopla::x11

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/WindowAccess.h"
+#include "platform/x11/XConnection.h"
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace hopla::x11 {
+
+// Window access over EWMH on a connection of its own, for the window restorer's worker
+// thread. Minimized: _NET_WM_STATE_HIDDEN or WM_STATE Iconic. Unminimize: ask the window
+// manager to activate the window, then wait briefly for it to be shown.
+class X11WindowSystem final : public WindowSystem {
+public:
+    // How long unminimizing may take before it counts as refused.
+    static constexpr auto unminimizeLimit = std::chrono::milliseconds(200);
+
+    // Nothing, with the reason, without an X server.
+    static std::unique_ptr<X11WindowSystem> open(std::string* error);
+
+    std::unique_ptr<ApplicationWindows> windowsOf(ProcessId application) override;
+
+private:
+    friend class X11ApplicationWindows;
+    explicit X11WindowSystem(std::unique_ptr<XConnection> x)
+        : x_(std::move(x)) {}
+
+    std::mutex mutex_; // one request sequence at a time on the shared connection
+    std::unique_ptr<XConnection> x_;
+};
+
+} // namespace hopla::x11

@@ -1,0 +1,375 @@
+#include "platform/x11/X11Workspace.h"
+
+#include "platform/x11/ProcessInfo.h"
+#include "platform/x11/WindowIcon.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QIcon>
+#include <QImageReader>
+#include <QProcess>
+
+#include <algorithm>
+#include <unistd.h>
+
+namespace hopla::x11 {
+
+namespace {
+
+constexpr int iconSize = 80;
+constexpr std::uint32_t iconPropertyLimit = 4 << 20; // bytes: a 1024×1024 icon
+constexpr std::uint32_t allDesktops = 0xFFFFFFFF;
+
+// Windows of clients that carry no process id at all (remote, or no X-Resource) each form
+// an application of their own, named by a negative id that no real process has.
+ProcessId applicationIdOf(const ClientWindow& w) {
+    return w.pid ? *w.pid : -static_cast<ProcessId>(w.id & 0x7fffffff);
+}
+
+} // namespace
+
+X11Application::X11Application(X11Workspace& workspace, ProcessId pid)
+    : workspace_(workspace)
+    , pid_(pid) {
+    if (pid_ > 0) {
+        executable_ = executablePath(pid_);
+        launched_ = processStartTime(pid_);
+    }
+}
+
+std::optional<QString> X11Application::localizedName() const {
+    if (entry_ && !entry_->name.isEmpty()) {
+        return entry_->name;
+    }
+    for (const auto& w : windows_) {
+        if (!w.className.isEmpty()) {
+            return w.className;
+        }
+    }
+    for (const auto& w : windows_) {
+        if (!w.title.isEmpty()) {
+            return w.title;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> X11Application::bundleLocation() const {
+    if (entry_) {
+        return entry_->file;
+    }
+    return executable_;
+}
+
+std::optional<QString> X11Application::bundleIdentifier() const {
+    return entry_ ? std::optional(entry_->id) : std::nullopt;
+}
+
+ActivationPolicy X11Application::activationPolicy() const {
+    const bool regular = std::any_of(windows_.begin(), windows_.end(),
+                                     [](const auto& w) { return w.countsAsApplication; });
+    return regular ? ActivationPolicy::regular : ActivationPolicy::accessory;
+}
+
+bool X11Application::isActive() const {
+    if (terminated_ || workspace_.connectionLost()) {
+        return false;
+    }
+    const auto owner = workspace_.owner(readActiveWindow(*workspace_.x_));
+    return owner && owner->pid_ == pid_;
+}
+
+QImage X11Application::icon() const {
+    for (const auto& w : windows_) {
+        if (const auto data = workspace_.x_->cardinals(w.id, workspace_.x_->ewmh()->_NET_WM_ICON,
+                                                       XCB_ATOM_CARDINAL, iconPropertyLimit)) {
+            if (QImage image = imageFromWmIcon(*data, iconSize); !image.isNull()) {
+                return image;
+            }
+        }
+    }
+    if (entry_ && !entry_->icon.isEmpty()) {
+        if (QFileInfo(entry_->icon).isAbsolute()) {
+            return QImageReader(entry_->icon).read();
+        }
+        if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+            return QIcon::fromTheme(entry_->icon).pixmap(iconSize, iconSize).toImage();
+        }
+    }
+    return {};
+}
+
+bool X11Application::activate() {
+    if (terminated_ || workspace_.connectionLost()) {
+        return false;
+    }
+    // The most recently used window is the topmost of the application's in the stacking order.
+    const auto stacking = readStacking(*workspace_.x_).value_or(std::vector<xcb_window_t>{});
+    const ClientWindow* target = nullptr;
+    int bestRank = -1;
+    for (const auto& w : windows_) {
+        if (!w.acceptsFocus || w.role == WindowRole::auxiliary) {
+            continue;
+        }
+        const auto it = std::find(stacking.begin(), stacking.end(), w.id);
+        const int rank = it == stacking.end() ? 0 : static_cast<int>(it - stacking.begin()) + 1;
+        if (rank > bestRank) {
+            bestRank = rank;
+            target = &w;
+        }
+    }
+    if (!target) {
+        return false; // nothing of it can take the focus
+    }
+    auto& x = *workspace_.x_;
+    const auto current = x.cardinal(x.root(), x.ewmh()->_NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL);
+    const auto desktop = readClientWindow(x, target->id).value_or(*target).desktop;
+    if (current && desktop && *desktop != allDesktops && *desktop != *current) {
+        xcb_ewmh_request_change_current_desktop(x.ewmh(), x.screenNumber(), *desktop,
+                                                workspace_.timestamp());
+    }
+    constexpr auto fromPager =
+        XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER; // source 2: a pager acting for the user
+    xcb_ewmh_request_change_active_window(x.ewmh(), x.screenNumber(), target->id, fromPager,
+                                          workspace_.timestamp(), readActiveWindow(x));
+    xcb_flush(x.raw());
+    return true;
+}
+
+std::unique_ptr<X11Workspace> X11Workspace::open(std::string* error) {
+    auto x = XConnection::open(nullptr, error);
+    if (!x) {
+        return nullptr;
+    }
+    if (!x->cardinals(x->root(), x->ewmh()->_NET_CLIENT_LIST, XCB_ATOM_WINDOW, 4)) {
+        // An empty list still reads; a missing one means no EWMH window manager.
+        const auto check =
+            x->cardinal(x->root(), x->ewmh()->_NET_SUPPORTING_WM_CHECK, XCB_ATOM_WINDOW);
+        if (!check) {
+            if (error) {
+                *error = "no EWMH window manager is running on this display";
+            }
+            return nullptr;
+        }
+    }
+    auto events = XConnection::open(nullptr, error);
+    if (!events) {
+        return nullptr;
+    }
+    return std::unique_ptr<X11Workspace>(new X11Workspace(std::move(x), std::move(events)));
+}
+
+X11Workspace::X11Workspace(std::unique_ptr<XConnection> x, std::unique_ptr<XConnection> events)
+    : x_(std::move(x))
+    , self_(static_cast<ProcessId>(::getpid()))
+    , events_(std::move(events)) {
+    const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(events_->raw(), events_->root(), XCB_CW_EVENT_MASK, &mask);
+    xcb_flush(events_->raw());
+    notifier_ = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(events_->raw()),
+                                                  QSocketNotifier::Read);
+    connect(notifier_.get(), &QSocketNotifier::activated, this, &X11Workspace::drainEvents);
+    refresh();
+    if (const auto active = owner(readActiveWindow(*x_))) {
+        lastActive_ = active->pid_;
+    }
+}
+
+X11Workspace::~X11Workspace() = default;
+
+bool X11Workspace::connectionLost() const {
+    return x_->broken() || events_->broken();
+}
+
+template <typename Call> void X11Workspace::notify(Call call) {
+    const auto observers = observers_;
+    for (const auto& [key, observer] : observers) {
+        call(observer);
+    }
+}
+
+void X11Workspace::refresh() {
+    std::vector<ClientWindow> windows;
+    if (!connectionLost()) {
+        windows = readClientWindows(*x_).value_or(std::vector<ClientWindow>{});
+    }
+    std::map<ProcessId, std::vector<ClientWindow>> byApp;
+    std::vector<ProcessId> order;
+    for (auto& w : windows) {
+        const ProcessId id = applicationIdOf(w);
+        if (id == self_) {
+            continue; // Hopla's own windows never count
+        }
+        auto& list = byApp[id];
+        if (list.empty()) {
+            order.push_back(id);
+        }
+        list.push_back(std::move(w));
+    }
+
+    std::vector<std::shared_ptr<X11Application>> gone;
+    std::vector<std::shared_ptr<X11Application>> next;
+    for (auto& app : apps_) {
+        if (auto it = byApp.find(app->pid_); it != byApp.end()) {
+            app->windows_ = std::move(it->second);
+            byApp.erase(it);
+            next.push_back(app);
+        } else {
+            app->terminated_ = true;
+            app->windows_.clear();
+            gone.push_back(app);
+        }
+    }
+    for (const ProcessId id : order) {
+        auto it = byApp.find(id);
+        if (it == byApp.end()) {
+            continue; // already known
+        }
+        auto app = std::make_shared<X11Application>(*this, id);
+        app->windows_ = std::move(it->second);
+        const auto& first = app->windows_.front();
+        app->entry_ = entries_.forWindowClass(first.instance, first.className);
+        next.push_back(std::move(app));
+    }
+    apps_ = std::move(next);
+    for (const auto& app : gone) {
+        const RunningApplicationPtr running = app;
+        notify([&](const WorkspaceObserver& o) {
+            if (o.terminated) {
+                o.terminated(running);
+            }
+        });
+    }
+}
+
+std::shared_ptr<X11Application> X11Workspace::owner(xcb_window_t window) {
+    if (window == XCB_WINDOW_NONE) {
+        return nullptr;
+    }
+    for (const auto& app : apps_) {
+        for (const auto& w : app->windows_) {
+            if (w.id == window) {
+                return app;
+            }
+        }
+    }
+    return nullptr;
+}
+
+std::vector<RunningApplicationPtr> X11Workspace::runningApplications() {
+    refresh();
+    return {apps_.begin(), apps_.end()};
+}
+
+RunningApplicationPtr X11Workspace::frontmostApplication() {
+    if (connectionLost()) {
+        return nullptr;
+    }
+    const xcb_window_t active = readActiveWindow(*x_);
+    auto app = owner(active);
+    if (!app && active != XCB_WINDOW_NONE) {
+        refresh(); // a window newer than the last look
+        app = owner(active);
+    }
+    if (app) {
+        noteActive(app);
+    }
+    return app;
+}
+
+RunningApplicationPtr X11Workspace::application(ProcessId id) {
+    refresh();
+    const auto it =
+        std::find_if(apps_.begin(), apps_.end(), [id](const auto& a) { return a->pid_ == id; });
+    return it == apps_.end() ? nullptr : *it;
+}
+
+void X11Workspace::openApplication(const QString& bundleLocation, OpenAnswer answer) {
+    launcher_.async([bundleLocation, answer = std::move(answer)] {
+        if (bundleLocation.endsWith(QLatin1String(".desktop"))) {
+            answer(DesktopEntries::launch(bundleLocation));
+            return;
+        }
+        if (!QFileInfo(bundleLocation).isExecutable()) {
+            answer(QStringLiteral("not an executable: %1").arg(bundleLocation));
+            return;
+        }
+        const bool started = QProcess::startDetached(bundleLocation, {});
+        answer(started ? std::nullopt
+                       : std::optional(QStringLiteral("could not start %1").arg(bundleLocation)));
+    });
+}
+
+Subscription X11Workspace::observe(WorkspaceObserver observer) {
+    const int key = nextObserver_++;
+    observers_.emplace(key, std::move(observer));
+    return Subscription([this, key] { observers_.erase(key); });
+}
+
+void X11Workspace::drainEvents() {
+    if (connectionLost()) {
+        notifier_->setEnabled(false);
+        return;
+    }
+    bool clientsChanged = false;
+    bool activeChanged = false;
+    bool desktopChanged = false;
+    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(events_->raw())}) {
+        if ((event->response_type & 0x7f) != XCB_PROPERTY_NOTIFY) {
+            continue;
+        }
+        const auto* property = reinterpret_cast<const xcb_property_notify_event_t*>(event.get());
+        if (property->window != x_->root()) {
+            continue;
+        }
+        lastServerTime_ = property->time;
+        auto* e = x_->ewmh();
+        clientsChanged |= property->atom == e->_NET_CLIENT_LIST;
+        activeChanged |= property->atom == e->_NET_ACTIVE_WINDOW;
+        desktopChanged |= property->atom == e->_NET_CURRENT_DESKTOP;
+    }
+    if (clientsChanged) {
+        refresh();
+    }
+    if (activeChanged || clientsChanged) {
+        handleActiveWindowChange();
+    }
+    if (desktopChanged) {
+        notify([](const WorkspaceObserver& o) {
+            if (o.activeSpaceChanged) {
+                o.activeSpaceChanged();
+            }
+        });
+    }
+}
+
+void X11Workspace::handleActiveWindowChange() {
+    const xcb_window_t active = readActiveWindow(*x_);
+    if (active == XCB_WINDOW_NONE) {
+        return; // focus is between windows: wait for where it lands
+    }
+    auto app = owner(active);
+    if (!app) {
+        refresh();
+        app = owner(active);
+    }
+    if (app) {
+        noteActive(app);
+    }
+}
+
+void X11Workspace::noteActive(const std::shared_ptr<X11Application>& app) {
+    if (app->pid_ == lastActive_) {
+        return;
+    }
+    lastActive_ = app->pid_;
+    const RunningApplicationPtr running = app;
+    notify([&](const WorkspaceObserver& o) {
+        if (o.activated) {
+            o.activated(running);
+        }
+    });
+}
+
+} // namespace hopla::x11

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "platform/SerialQueue.h"
+#include "platform/Workspace.h"
+#include "platform/x11/ClientWindows.h"
+#include "platform/x11/DesktopEntries.h"
+
+#include <QObject>
+#include <QSocketNotifier>
+
+#include <map>
+#include <memory>
+#include <string>
+
+namespace hopla::x11 {
+
+class X11Workspace;
+
+// One running application: the managed windows of one process.
+class X11Application final : public RunningApplication {
+public:
+    X11Application(X11Workspace& workspace, ProcessId pid);
+
+    ProcessId processId() const override { return pid_; }
+    std::optional<QString> localizedName() const override;
+    std::optional<QString> bundleLocation() const override;
+    std::optional<QString> executableLocation() const override { return executable_; }
+    std::optional<QString> bundleIdentifier() const override;
+    std::optional<WallClockTime> launchDate() const override { return launched_; }
+    ActivationPolicy activationPolicy() const override;
+    bool isTerminated() const override { return terminated_; }
+    bool isHidden() const override { return false; } // X11 has no application-level hiding
+    bool isActive() const override;
+    QImage icon() const override;
+    void unhide() override {}
+    bool activate() override;
+
+    const std::vector<ClientWindow>& windows() const { return windows_; }
+
+private:
+    friend class X11Workspace;
+
+    X11Workspace& workspace_;
+    ProcessId pid_;
+    std::vector<ClientWindow> windows_; // in client-list order
+    std::optional<DesktopEntry> entry_;
+    std::optional<QString> executable_;
+    std::optional<WallClockTime> launched_;
+    bool terminated_ = false;
+};
+
+// The desktop's running applications over EWMH: _NET_CLIENT_LIST grouped by process,
+// _NET_ACTIVE_WINDOW for the frontmost one, and property changes on the root window for
+// the notifications. Main thread only; needs a running Qt event loop for notifications.
+class X11Workspace final : public QObject, public Workspace {
+    Q_OBJECT
+public:
+    // Nothing, with the reason, when there is no X server or no EWMH window manager.
+    static std::unique_ptr<X11Workspace> open(std::string* error);
+    ~X11Workspace() override;
+
+    std::vector<RunningApplicationPtr> runningApplications() override;
+    RunningApplicationPtr frontmostApplication() override;
+    RunningApplicationPtr application(ProcessId id) override;
+    ProcessId currentProcessId() const override { return self_; }
+    void openApplication(const QString& bundleLocation, OpenAnswer answer) override;
+    [[nodiscard]] Subscription observe(WorkspaceObserver observer) override;
+
+    // The X server time of the user's latest input, sent with activation requests so the
+    // window manager's focus-stealing prevention lets them through.
+    void setUserTime(xcb_timestamp_t time) { userTime_ = time; }
+
+    // Re-reads the client list now; observers hear of applications that went away.
+    void refresh();
+    bool connectionLost() const;
+
+private:
+    friend class X11Application;
+    X11Workspace(std::unique_ptr<XConnection> x, std::unique_ptr<XConnection> events);
+    void drainEvents();
+    void handleActiveWindowChange();
+    // Tells observers when the active application differs from the one last noted. Called
+    // on every read of the active window, so what observers hear matches what was read.
+    void noteActive(const std::shared_ptr<X11Application>& app);
+    std::shared_ptr<X11Application> owner(xcb_window_t window);
+    xcb_timestamp_t timestamp() const {
+        return userTime_ != XCB_CURRENT_TIME ? userTime_ : lastServerTime_;
+    }
+    template <typename Call> void notify(Call call);
+
+    std::unique_ptr<XConnection> x_;
+    ProcessId self_;
+    DesktopEntries entries_;
+    std::vector<std::shared_ptr<X11Application>> apps_; // in order of first appearance
+    ProcessId lastActive_ = 0;
+    xcb_timestamp_t userTime_ = XCB_CURRENT_TIME;
+    xcb_timestamp_t lastServerTime_ = XCB_CURRENT_TIME;
+    std::map<int, WorkspaceObserver> observers_;
+    int nextObserver_ = 0;
+    // Events arrive on a connection of their own that never waits for replies, so none
+    // can sit unread in xcb's queue while the socket looks idle.
+    std::unique_ptr<XConnection> events_;
+    std::unique_ptr<QSocketNotifier> notifier_;
+    SerialQueue launcher_{"hopla-launch"};
+};
+
+} // namespace hopla::x11
