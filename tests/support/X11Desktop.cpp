@@ -1,0 +1,224 @@
+#include "tests/support/X11Desktop.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+
+#include <xcb/xcb.h>
+
+#include <algorithm>
+
+#include <csignal>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace hopla::testing {
+
+namespace {
+// Every process started here ends with the test program, even when it is killed.
+void dieWithParent(QProcess& process) {
+    process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+}
+
+std::unique_ptr<X11Desktop>& singleton() {
+    static std::unique_ptr<X11Desktop> desktop;
+    return desktop;
+}
+} // namespace
+
+// A connection that only listens for changes on the root window, to wake waitFor().
+struct X11Desktop::Watcher {
+    xcb_connection_t* connection = nullptr;
+    ~Watcher() {
+        if (connection) {
+            xcb_disconnect(connection);
+        }
+    }
+};
+
+X11Desktop* X11Desktop::instance() {
+    return singleton().get();
+}
+
+void X11Desktop::shutdown() {
+    singleton().reset();
+}
+
+X11Desktop* X11Desktop::start(QString* error) {
+    if (singleton()) {
+        return singleton().get();
+    }
+    std::unique_ptr<X11Desktop> desktop(new X11Desktop);
+    // Xvfb picks a free display number and writes it to the pipe given by -displayfd.
+    int pipeFds[2];
+    if (::pipe(pipeFds) != 0) {
+        *error = "pipe failed";
+        return nullptr;
+    }
+    desktop->server_ = std::make_unique<QProcess>();
+    desktop->server_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    desktop->server_->setChildProcessModifier([readFd = pipeFds[0]] {
+        ::close(readFd);
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    });
+    desktop->server_->start(
+        QStringLiteral("Xvfb"),
+        {QStringLiteral("-displayfd"), QString::number(pipeFds[1]), QStringLiteral("-screen"),
+         QStringLiteral("0"), QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
+         QStringLiteral("tcp"), QStringLiteral("+extension"), QStringLiteral("XInputExtension")});
+    ::close(pipeFds[1]);
+    if (!desktop->server_->waitForStarted(10000)) {
+        ::close(pipeFds[0]);
+        *error = "Xvfb did not start (is the xvfb package installed?)";
+        return nullptr;
+    }
+    QByteArray number;
+    pollfd pfd{pipeFds[0], POLLIN, 0};
+    QDeadlineTimer limit(std::chrono::seconds(15));
+    while (!number.endsWith('\n') && !limit.hasExpired() && ::poll(&pfd, 1, 200) >= 0) {
+        char c;
+        if ((pfd.revents & POLLIN) && ::read(pipeFds[0], &c, 1) == 1) {
+            number += c;
+        } else if (pfd.revents & (POLLHUP | POLLERR)) {
+            break;
+        }
+    }
+    ::close(pipeFds[0]);
+    if (!number.endsWith('\n')) {
+        *error = "Xvfb did not report its display";
+        return nullptr;
+    }
+    desktop->display_ = QStringLiteral(":") + QString::fromLatin1(number.trimmed());
+    qputenv("DISPLAY", desktop->display_.toLatin1());
+    qunsetenv("WAYLAND_DISPLAY");
+
+    desktop->watcher_ = std::make_unique<Watcher>();
+    desktop->watcher_->connection = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(desktop->watcher_->connection)) {
+        *error = "cannot connect to the test display " + desktop->display_;
+        return nullptr;
+    }
+    const xcb_screen_t* screen =
+        xcb_setup_roots_iterator(xcb_get_setup(desktop->watcher_->connection)).data;
+    const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(desktop->watcher_->connection, screen->root, XCB_CW_EVENT_MASK,
+                                 &mask);
+    xcb_flush(desktop->watcher_->connection);
+
+    desktop->windowManager_ = std::make_unique<QProcess>();
+    desktop->windowManager_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    dieWithParent(*desktop->windowManager_);
+    desktop->windowManager_->start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    if (!desktop->windowManager_->waitForStarted(10000)) {
+        *error = "openbox did not start (is the openbox package installed?)";
+        return nullptr;
+    }
+    // openbox announces itself before it redirects maps. It is ready once a probe window
+    // shows up in its client list; a probe mapped too early is mapped again.
+    xcb_connection_t* c = desktop->watcher_->connection;
+    const auto cookie = xcb_intern_atom(c, 0, 16, "_NET_CLIENT_LIST");
+    xcb_intern_atom_reply_t* atomReply = xcb_intern_atom_reply(c, cookie, nullptr);
+    const xcb_atom_t clientList = atomReply ? atomReply->atom : xcb_atom_t{XCB_ATOM_NONE};
+    std::free(atomReply);
+    const xcb_window_t probe = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, probe, screen->root, 0, 0, 10, 10, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+    const auto probeManaged = [&] {
+        const auto list =
+            xcb_get_property(c, 0, screen->root, clientList, XCB_ATOM_WINDOW, 0, 1024);
+        xcb_get_property_reply_t* reply = xcb_get_property_reply(c, list, nullptr);
+        bool found = false;
+        if (reply) {
+            const auto* windows = static_cast<const xcb_window_t*>(xcb_get_property_value(reply));
+            const int count = xcb_get_property_value_length(reply) / 4;
+            found = std::find(windows, windows + count, probe) != windows + count;
+        }
+        std::free(reply);
+        return found;
+    };
+    bool ready = false;
+    for (int attempt = 0; attempt < 50 && !ready; ++attempt) {
+        xcb_unmap_window(c, probe);
+        xcb_map_window(c, probe);
+        xcb_flush(c);
+        ready = desktop->waitFor(probeManaged, std::chrono::milliseconds(200));
+    }
+    xcb_destroy_window(c, probe);
+    xcb_flush(c);
+    if (!ready) {
+        *error = "openbox did not take over the display";
+        return nullptr;
+    }
+    singleton() = std::move(desktop);
+    return singleton().get();
+}
+
+X11Desktop::~X11Desktop() {
+    for (auto& client : clients_) {
+        stop(client.get());
+    }
+    clients_.clear();
+    watcher_.reset();
+    for (auto* process : {windowManager_.get(), server_.get()}) {
+        if (process && process->state() != QProcess::NotRunning) {
+            process->terminate();
+            if (!process->waitForFinished(5000)) {
+                process->kill();
+                process->waitForFinished(5000);
+            }
+        }
+    }
+}
+
+QProcess* X11Desktop::launch(const QString& program, const QStringList& arguments) {
+    auto client = std::make_unique<QProcess>();
+    client->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    dieWithParent(*client);
+    client->start(program, arguments);
+    client->waitForStarted(10000);
+    clients_.push_back(std::move(client));
+    return clients_.back().get();
+}
+
+void X11Desktop::stop(QProcess* client) {
+    if (client && client->state() != QProcess::NotRunning) {
+        client->terminate();
+        if (!client->waitForFinished(5000)) {
+            client->kill();
+            client->waitForFinished(5000);
+        }
+    }
+}
+
+bool X11Desktop::waitFor(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
+    QDeadlineTimer deadline(limit);
+    while (!condition()) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        // Let the test's own event loop run (Qt sockets, posted work), then wait for X.
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        if (watcher_ && watcher_->connection) {
+            pollfd pfd{xcb_get_file_descriptor(watcher_->connection), POLLIN, 0};
+            ::poll(&pfd, 1, 50);
+            while (xcb_generic_event_t* event = xcb_poll_for_event(watcher_->connection)) {
+                std::free(event);
+            }
+        }
+    }
+    return true;
+}
+
+void X11Desktop::killServer() {
+    if (server_) {
+        server_->kill();
+        server_->waitForFinished(5000);
+    }
+}
+
+QString testClientPath() {
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/hopla_test_client");
+}
+
+} // namespace hopla::testing

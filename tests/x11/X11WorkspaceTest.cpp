@@ -1,0 +1,291 @@
+#include "platform/x11/X11Workspace.h"
+#include "core/ApplicationSwitcherController.h"
+#include "core/ApplicationWindowRestorer.h"
+#include "platform/qt/QtScheduler.h"
+#include "platform/x11/ClientWindows.h"
+#include "platform/x11/X11WindowSystem.h"
+#include "tests/support/RecordingPanel.h"
+#include "tests/support/X11Desktop.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QStandardPaths>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using hopla::ProcessId;
+using hopla::RunningApplicationPtr;
+using hopla::testing::X11Desktop;
+using hopla::x11::X11WindowSystem;
+using hopla::x11::X11Workspace;
+
+struct Client {
+    QProcess* process = nullptr;
+    std::vector<std::uint32_t> windows;
+    ProcessId pid() const { return static_cast<ProcessId>(process->processId()); }
+};
+
+struct X11WorkspaceTest : ::testing::Test {
+    X11Desktop& desktop = *X11Desktop::instance();
+    std::unique_ptr<X11Workspace> workspace;
+    std::unique_ptr<X11WindowSystem> windowSystem;
+
+    void SetUp() override {
+        std::string error;
+        workspace = X11Workspace::open(&error);
+        ASSERT_TRUE(workspace) << error;
+        windowSystem = X11WindowSystem::open(&error);
+        ASSERT_TRUE(windowSystem) << error;
+    }
+
+    // Starts the project's test client and waits until its windows are managed.
+    Client client(QStringList arguments) {
+        Client c;
+        c.process = desktop.launch(hopla::testing::testClientPath(), arguments);
+        const bool ready = desktop.waitFor([&] { return c.process->canReadLine(); });
+        EXPECT_TRUE(ready) << "test client did not start";
+        if (ready) {
+            const QStringList words =
+                QString::fromLatin1(c.process->readLine()).simplified().split(' ');
+            for (qsizetype i = 1; i < words.size(); ++i) {
+                c.windows.push_back(words[i].toUInt());
+            }
+        }
+        EXPECT_TRUE(desktop.waitFor([&] { return managed(c.windows); })) << "windows never managed";
+        return c;
+    }
+    bool managed(const std::vector<std::uint32_t>& windows) {
+        workspace->refresh();
+        for (const auto& app : workspace->runningApplications()) {
+            const auto* x = static_cast<const hopla::x11::X11Application*>(app.get());
+            for (const auto& w : x->windows()) {
+                if (std::find(windows.begin(), windows.end(), w.id) != windows.end()) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    }
+    RunningApplicationPtr app(ProcessId pid) { return workspace->application(pid); }
+    bool activeIs(ProcessId pid) {
+        const auto front = workspace->frontmostApplication();
+        return front && front->processId() == pid;
+    }
+};
+
+TEST_F(X11WorkspaceTest, ListsApplicationsGroupedByProcessWithPidsFromXResourceWhenMissing) {
+    const Client two = client({"--windows", "2", "--class", "two,Two"});
+    const Client noPid = client({"--no-pid", "--class", "nopid,NoPid"});
+    QProcess* xcalc = desktop.launch(QStringLiteral("xcalc"), {});
+    const auto xcalcPid = static_cast<ProcessId>(xcalc->processId());
+    ASSERT_TRUE(desktop.waitFor([&] { return app(xcalcPid) != nullptr; }))
+        << "xcalc carries no _NET_WM_PID";
+
+    const auto grouped = app(two.pid());
+    ASSERT_TRUE(grouped);
+    EXPECT_EQ(static_cast<const hopla::x11::X11Application&>(*grouped).windows().size(), 2u);
+    EXPECT_EQ(grouped->activationPolicy(), hopla::ActivationPolicy::regular);
+    EXPECT_EQ(grouped->executableLocation(),
+              QDir(QCoreApplication::applicationDirPath()).filePath("hopla_test_client"));
+    EXPECT_TRUE(grouped->launchDate().has_value());
+    EXPECT_LT(std::chrono::abs(*grouped->launchDate() - std::chrono::system_clock::now()), 60s);
+    EXPECT_TRUE(app(noPid.pid()));
+    EXPECT_EQ(app(xcalcPid)->localizedName(), "XCalc");
+
+    const auto listed = workspace->runningApplications();
+    EXPECT_EQ(std::count_if(listed.begin(), listed.end(),
+                            [&](const auto& a) { return a->processId() == two.pid(); }),
+              1);
+}
+
+TEST_F(X11WorkspaceTest, DocksAndTaskbarSkippersAreNotRegularApplications) {
+    const Client dock = client({"--type", "dock", "--class", "dock,Dock"});
+    const Client skipper = client({"--skip-taskbar", "--class", "skip,Skip"});
+    const Client dialog = client({"--type", "dialog", "--class", "dlg,Dlg"});
+    EXPECT_EQ(app(dock.pid())->activationPolicy(), hopla::ActivationPolicy::accessory);
+    EXPECT_EQ(app(skipper.pid())->activationPolicy(), hopla::ActivationPolicy::accessory);
+    EXPECT_EQ(app(dialog.pid())->activationPolicy(), hopla::ActivationPolicy::regular);
+}
+
+TEST_F(X11WorkspaceTest, NamesComeFromDesktopEntriesThenClassThenTitle) {
+    const Client chinese = client({"--class", "hopla-chinese,HoplaChinese"});
+    const auto named = app(chinese.pid());
+    ASSERT_TRUE(named);
+    EXPECT_EQ(named->localizedName(), QString::fromUtf8("测试终端"));
+    EXPECT_EQ(named->bundleIdentifier(), "hopla-chinese.desktop");
+    EXPECT_TRUE(named->bundleLocation()->endsWith("applications/hopla-chinese.desktop"));
+
+    const Client plain = client({"--class", "plainthing,PlainThing"});
+    EXPECT_EQ(app(plain.pid())->localizedName(), "PlainThing");
+    EXPECT_EQ(app(plain.pid())->bundleLocation(), app(plain.pid())->executableLocation());
+
+    // No class at all, a COMPOUND_TEXT title: ESC - A "Caf\xe9", then GB 2312 "中".
+    const Client old = client({"--class", ",", "--compound-title", "1b2d41436166e9201b242941d6d0"});
+    EXPECT_EQ(app(old.pid())->localizedName(), QString::fromUtf8("Café 中"));
+
+    QProcess* xterm = desktop.launch(QStringLiteral("xterm"), {});
+    const auto xtermPid = static_cast<ProcessId>(xterm->processId());
+    ASSERT_TRUE(desktop.waitFor([&] { return app(xtermPid) != nullptr; }));
+    EXPECT_EQ(app(xtermPid)->bundleIdentifier(), "debian-xterm.desktop");
+}
+
+TEST_F(X11WorkspaceTest, ActivationMovesTheActiveWindowAndIsRefusedWithoutFocusableWindows) {
+    const Client a = client({"--class", "a,A"});
+    const Client b = client({"--class", "b,B"});
+    ASSERT_TRUE(app(a.pid())->activate());
+    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()); }));
+    EXPECT_TRUE(app(a.pid())->isActive());
+    ASSERT_TRUE(app(b.pid())->activate());
+    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(b.pid()); }));
+    EXPECT_FALSE(app(a.pid())->isActive());
+
+    const Client stubborn = client({"--no-input", "--class", "stubborn,Stubborn"});
+    EXPECT_FALSE(app(stubborn.pid())->activate());
+}
+
+TEST_F(X11WorkspaceTest, TheRestorerBringsBackAMinimizedWindow) {
+    const Client c = client({"--class", "mini,Mini"});
+    const auto window = c.windows.front();
+    // Ask for Iconic state the ICCCM way, as a "minimize" button does.
+    auto x = hopla::x11::XConnection::open(nullptr, nullptr);
+    ASSERT_TRUE(x);
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = x->atom("WM_CHANGE_STATE");
+    message.data.data32[0] = 3; // IconicState
+    xcb_send_event(x->raw(), 0, x->root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&message));
+    xcb_flush(x->raw());
+    const auto minimized = [&] {
+        return hopla::x11::readClientWindow(*x, window).value().minimized;
+    };
+    ASSERT_TRUE(desktop.waitFor(minimized));
+
+    hopla::QtScheduler scheduler;
+    hopla::ApplicationWindowRestorer restorer(*windowSystem, scheduler, "test");
+    std::optional<hopla::ApplicationWindowRestorer::Result> result;
+    restorer.restoreIfNeeded(c.pid(), [&](auto r) { result = r; });
+    ASSERT_TRUE(desktop.waitFor([&] { return result.has_value(); }));
+    EXPECT_EQ(result, hopla::ApplicationWindowRestorer::Result::ready);
+    EXPECT_TRUE(desktop.waitFor([&] { return !minimized(); }));
+}
+
+TEST_F(X11WorkspaceTest, ObserversHearOfActivationsAndTerminations) {
+    std::vector<ProcessId> activated, terminated;
+    const auto subscription = workspace->observe({
+        .activated = [&](const RunningApplicationPtr& a) { activated.push_back(a->processId()); },
+        .terminated = [&](const RunningApplicationPtr& a) { terminated.push_back(a->processId()); },
+        .sessionResignedActive = nullptr,
+        .activeSpaceChanged = nullptr,
+    });
+    const Client a = client({"--class", "obs,Obs"});
+    const ProcessId pid = a.pid(); // a finished process has none
+    ASSERT_TRUE(app(pid));
+    app(pid)->activate();
+    const auto heard = [](const std::vector<ProcessId>& ids) {
+        return ::testing::PrintToString(ids);
+    };
+    ASSERT_TRUE(desktop.waitFor([&] {
+        return std::count(activated.begin(), activated.end(), pid) == 1;
+    })) << "activated: "
+        << heard(activated) << ", client " << pid;
+    desktop.stop(a.process);
+    ASSERT_TRUE(desktop.waitFor([&] {
+        return std::count(terminated.begin(), terminated.end(), pid) == 1;
+    })) << "terminated: "
+        << heard(terminated) << ", client " << pid;
+}
+
+TEST_F(X11WorkspaceTest, OpensAnApplicationFromItsDesktopEntry) {
+    const auto entry =
+        QStandardPaths::locate(QStandardPaths::ApplicationsLocation, "hopla-chinese.desktop");
+    ASSERT_FALSE(entry.isEmpty());
+    std::optional<std::optional<QString>> answer;
+    workspace->openApplication(entry, [&](std::optional<QString> error) {
+        QMetaObject::invokeMethod(qApp,
+                                  [&, error] { answer = error; }); // answers on another thread
+    });
+    ASSERT_TRUE(desktop.waitFor([&] { return answer.has_value(); }));
+    EXPECT_EQ(*answer, std::nullopt);
+    const auto launched = [&] {
+        for (const auto& a : workspace->runningApplications()) {
+            if (a->localizedName() == QString::fromUtf8("测试终端")) {
+                return true;
+            }
+        }
+        return false;
+    };
+    EXPECT_TRUE(desktop.waitFor(launched)) << [&] {
+        QStringList names;
+        for (const auto& a : workspace->runningApplications()) {
+            names << a->localizedName().value_or("?") + "/" + a->bundleLocation().value_or("-");
+        }
+        return names.join(", ").toStdString();
+    }();
+
+    std::optional<std::optional<QString>> failure;
+    workspace->openApplication("/nonexistent/thing.desktop", [&](std::optional<QString> error) {
+        QMetaObject::invokeMethod(qApp, [&, error] { failure = error; });
+    });
+    ASSERT_TRUE(desktop.waitFor([&] { return failure.has_value(); }));
+    EXPECT_TRUE(failure->has_value());
+}
+
+TEST_F(X11WorkspaceTest, BadPropertiesAndVanishedWindowsAreSkipped) {
+    // A malformed icon is ignored (the window manager may then offer its own default).
+    const Client bad = client({"--bad-icon", "--class", "bad,Bad"});
+    const QImage fallback = app(bad.pid())->icon();
+    EXPECT_TRUE(fallback.isNull() || (fallback.width() <= 1024 && fallback.height() <= 1024));
+    const Client good = client({"--icon", "96", "--class", "good,Good"});
+    const ProcessId goodPid = good.pid();
+    EXPECT_EQ(app(goodPid)->icon().width(), 96);
+
+    auto x = hopla::x11::XConnection::open(nullptr, nullptr);
+    const auto window = good.windows.front();
+    desktop.stop(good.process);
+    EXPECT_TRUE(
+        desktop.waitFor([&] { return !hopla::x11::readClientWindow(*x, window).has_value(); }));
+    EXPECT_EQ(app(goodPid), nullptr);
+}
+
+TEST_F(X11WorkspaceTest, TheSwitcherControllerSwitchesBetweenRealApplications) {
+    const Client a = client({"--class", "first,First"});
+    const Client b = client({"--class", "second,Second"});
+    // A known starting point: B active, and noted as such by the workspace.
+    app(b.pid())->activate();
+    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(b.pid()); }));
+
+    hopla::QtScheduler scheduler;
+    hopla::testing::RecordingPanel panel;
+    hopla::ApplicationSwitcherController controller(panel, *workspace, *windowSystem, scheduler);
+    std::vector<ProcessId> activated;
+    controller.onActivated = [&](const RunningApplicationPtr& r) {
+        activated.push_back(r->processId());
+    };
+    controller.start();
+    // The recency list follows real activations: A, B, then A again.
+    const auto recentFront = [&] {
+        return controller.recent().ids().empty() ? 0 : controller.recent().ids().front();
+    };
+    app(a.pid())->activate();
+    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()) && recentFront() == a.pid(); }));
+    app(b.pid())->activate();
+    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(b.pid()) && recentFront() == b.pid(); }));
+    app(a.pid())->activate();
+    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()) && recentFront() == a.pid(); }));
+
+    ASSERT_TRUE(controller.route(hopla::GestureAction::tab(false)));
+    ASSERT_EQ(controller.session()->selectedID(), b.pid());
+    controller.route(hopla::GestureAction::release());
+    ASSERT_TRUE(desktop.waitFor([&] { return !activated.empty(); }));
+    EXPECT_EQ(activated, (std::vector<ProcessId>{b.pid()}));
+    EXPECT_TRUE(activeIs(b.pid()));
+}
+
+} // namespace
