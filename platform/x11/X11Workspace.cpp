@@ -94,7 +94,15 @@ QImage X11Application::icon() const {
             return QImageReader(entry_->icon).read();
         }
         if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
-            return QIcon::fromTheme(entry_->icon).pixmap(iconSize, iconSize).toImage();
+            if (QImage themed = QIcon::fromTheme(entry_->icon).pixmap(iconSize, iconSize).toImage();
+                !themed.isNull()) {
+                return themed;
+            }
+        }
+    }
+    for (const auto& w : windows_) {
+        if (QImage old = readPixmapIcon(*workspace_.x_, w.id); !old.isNull()) {
+            return old;
         }
     }
     return {};
@@ -170,6 +178,13 @@ X11Workspace::X11Workspace(std::unique_ptr<XConnection> x, std::unique_ptr<XConn
     notifier_ = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(events_->raw()),
                                                   QSocketNotifier::Read);
     connect(notifier_.get(), &QSocketNotifier::activated, this, &X11Workspace::drainEvents);
+    loginSession_ = std::make_unique<LoginSession>([this] {
+        notify([](const WorkspaceObserver& o) {
+            if (o.sessionResignedActive) {
+                o.sessionResignedActive();
+            }
+        });
+    });
     refresh();
     if (const auto active = owner(readActiveWindow(*x_))) {
         lastActive_ = active->pid_;

@@ -4,6 +4,7 @@
 #include "platform/Workspace.h"
 #include "platform/x11/ClientWindows.h"
 #include "platform/x11/DesktopEntries.h"
+#include "platform/x11/LoginSession.h"
 
 #include <QObject>
 #include <QSocketNotifier>
@@ -101,6 +102,7 @@ private:
     // can sit unread in xcb's queue while the socket looks idle.
     std::unique_ptr<XConnection> events_;
     std::unique_ptr<QSocketNotifier> notifier_;
+    std::unique_ptr<LoginSession> loginSession_;
     SerialQueue launcher_{"hopla-launch"};
 };
 

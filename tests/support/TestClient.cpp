@@ -12,6 +12,7 @@
 //   --icon size              a _NET_WM_ICON of that size, solid red
 //   --bad-icon               a _NET_WM_ICON that claims more pixels than it has
 //   --skip-taskbar           _NET_WM_STATE_SKIP_TASKBAR
+//   --pixmap-icon            a 16×16 red WM_HINTS icon pixmap whose mask hides the left half
 #include <xcb/xcb.h>
 
 #include <poll.h>
@@ -57,7 +58,7 @@ volatile std::sig_atomic_t stop = 0;
 int main(int argc, char** argv) {
     std::string wmClass = "hopla-test-client,HoplaTestClient", title = "Hopla test client",
                 compound, type = "normal";
-    bool pid = true, input = true, badIcon = false, skipTaskbar = false;
+    bool pid = true, input = true, badIcon = false, skipTaskbar = false, pixmapIcon = false;
     int windows = 1, iconSize = 0;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -82,6 +83,8 @@ int main(int argc, char** argv) {
             badIcon = true;
         else if (arg == "--skip-taskbar")
             skipTaskbar = true;
+        else if (arg == "--pixmap-icon")
+            pixmapIcon = true;
     }
     std::signal(SIGTERM, [](int) { stop = 1; });
 
@@ -115,7 +118,25 @@ int main(int argc, char** argv) {
             const std::uint32_t self = static_cast<std::uint32_t>(getpid());
             set(w, "_NET_WM_PID", XCB_ATOM_CARDINAL, 32, &self, 1);
         }
-        const std::uint32_t hints[9] = {1, input ? 1u : 0u, 0, 0, 0, 0, 0, 0, 0}; // InputHint
+        std::uint32_t hints[9] = {1, input ? 1u : 0u, 0, 0, 0, 0, 0, 0, 0}; // InputHint
+        if (pixmapIcon) {
+            const xcb_pixmap_t icon = xcb_generate_id(c), mask = xcb_generate_id(c);
+            xcb_create_pixmap(c, screen->root_depth, icon, w, 16, 16);
+            xcb_create_pixmap(c, 1, mask, w, 16, 16);
+            const xcb_gcontext_t red = xcb_generate_id(c), on = xcb_generate_id(c),
+                                 off = xcb_generate_id(c);
+            const std::uint32_t redPixel = 0xff0000, one = 1, zero = 0;
+            xcb_create_gc(c, red, icon, XCB_GC_FOREGROUND, &redPixel);
+            xcb_create_gc(c, on, mask, XCB_GC_FOREGROUND, &one);
+            xcb_create_gc(c, off, mask, XCB_GC_FOREGROUND, &zero);
+            const xcb_rectangle_t all{0, 0, 16, 16}, left{0, 0, 8, 16};
+            xcb_poly_fill_rectangle(c, icon, red, 1, &all);
+            xcb_poly_fill_rectangle(c, mask, on, 1, &all);
+            xcb_poly_fill_rectangle(c, mask, off, 1, &left);
+            hints[0] |= (1 << 2) | (1 << 5); // IconPixmapHint, IconMaskHint
+            hints[3] = icon;
+            hints[7] = mask;
+        }
         set(w, "WM_HINTS", atom("WM_HINTS"), 32, hints, 9);
         if (input) {
             const xcb_atom_t protocols[] = {atom("WM_DELETE_WINDOW")};

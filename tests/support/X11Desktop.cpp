@@ -218,7 +218,7 @@ void X11Desktop::killServer() {
 }
 
 QString testClientPath() {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/hopla_test_client");
+    return QStringLiteral(HOPLA_TEST_CLIENT);
 }
 
 } // namespace hopla::testing

@@ -3,12 +3,16 @@
 #include "core/ApplicationWindowRestorer.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/x11/ClientWindows.h"
+#include "platform/x11/LoginSession.h"
+#include "platform/x11/WindowIcon.h"
+#include "platform/x11/X11Trust.h"
 #include "platform/x11/X11WindowSystem.h"
 #include "tests/support/RecordingPanel.h"
 #include "tests/support/X11Desktop.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
@@ -89,7 +93,7 @@ TEST_F(X11WorkspaceTest, ListsApplicationsGroupedByProcessWithPidsFromXResourceW
     EXPECT_EQ(static_cast<const hopla::x11::X11Application&>(*grouped).windows().size(), 2u);
     EXPECT_EQ(grouped->activationPolicy(), hopla::ActivationPolicy::regular);
     EXPECT_EQ(grouped->executableLocation(),
-              QDir(QCoreApplication::applicationDirPath()).filePath("hopla_test_client"));
+              QFileInfo(hopla::testing::testClientPath()).canonicalFilePath());
     EXPECT_TRUE(grouped->launchDate().has_value());
     EXPECT_LT(std::chrono::abs(*grouped->launchDate() - std::chrono::system_clock::now()), 60s);
     EXPECT_TRUE(app(noPid.pid()));
@@ -286,6 +290,69 @@ TEST_F(X11WorkspaceTest, TheSwitcherControllerSwitchesBetweenRealApplications) {
     ASSERT_TRUE(desktop.waitFor([&] { return !activated.empty(); }));
     EXPECT_EQ(activated, (std::vector<ProcessId>{b.pid()}));
     EXPECT_TRUE(activeIs(b.pid()));
+}
+
+TEST_F(X11WorkspaceTest, OldClientsIconPixmapIsReadWithItsMask) {
+    const Client old = client({"--pixmap-icon", "--class", "oldicon,OldIcon"});
+    auto x = hopla::x11::XConnection::open(nullptr, nullptr);
+    const QImage icon = hopla::x11::readPixmapIcon(*x, old.windows.front());
+    ASSERT_EQ(icon.size(), QSize(16, 16));
+    EXPECT_EQ(icon.pixelColor(12, 8), QColor(255, 0, 0));
+    EXPECT_EQ(icon.pixelColor(3, 8).alpha(), 0);
+    const Client none = client({"--class", "noicon,NoIcon"});
+    EXPECT_TRUE(hopla::x11::readPixmapIcon(*x, none.windows.front()).isNull());
+}
+
+TEST_F(X11WorkspaceTest, TrustNeedsAnX11SessionWithXInputAndXTest) {
+    EXPECT_TRUE(hopla::x11::checkTrust("xcb").trusted)
+        << hopla::x11::checkTrust("xcb").reason.toStdString();
+    const auto wayland = hopla::x11::checkTrust("wayland");
+    EXPECT_FALSE(wayland.trusted);
+    EXPECT_TRUE(wayland.reason.contains("Wayland"));
+    const QByteArray display = qgetenv("DISPLAY");
+    qunsetenv("DISPLAY");
+    const auto headless = hopla::x11::checkTrust("xcb");
+    qputenv("DISPLAY", display);
+    EXPECT_FALSE(headless.trusted);
+    EXPECT_TRUE(headless.reason.contains("DISPLAY")) << headless.reason.toStdString();
+}
+
+TEST(LoginSession, ReportsLosingTheSessionOnlyForInactiveOrLockedChanges) {
+    int resigned = 0;
+    hopla::x11::LoginSession session([&] { ++resigned; }); // no logind here: it stays silent
+    const QString iface = "org.freedesktop.login1.Session";
+    session.propertiesChanged(iface, {{"Active", true}}, {});
+    session.propertiesChanged(iface, {{"IdleHint", true}}, {});
+    session.propertiesChanged("org.example.Other", {{"Active", false}}, {});
+    EXPECT_EQ(resigned, 0);
+    session.propertiesChanged(iface, {{"Active", false}}, {});
+    session.propertiesChanged(iface, {{"LockedHint", true}}, {});
+    session.locked();
+    EXPECT_EQ(resigned, 3);
+}
+
+// Kills the X server: keep it last in this file.
+TEST_F(X11WorkspaceTest, ALostConnectionEndsInNothingNeverAHangOrACrash) {
+    const Client c = client({"--class", "doomed,Doomed"});
+    const auto before = app(c.pid());
+    ASSERT_TRUE(before);
+    hopla::QtScheduler scheduler;
+    hopla::ApplicationWindowRestorer restorer(*windowSystem, scheduler, "test");
+    desktop.killServer();
+
+    EXPECT_TRUE(desktop.waitFor([&] {
+        workspace->refresh();
+        return workspace->connectionLost();
+    }));
+    EXPECT_TRUE(workspace->runningApplications().empty());
+    EXPECT_EQ(workspace->frontmostApplication(), nullptr);
+    EXPECT_FALSE(before->isActive());
+    EXPECT_FALSE(before->activate());
+    EXPECT_TRUE(before->isTerminated());
+    std::optional<hopla::ApplicationWindowRestorer::Result> result;
+    restorer.restoreIfNeeded(c.pid(), [&](auto r) { result = r; });
+    ASSERT_TRUE(desktop.waitFor([&] { return result.has_value(); }));
+    EXPECT_EQ(result, hopla::ApplicationWindowRestorer::Result::reopen);
 }
 
 } // namespace
