@@ -44,25 +44,13 @@ std::shared_ptr<FakeApplication> FakeWorkspace::fake(ProcessId id) const {
     return it == apps_.end() ? nullptr : *it;
 }
 
-template <typename Call> void FakeWorkspace::notify(Call call) {
-    const auto observers = observers_; // handlers may unsubscribe while being told
-    for (const auto& [key, observer] : observers) {
-        call(observer);
-    }
-}
-
 void FakeWorkspace::bringToFront(ProcessId id) {
     if (frontmost_ == id) {
         return;
     }
     frontmost_ = id;
     if (const auto app = fake(id)) {
-        const RunningApplicationPtr running = app;
-        notify([&](const WorkspaceObserver& o) {
-            if (o.activated) {
-                o.activated(running);
-            }
-        });
+        observers_.notify(&WorkspaceObserver::activated, RunningApplicationPtr(app));
     }
 }
 
@@ -76,28 +64,15 @@ void FakeWorkspace::terminate(ProcessId id) {
     if (frontmost_ == id) {
         frontmost_ = 0;
     }
-    const RunningApplicationPtr running = app;
-    notify([&](const WorkspaceObserver& o) {
-        if (o.terminated) {
-            o.terminated(running);
-        }
-    });
+    observers_.notify(&WorkspaceObserver::terminated, RunningApplicationPtr(app));
 }
 
 void FakeWorkspace::resignSession() {
-    notify([](const WorkspaceObserver& o) {
-        if (o.sessionResignedActive) {
-            o.sessionResignedActive();
-        }
-    });
+    observers_.notify(&WorkspaceObserver::sessionResignedActive);
 }
 
 void FakeWorkspace::changeSpace() {
-    notify([](const WorkspaceObserver& o) {
-        if (o.activeSpaceChanged) {
-            o.activeSpaceChanged();
-        }
-    });
+    observers_.notify(&WorkspaceObserver::activeSpaceChanged);
 }
 
 std::vector<RunningApplicationPtr> FakeWorkspace::runningApplications() {
@@ -143,9 +118,7 @@ void FakeWorkspace::finishOpen(const QString& location, const OpenAnswer& answer
 }
 
 Subscription FakeWorkspace::observe(WorkspaceObserver observer) {
-    const int key = nextObserver_++;
-    observers_.emplace(key, std::move(observer));
-    return Subscription([this, key] { observers_.erase(key); });
+    return observers_.add(std::move(observer));
 }
 
 } // namespace hopla::fake

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ObserverList.h"
 #include "platform/Workspace.h"
 
 #include <map>
@@ -88,7 +89,6 @@ public:
 
 private:
     friend class FakeApplication;
-    template <typename Call> void notify(Call call);
     void finishOpen(const QString& location, const OpenAnswer& answer,
                     const std::optional<QString>& error);
 
@@ -96,8 +96,7 @@ private:
     ProcessId frontmost_ = 0;
     std::vector<std::shared_ptr<FakeApplication>> apps_;
     std::vector<std::pair<QString, OpenAnswer>> held_;
-    std::map<int, WorkspaceObserver> observers_;
-    int nextObserver_ = 0;
+    ObserverList<WorkspaceObserver> observers_;
 };
 
 } // namespace hopla::fake

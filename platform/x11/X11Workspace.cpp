@@ -178,13 +178,8 @@ X11Workspace::X11Workspace(std::unique_ptr<XConnection> x, std::unique_ptr<XConn
     notifier_ = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(events_->raw()),
                                                   QSocketNotifier::Read);
     connect(notifier_.get(), &QSocketNotifier::activated, this, &X11Workspace::drainEvents);
-    loginSession_ = std::make_unique<LoginSession>([this] {
-        notify([](const WorkspaceObserver& o) {
-            if (o.sessionResignedActive) {
-                o.sessionResignedActive();
-            }
-        });
-    });
+    loginSession_ = std::make_unique<LoginSession>(
+        [this] { observers_.notify(&WorkspaceObserver::sessionResignedActive); });
     refresh();
     if (const auto active = owner(readActiveWindow(*x_))) {
         lastActive_ = active->pid_;
@@ -195,13 +190,6 @@ X11Workspace::~X11Workspace() = default;
 
 bool X11Workspace::connectionLost() const {
     return x_->broken() || events_->broken();
-}
-
-template <typename Call> void X11Workspace::notify(Call call) {
-    const auto observers = observers_;
-    for (const auto& [key, observer] : observers) {
-        call(observer);
-    }
 }
 
 void X11Workspace::refresh() {
@@ -249,12 +237,7 @@ void X11Workspace::refresh() {
     }
     apps_ = std::move(next);
     for (const auto& app : gone) {
-        const RunningApplicationPtr running = app;
-        notify([&](const WorkspaceObserver& o) {
-            if (o.terminated) {
-                o.terminated(running);
-            }
-        });
+        observers_.notify(&WorkspaceObserver::terminated, RunningApplicationPtr(app));
     }
 }
 
@@ -317,9 +300,7 @@ void X11Workspace::openApplication(const QString& bundleLocation, OpenAnswer ans
 }
 
 Subscription X11Workspace::observe(WorkspaceObserver observer) {
-    const int key = nextObserver_++;
-    observers_.emplace(key, std::move(observer));
-    return Subscription([this, key] { observers_.erase(key); });
+    return observers_.add(std::move(observer));
 }
 
 void X11Workspace::drainEvents() {
@@ -351,11 +332,7 @@ void X11Workspace::drainEvents() {
         handleActiveWindowChange();
     }
     if (desktopChanged) {
-        notify([](const WorkspaceObserver& o) {
-            if (o.activeSpaceChanged) {
-                o.activeSpaceChanged();
-            }
-        });
+        observers_.notify(&WorkspaceObserver::activeSpaceChanged);
     }
 }
 
@@ -379,12 +356,7 @@ void X11Workspace::noteActive(const std::shared_ptr<X11Application>& app) {
         return;
     }
     lastActive_ = app->pid_;
-    const RunningApplicationPtr running = app;
-    notify([&](const WorkspaceObserver& o) {
-        if (o.activated) {
-            o.activated(running);
-        }
-    });
+    observers_.notify(&WorkspaceObserver::activated, RunningApplicationPtr(app));
 }
 
 } // namespace hopla::x11

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ObserverList.h"
 #include "platform/SerialQueue.h"
 #include "platform/Workspace.h"
 #include "platform/x11/ClientWindows.h"
@@ -87,7 +88,6 @@ private:
     xcb_timestamp_t timestamp() const {
         return userTime_ != XCB_CURRENT_TIME ? userTime_ : lastServerTime_;
     }
-    template <typename Call> void notify(Call call);
 
     std::unique_ptr<XConnection> x_;
     ProcessId self_;
@@ -96,8 +96,7 @@ private:
     ProcessId lastActive_ = 0;
     xcb_timestamp_t userTime_ = XCB_CURRENT_TIME;
     xcb_timestamp_t lastServerTime_ = XCB_CURRENT_TIME;
-    std::map<int, WorkspaceObserver> observers_;
-    int nextObserver_ = 0;
+    ObserverList<WorkspaceObserver> observers_;
     // Events arrive on a connection of their own that never waits for replies, so none
     // can sit unread in xcb's queue while the socket looks idle.
     std::unique_ptr<XConnection> events_;
