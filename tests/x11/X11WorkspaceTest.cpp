@@ -150,6 +150,36 @@ TEST_F(X11WorkspaceTest, ActivationMovesTheActiveWindowAndIsRefusedWithoutFocusa
     EXPECT_FALSE(app(stubborn.pid())->activate());
 }
 
+TEST_F(X11WorkspaceTest, ActivatingAnApplicationOnAnotherDesktopSwitchesThereAndTellsObservers) {
+    int spaceChanges = 0;
+    const auto subscription = workspace->observe({.activated = nullptr,
+                                                  .terminated = nullptr,
+                                                  .sessionResignedActive = nullptr,
+                                                  .activeSpaceChanged = [&] { ++spaceChanges; }});
+    const Client away = client({"--class", "away,Away"});
+    const Client here = client({"--class", "here,Here"});
+    auto x = hopla::x11::XConnection::open(nullptr, nullptr);
+    ASSERT_TRUE(x);
+    ASSERT_GE(
+        x->cardinal(x->root(), x->ewmh()->_NET_NUMBER_OF_DESKTOPS, XCB_ATOM_CARDINAL).value_or(1),
+        2u);
+    xcb_ewmh_request_change_wm_desktop(x->ewmh(), x->screenNumber(), away.windows.front(), 1,
+                                       XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+    xcb_flush(x->raw());
+    ASSERT_TRUE(desktop.waitFor([&] {
+        return hopla::x11::readClientWindow(*x, away.windows.front()).value().desktop == 1u;
+    }));
+    const auto currentDesktop = [&] {
+        return x->cardinal(x->root(), x->ewmh()->_NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL)
+            .value_or(99);
+    };
+    ASSERT_EQ(currentDesktop(), 0u);
+
+    ASSERT_TRUE(app(away.pid())->activate());
+    EXPECT_TRUE(desktop.waitFor([&] { return currentDesktop() == 1u && activeIs(away.pid()); }));
+    EXPECT_TRUE(desktop.waitFor([&] { return spaceChanges >= 1; }));
+}
+
 TEST_F(X11WorkspaceTest, TheRestorerBringsBackAMinimizedWindow) {
     const Client c = client({"--class", "mini,Mini"});
     const auto window = c.windows.front();
