@@ -1,0 +1,157 @@
+#include "core/SwitcherPanel.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QPainterPath>
+#include <QScreen>
+
+namespace hopla {
+
+SwitcherPanel::SwitcherPanel(QString accessibilityLabel, std::function<QColor()> accent,
+                             bool badgeUsesAccent, std::function<QString(const QString&)> localize,
+                             QImage fallbackIcon, SwitcherPanelEnvironment environment)
+    : accessibilityLabel_(std::move(accessibilityLabel))
+    , environment_(std::move(environment)) {
+    if (!environment_.pointer) {
+        environment_.pointer = [] { return QCursor::pos(); };
+    }
+    if (!environment_.isOnScreen) {
+        environment_.isOnScreen = [](const QWidget& w) { return w.isVisible(); };
+    }
+    window_ = makeWindow();
+    view_ = new SwitcherView(model_, std::move(accent), badgeUsesAccent, std::move(localize),
+                             std::move(fallbackIcon),
+                             window_.get()); // owned by its window
+    if (environment_.workspace) {
+        spaceObserver_ = environment_.workspace->observe(
+            {.activated = nullptr,
+             .terminated = nullptr,
+             .sessionResignedActive = nullptr,
+             .activeSpaceChanged = [this] { needsSpaceRebuild_ = true; }});
+    }
+}
+
+SwitcherPanel::~SwitcherPanel() = default;
+
+std::unique_ptr<QWidget> SwitcherPanel::makeWindow() const {
+    // Override-redirect and focus-refusing: the window manager never gives it the focus and
+    // showing it never activates Hopla; clicks still reach it.
+    auto window = std::make_unique<QWidget>(
+        nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                     Qt::X11BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus);
+    window->setAttribute(Qt::WA_ShowWithoutActivating);
+    window->setAttribute(Qt::WA_X11DoNotAcceptFocus);
+    window->setFocusPolicy(Qt::NoFocus);
+    window->setAccessibleName(accessibilityLabel_);
+    window->setWindowTitle(accessibilityLabel_);
+    return window;
+}
+
+void SwitcherPanel::show(const SwitchSession& session, const IconMap& icons) {
+    rebuildForCurrentSpaceIfNeeded();
+    translucent_ = environment_.compositing && environment_.compositing();
+    window_->setAttribute(Qt::WA_TranslucentBackground, translucent_);
+    view_->setTranslucentBackground(translucent_);
+    model_.setIcons(icons);
+    model_.setFailedID(std::nullopt);
+    model_.setSession(session);
+    resize(static_cast<int>(session.apps().size()));
+    window_->setWindowOpacity(1.0);
+    window_->setAttribute(Qt::WA_TransparentForMouseEvents, false);
+    presented_ = true;
+    present();
+    verifyOnScreen(verifyAttempts);
+}
+
+void SwitcherPanel::update(const SwitchSession& session) {
+    const auto before = model_.session().apps().size();
+    model_.setSession(session);
+    if (session.apps().size() != before) {
+        resize(static_cast<int>(session.apps().size()));
+    }
+    present();
+}
+
+void SwitcherPanel::update(const IconMap& icons) {
+    model_.setIcons(icons);
+    present();
+}
+
+void SwitcherPanel::hide() {
+    presented_ = false;
+    window_->hide();
+}
+
+void SwitcherPanel::present() {
+    if (!presented_) {
+        return;
+    }
+    if (!window_->isVisible()) {
+        window_->show();
+    }
+    window_->raise();
+    view_->repaint(); // a full layout and paint now, not at some later turn
+}
+
+void SwitcherPanel::verifyOnScreen(int attempts) {
+    if (!presented_ || attempts < 1 || !environment_.scheduler) {
+        return;
+    }
+    environment_.scheduler->after(verifyDelay, [self = lifetime_.weak(this), attempts] {
+        auto* panel = self.get();
+        if (!panel || !panel->presented_ || panel->environment_.isOnScreen(*panel->window_)) {
+            return;
+        }
+        panel->window_->hide(); // shown again from scratch: the server lost it
+        panel->present();
+        panel->verifyOnScreen(attempts - 1);
+    });
+}
+
+void SwitcherPanel::resize(int count) {
+    std::vector<ScreenArea> screens;
+    std::optional<std::size_t> primary;
+    const auto all = QGuiApplication::screens();
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        screens.push_back({all[i]->geometry(), all[i]->availableGeometry()});
+        if (all[i] == QGuiApplication::primaryScreen()) {
+            primary = static_cast<std::size_t>(i);
+        }
+    }
+    const PanelGeometry geometry = panelGeometry(count, screens, environment_.pointer(), primary);
+    model_.setNeedsSelectionScrolling(geometry.needsSelectionScrolling);
+    window_->setGeometry(geometry.frame);
+    view_->setGeometry(0, 0, geometry.frame.width(), geometry.frame.height());
+    applyShape();
+}
+
+void SwitcherPanel::applyShape() {
+    if (translucent_) {
+        window_->clearMask();
+        return;
+    }
+    // Without a compositor the corners are cut off instead of drawn transparent.
+    QPainterPath shape;
+    shape.addRoundedRect(QRectF(window_->rect()), SwitcherView::cornerRadius,
+                         SwitcherView::cornerRadius);
+    window_->setMask(QRegion(shape.toFillPolygon().toPolygon()));
+}
+
+void SwitcherPanel::rebuildForCurrentSpaceIfNeeded() {
+    if (!needsSpaceRebuild_) {
+        return;
+    }
+    needsSpaceRebuild_ = false;
+    auto fresh = makeWindow();
+    window_->hide();
+    view_->setParent(fresh.get()); // the view and its model survive the rebuild
+    view_->show();
+    window_ = std::move(fresh);
+}
+
+bool SwitcherPanel::capture(const QString& path) const {
+    const QImage image = view_->grab().toImage();
+    return !image.isNull() && image.save(path, "PNG");
+}
+
+} // namespace hopla

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "core/PanelGeometry.h"
+#include "core/PanelModel.h"
+#include "core/SwitcherView.h"
+#include "platform/Lifetime.h"
+#include "platform/Scheduler.h"
+#include "platform/Subscription.h"
+#include "platform/Workspace.h"
+
+#include <QWidget>
+
+#include <functional>
+#include <memory>
+
+namespace hopla {
+
+// What the panel needs from the desktop it runs on.
+struct SwitcherPanelEnvironment {
+    Scheduler* scheduler = nullptr;
+    // Told when the user moves to another desktop; may be absent.
+    Workspace* workspace = nullptr;
+    // Whether a compositor blends translucent windows; without one, the panel is opaque
+    // with a rounded shape instead (translucent pixels would show black).
+    std::function<bool()> compositing;
+    // Whether the window server really shows the window; defaults to Qt's own idea.
+    std::function<bool(const QWidget&)> isOnScreen;
+    // The pointer position; defaults to QCursor::pos().
+    std::function<QPoint()> pointer;
+};
+
+// The floating window the switcher draws in: frameless, above everything, never focused
+// and never activating Hopla, yet clickable. Shown on the screen under the pointer.
+// Main thread only.
+class SwitcherPanel final : public ApplicationSwitcherPresenting {
+public:
+    // How long after showing the panel checks that it is really on screen, and how often.
+    static constexpr auto verifyDelay = std::chrono::milliseconds(120);
+    static constexpr int verifyAttempts = 2;
+
+    SwitcherPanel(QString accessibilityLabel, std::function<QColor()> accent, bool badgeUsesAccent,
+                  std::function<QString(const QString&)> localize, QImage fallbackIcon,
+                  SwitcherPanelEnvironment environment);
+    ~SwitcherPanel() override;
+
+    PanelModel& model() override { return model_; }
+    void show(const SwitchSession& session, const IconMap& icons) override;
+    void update(const SwitchSession& session) override;
+    void update(const IconMap& icons) override;
+    void hide() override;
+
+    // Renders the view into a PNG file; false (and nothing written) when that fails.
+    bool capture(const QString& path) const;
+
+    bool isPresented() const { return presented_; }
+    QWidget& window() const { return *window_; }
+    SwitcherView& view() const { return *view_; }
+
+private:
+    std::unique_ptr<QWidget> makeWindow() const;
+    void present();
+    void verifyOnScreen(int attempts);
+    void resize(int count);
+    void rebuildForCurrentSpaceIfNeeded();
+    void applyShape();
+
+    QString accessibilityLabel_;
+    SwitcherPanelEnvironment environment_;
+    PanelModel model_;
+    std::unique_ptr<QWidget> window_;
+    SwitcherView* view_ = nullptr; // a child of window_, moved to each new window
+    bool presented_ = false;
+    bool needsSpaceRebuild_ = false;
+    bool translucent_ = false;
+    Subscription spaceObserver_;
+    Lifetime lifetime_;
+};
+
+} // namespace hopla

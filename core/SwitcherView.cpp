@@ -1,0 +1,270 @@
+#include "core/SwitcherView.h"
+
+#include "core/SwitcherAccessibility.h"
+
+#include <QAccessible>
+#include <QHelpEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QToolTip>
+
+#include <algorithm>
+
+namespace hopla {
+
+namespace {
+
+constexpr int tileTopPadding = 8;
+constexpr int iconBottomPadding = 13;
+constexpr int nameGap = 4;
+constexpr int tileSidePadding = 5;
+constexpr int tileHeight =
+    tileTopPadding + SwitcherView::iconSize + iconBottomPadding + nameGap + 13 + tileTopPadding;
+constexpr int failureMarkSize = 18;
+
+QFont badgeFont() {
+    QFont font;
+    font.setPixelSize(18);
+    font.setWeight(QFont::Medium);
+    return font;
+}
+
+QFont nameFont() {
+    QFont font;
+    font.setPixelSize(11);
+    font.setWeight(QFont::Medium);
+    return font;
+}
+
+QColor withAlpha(QColor colour, double alpha) {
+    colour.setAlphaF(static_cast<float>(alpha));
+    return colour;
+}
+
+} // namespace
+
+SwitcherView::SwitcherView(PanelModel& model, std::function<QColor()> accent, bool badgeUsesAccent,
+                           std::function<QString(const QString&)> localize, QImage fallbackIcon,
+                           QWidget* parent)
+    : QWidget(parent)
+    , model_(model)
+    , accent_(std::move(accent))
+    , badgeUsesAccent_(badgeUsesAccent)
+    , localize_(std::move(localize))
+    , fallbackIcon_(std::move(fallbackIcon)) {
+    setAttribute(Qt::WA_OpaquePaintEvent, false);
+    setFocusPolicy(Qt::NoFocus);
+    setMouseTracking(false);
+    installSwitcherAccessibility();
+    connect(&model_, &PanelModel::changed, this, &SwitcherView::modelChanged);
+}
+
+void SwitcherView::setTranslucentBackground(bool translucent) {
+    translucent_ = translucent;
+    setAttribute(Qt::WA_TranslucentBackground, translucent); // so captures keep the corners clear
+    update();
+}
+
+int SwitcherView::rowStart() const {
+    const int count = static_cast<int>(model_.session().apps().size());
+    const int row = count * tileWidth + 2 * rowPadding;
+    if (row <= width()) {
+        return (width() - row) / 2 + rowPadding; // everything fits: centred
+    }
+    return rowPadding - scroll_;
+}
+
+QRect SwitcherView::tileRect(int index) const {
+    return QRect(rowStart() + index * tileWidth, topPadding, tileWidth, tileHeight);
+}
+
+QRect SwitcherView::failureMarkRect(int index) const {
+    const QRect tile = tileRect(index);
+    return QRect(tile.right() - 5 - failureMarkSize + 1, tile.top() + 5, failureMarkSize,
+                 failureMarkSize);
+}
+
+QRect SwitcherView::iconRect(int index) const {
+    const QRect tile = tileRect(index);
+    return QRect(tile.center().x() - iconSize / 2 + 1, tile.top() + tileTopPadding, iconSize,
+                 iconSize);
+}
+
+QRect SwitcherView::badgeRect(int index) const {
+    const auto& apps = model_.session().apps();
+    if (index < 0 || index >= static_cast<int>(apps.size())) {
+        return {};
+    }
+    // Centred over the icon's lower edge, its bottom on the bottom of the padding below it.
+    const QFontMetrics metrics(badgeFont());
+    const QString badge = model_.session().badge(apps[static_cast<std::size_t>(index)]);
+    const QSize size(metrics.horizontalAdvance(badge) + 20, metrics.height() + 6);
+    const QRect icon = iconRect(index);
+    return QRect(icon.center().x() - size.width() / 2,
+                 icon.bottom() + 1 + iconBottomPadding - size.height(), size.width(),
+                 size.height());
+}
+
+QString SwitcherView::tileLabel(int index) const {
+    const auto& apps = model_.session().apps();
+    if (index < 0 || index >= static_cast<int>(apps.size())) {
+        return {};
+    }
+    const AppEntry& entry = apps[static_cast<std::size_t>(index)];
+    const bool selected = model_.session().selectedID() == entry.id;
+    return localize_(QStringLiteral("%1，%2%3"))
+        .arg(entry.name, model_.session().badge(entry),
+             selected ? localize_(QStringLiteral("，已选中")) : QString());
+}
+
+void SwitcherView::modelChanged() {
+    const auto selection = model_.session().selectedID();
+    if (selection != lastSelection_) {
+        lastSelection_ = selection;
+        scrollSelectionIntoSight();
+        QAccessibleEvent focus(this, QAccessible::Selection);
+        if (QAccessible::isActive()) {
+            QAccessible::updateAccessibility(&focus);
+        }
+    }
+    update();
+}
+
+void SwitcherView::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    scrollSelectionIntoSight();
+}
+
+void SwitcherView::scrollSelectionIntoSight() {
+    const auto& apps = model_.session().apps();
+    const auto selection = model_.session().selectedID();
+    if (!model_.needsSelectionScrolling() || !selection) {
+        return; // when everything fits, selection changes never scroll
+    }
+    const auto it = std::find_if(apps.begin(), apps.end(),
+                                 [&](const AppEntry& e) { return e.id == *selection; });
+    if (it == apps.end()) {
+        return;
+    }
+    const int index = static_cast<int>(it - apps.begin());
+    const int row = static_cast<int>(apps.size()) * tileWidth + 2 * rowPadding;
+    const int centre = rowPadding + index * tileWidth + tileWidth / 2;
+    scroll_ = std::clamp(centre - width() / 2, 0, std::max(0, row - width()));
+}
+
+void SwitcherView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform |
+                           QPainter::TextAntialiasing);
+    const QRectF bounds = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+    QPainterPath shape;
+    shape.addRoundedRect(bounds, cornerRadius, cornerRadius);
+    // Dark glass: translucent where a compositor blends it, solid otherwise.
+    painter.fillPath(shape, translucent_ ? QColor(28, 28, 30, 222) : QColor(36, 36, 38));
+    painter.setClipPath(shape);
+    const auto& apps = model_.session().apps();
+    for (int i = 0; i < static_cast<int>(apps.size()); ++i) {
+        if (tileRect(i).intersects(rect())) {
+            paintTile(painter, apps[static_cast<std::size_t>(i)], i);
+        }
+    }
+    painter.setClipping(false);
+    painter.setPen(QPen(QColor(255, 255, 255, 46), 1)); // 18% white outline
+    painter.setBrush(Qt::NoBrush);
+    painter.drawPath(shape);
+    painter.end();
+    emit painted();
+}
+
+void SwitcherView::paintTile(QPainter& painter, const AppEntry& entry, int index) {
+    const QRect tile = tileRect(index);
+    const bool selected = model_.session().selectedID() == entry.id;
+    const QColor accent = accent_ ? accent_() : QColor(10, 132, 255);
+    if (selected) {
+        QPainterPath highlight;
+        highlight.addRoundedRect(QRectF(tile), 15, 15);
+        painter.fillPath(highlight, withAlpha(accent, 0.20));
+    }
+
+    const QRect icon = iconRect(index);
+    const auto found = model_.icons().find(entry.id);
+    const QImage& image =
+        found != model_.icons().end() && !found->second.isNull() ? found->second : fallbackIcon_;
+    if (!image.isNull()) {
+        painter.drawImage(icon, image);
+    } else { // not even our own icon: a neutral plate, never a blank tile
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(120, 120, 128));
+        painter.drawRoundedRect(icon.adjusted(6, 6, -6, -6), 16, 16);
+    }
+
+    // The badge sits centred over the icon's lower edge.
+    const QRect badge = badgeRect(index);
+    painter.setFont(badgeFont());
+    QPainterPath badgeShape;
+    badgeShape.addRoundedRect(QRectF(badge).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
+    painter.fillPath(badgeShape, badgeUsesAccent_ ? withAlpha(accent, 0.88) : QColor(0, 0, 0, 166));
+    painter.setBrush(Qt::NoBrush); // drawPath fills with the brush: only the outline here
+    painter.setPen(QPen(QColor(255, 255, 255, 153), 1));
+    painter.drawPath(badgeShape);
+    painter.setPen(Qt::white);
+    painter.drawText(badge, Qt::AlignCenter, model_.session().badge(entry));
+
+    // The name, one line, cut in the middle.
+    painter.setFont(nameFont());
+    const QFontMetrics nameMetrics(painter.font());
+    const int nameWidth = tileWidth - 2 * tileSidePadding;
+    const QRect nameRect(tile.left() + tileSidePadding,
+                         icon.bottom() + 1 + iconBottomPadding + nameGap, nameWidth,
+                         nameMetrics.height());
+    painter.setPen(withAlpha(Qt::white, selected ? 1.0 : 0.6));
+    painter.drawText(nameRect, Qt::AlignHCenter | Qt::AlignTop,
+                     nameMetrics.elidedText(entry.name, Qt::ElideMiddle, nameWidth));
+
+    if (model_.failedID() == entry.id) {
+        const QRect mark = failureMarkRect(index);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(255, 149, 0));
+        painter.drawEllipse(mark);
+        painter.setPen(QPen(Qt::white, 2, Qt::SolidLine, Qt::RoundCap));
+        const int cx = mark.center().x();
+        painter.drawLine(cx, mark.top() + 4, cx, mark.top() + 10);
+        painter.drawPoint(cx, mark.top() + 13);
+    }
+}
+
+void SwitcherView::mousePressEvent(QMouseEvent* event) {
+    const auto& apps = model_.session().apps();
+    for (int i = 0; i < static_cast<int>(apps.size()); ++i) {
+        if (tileRect(i).contains(event->position().toPoint())) {
+            if (model_.onSelect) {
+                model_.onSelect(apps[static_cast<std::size_t>(i)].id);
+            }
+            event->accept();
+            return;
+        }
+    }
+    QWidget::mousePressEvent(event);
+}
+
+bool SwitcherView::event(QEvent* event) {
+    if (event->type() == QEvent::ToolTip) {
+        const auto* help = static_cast<QHelpEvent*>(event);
+        const auto& apps = model_.session().apps();
+        for (int i = 0; i < static_cast<int>(apps.size()); ++i) {
+            if (model_.failedID() == apps[static_cast<std::size_t>(i)].id &&
+                failureMarkRect(i).contains(help->pos())) {
+                QToolTip::showText(help->globalPos(),
+                                   localize_(QStringLiteral("暂时无法切换，请重试")), this);
+                return true;
+            }
+        }
+        QToolTip::hideText();
+        event->ignore();
+        return true;
+    }
+    return QWidget::event(event);
+}
+
+} // namespace hopla

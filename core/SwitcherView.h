@@ -1,0 +1,71 @@
+#pragma once
+
+#include "core/PanelModel.h"
+
+#include <QColor>
+#include <QImage>
+#include <QWidget>
+
+#include <functional>
+
+namespace hopla {
+
+// Draws the switcher's row of tiles from the panel model: icon, letter badge and name per
+// candidate, the selection in the accent colour, a warning mark on a tile whose switch just
+// failed. A click on a tile calls the model's onSelect. Painted with QPainter; holds no
+// state beyond the scroll offset.
+class SwitcherView : public QWidget {
+    Q_OBJECT
+public:
+    // Tile and layout metrics.
+    static constexpr int tileWidth = 112;
+    static constexpr int rowPadding = 16;
+    static constexpr int topPadding = 18;
+    static constexpr int iconSize = 80;
+    static constexpr int cornerRadius = 24;
+
+    SwitcherView(PanelModel& model, std::function<QColor()> accent, bool badgeUsesAccent,
+                 std::function<QString(const QString&)> localize, QImage fallbackIcon,
+                 QWidget* parent = nullptr);
+
+    // Whether the background is drawn translucent (a compositor will blend it) or opaque.
+    void setTranslucentBackground(bool translucent);
+
+    // Where tile i is drawn, in view coordinates, after scrolling.
+    QRect tileRect(int index) const;
+    // Where tile i's letter badge is drawn.
+    QRect badgeRect(int index) const;
+    // The accessible label of tile i: name, badge and whether it is selected.
+    QString tileLabel(int index) const;
+    // How far the row is scrolled to the left.
+    int scrollOffset() const { return scroll_; }
+
+signals:
+    // Emitted at the end of every completed paint.
+    void painted();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    bool event(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void modelChanged();
+    void scrollSelectionIntoSight();
+    int rowStart() const;
+    QRect failureMarkRect(int index) const;
+    QRect iconRect(int index) const;
+    void paintTile(QPainter& painter, const AppEntry& entry, int index);
+
+    PanelModel& model_;
+    std::function<QColor()> accent_;
+    bool badgeUsesAccent_;
+    std::function<QString(const QString&)> localize_;
+    QImage fallbackIcon_;
+    bool translucent_ = true;
+    int scroll_ = 0;
+    std::optional<ProcessId> lastSelection_;
+};
+
+} // namespace hopla
