@@ -62,11 +62,12 @@ X11Desktop* X11Desktop::start(QString* error) {
         ::close(readFd);
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     });
-    desktop->server_->start(
-        QStringLiteral("Xvfb"),
-        {QStringLiteral("-displayfd"), QString::number(pipeFds[1]), QStringLiteral("-screen"),
-         QStringLiteral("0"), QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
-         QStringLiteral("tcp"), QStringLiteral("+extension"), QStringLiteral("XInputExtension")});
+    desktop->server_->start(QStringLiteral("Xvfb"),
+                            {QStringLiteral("-displayfd"), QString::number(pipeFds[1]),
+                             QStringLiteral("-screen"), QStringLiteral("0"),
+                             QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
+                             QStringLiteral("tcp"), QStringLiteral("-wr"),
+                             QStringLiteral("+extension"), QStringLiteral("XInputExtension")});
     ::close(pipeFds[1]);
     if (!desktop->server_->waitForStarted(10000)) {
         ::close(pipeFds[0]);

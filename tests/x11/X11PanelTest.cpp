@@ -1,0 +1,145 @@
+// The switcher panel on a real X server: it never takes the focus, lands where it should,
+// has no black corners without a compositor, and comes back when it is unmapped.
+#include "core/SwitcherPanel.h"
+#include "platform/qt/QtScheduler.h"
+#include "platform/x11/ClientWindows.h"
+#include "platform/x11/X11PanelSupport.h"
+#include "platform/x11/XConnection.h"
+#include "tests/support/X11Desktop.h"
+
+#include <QApplication>
+
+#include <algorithm>
+#include <cstring>
+
+#include <xcb/xtest.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using hopla::testing::X11Desktop;
+
+struct X11PanelTest : ::testing::Test {
+    X11Desktop& desktop = *X11Desktop::instance();
+    hopla::QtScheduler scheduler;
+    std::unique_ptr<hopla::x11::X11PanelSupport> support = hopla::x11::X11PanelSupport::open();
+    std::unique_ptr<hopla::x11::XConnection> x = hopla::x11::XConnection::open(nullptr, nullptr);
+    std::vector<hopla::ProcessId> clicked;
+    std::unique_ptr<hopla::SwitcherPanel> panel;
+
+    void SetUp() override {
+        ASSERT_TRUE(support && x);
+        QImage icon(80, 80, QImage::Format_ARGB32);
+        icon.fill(Qt::darkCyan);
+        panel = std::make_unique<hopla::SwitcherPanel>(
+            "Hopla 应用切换器", [] { return QColor(10, 132, 255); }, false,
+            [](const QString& s) { return s; }, icon,
+            hopla::SwitcherPanelEnvironment{
+                &scheduler,
+                nullptr,
+                [this] { return support->compositing(); },
+                [this](const QWidget& w) { return support->isViewable(w.winId()); },
+                {}});
+        panel->model().onSelect = [this](hopla::ProcessId id) { clicked.push_back(id); };
+    }
+
+    hopla::SwitchSession session() const {
+        return hopla::SwitchSession({{1, "Alpha"}, {2, "Bravo"}, {3, "Charlie"}}, false);
+    }
+    bool viewable() { return support->isViewable(panel->window().winId()); }
+
+    // The focused client that must keep the focus; returns its window.
+    xcb_window_t focusedClient() {
+        QProcess* client =
+            desktop.launch(hopla::testing::testClientPath(), {"--class", "keeper,Keeper"});
+        EXPECT_TRUE(desktop.waitFor([&] { return client->canReadLine(); }));
+        const xcb_window_t window =
+            QString::fromLatin1(client->readLine()).simplified().section(' ', 1, 1).toUInt();
+        EXPECT_TRUE(desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == window; }));
+        return window;
+    }
+
+    QColor rootPixel(QPoint at) {
+        const hopla::x11::Reply<xcb_get_image_reply_t> image(
+            xcb_get_image_reply(x->raw(),
+                                xcb_get_image(x->raw(), XCB_IMAGE_FORMAT_Z_PIXMAP, x->root(),
+                                              at.x(), at.y(), 1, 1, ~0u),
+                                nullptr));
+        if (!image || xcb_get_image_data_length(image.get()) < 4) {
+            return {};
+        }
+        const auto* p = xcb_get_image_data(image.get());
+        return QColor(p[2], p[1], p[0]);
+    }
+};
+
+TEST_F(X11PanelTest, ShowingAndClickingNeverTakesTheFocusFromTheFrontmostApplication) {
+    const xcb_window_t keeper = focusedClient();
+    panel->show(session(), {});
+    ASSERT_TRUE(desktop.waitFor([&] { return viewable(); }));
+    const hopla::x11::Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(
+            x->raw(), xcb_get_window_attributes(x->raw(), panel->window().winId()), nullptr));
+    ASSERT_TRUE(attributes);
+    EXPECT_TRUE(attributes->override_redirect) << "the window manager must leave the panel alone";
+    EXPECT_EQ(hopla::x11::readActiveWindow(*x), keeper);
+
+    // A real click through the X server, on the third tile.
+    const QPoint target = panel->view().mapToGlobal(panel->view().tileRect(2).center());
+    xcb_test_fake_input(x->raw(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, x->root(), target.x(),
+                        target.y(), 0);
+    xcb_test_fake_input(x->raw(), XCB_BUTTON_PRESS, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    xcb_test_fake_input(x->raw(), XCB_BUTTON_RELEASE, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0,
+                        0);
+    xcb_flush(x->raw());
+    ASSERT_TRUE(desktop.waitFor([&] { return !clicked.empty(); }));
+    EXPECT_EQ(clicked, (std::vector<hopla::ProcessId>{3}));
+    EXPECT_TRUE(desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == keeper; }));
+    EXPECT_FALSE(QApplication::activeWindow()) << "Hopla must not have become active";
+}
+
+TEST_F(X11PanelTest, WithoutACompositorTheCornersShowTheDesktopNotBlack) {
+    ASSERT_FALSE(support->compositing()) << "this test needs a display without a compositor";
+    panel->show(session(), {});
+    ASSERT_TRUE(desktop.waitFor([&] { return viewable(); }));
+    QApplication::processEvents();
+    const QRect frame = panel->window().geometry();
+    const QColor corner = rootPixel(frame.topLeft() + QPoint(1, 1));
+    const QColor inside = rootPixel(frame.center() + QPoint(0, 60));
+    EXPECT_EQ(corner, QColor(Qt::white)) << "the white root shows through the cut corner";
+    EXPECT_LT(inside.lightness(), 80) << "the panel itself is dark glass";
+}
+
+// The checks run 0.12 s and 0.24 s after showing: the unmap must come before the second.
+TEST_F(X11PanelTest, APanelThatIsUnmappedBehindItsBackIsPresentedAgain) {
+    panel->show(session(), {});
+    ASSERT_TRUE(desktop.waitFor([&] { return viewable(); }));
+    xcb_unmap_window(x->raw(), panel->window().winId());
+    xcb_flush(x->raw());
+    EXPECT_TRUE(desktop.waitFor([&] { return viewable(); }, std::chrono::seconds(2)));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    const bool listing = std::any_of(
+        argv, argv + argc, [](const char* a) { return std::strstr(a, "--gtest_list_tests"); });
+    if (listing) {
+        return RUN_ALL_TESTS();
+    }
+    QString error;
+    if (!X11Desktop::start(&error)) {
+        std::fprintf(stderr, "cannot start the test desktop: %s\n", qPrintable(error));
+        return 1;
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    int result = 0;
+    {
+        QApplication application(argc, argv);
+        result = RUN_ALL_TESTS();
+    }
+    X11Desktop::shutdown();
+    return result;
+}
