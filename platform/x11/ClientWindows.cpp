@@ -174,9 +174,9 @@ void fillPidsFromResources(XConnection& x, std::vector<ClientWindow>& windows) {
     std::vector<std::pair<std::size_t, xcb_res_query_client_ids_cookie_t>> pending;
     for (std::size_t i = 0; i < windows.size(); ++i) {
         if (!windows[i].pid) {
-            const xcb_res_client_id_spec_t spec{windows[i].id,
-                                                XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-            pending.emplace_back(i, xcb_res_query_client_ids(x.raw(), 1, &spec));
+            const xcb_res_client_id_spec_t query{windows[i].id,
+                                                 XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+            pending.emplace_back(i, xcb_res_query_client_ids(x.raw(), 1, &query));
         }
     }
     for (auto& [index, cookie] : pending) {
@@ -189,7 +189,9 @@ void fillPidsFromResources(XConnection& x, std::vector<ClientWindow>& windows) {
         }
         for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem;
              xcb_res_client_id_value_next(&it)) {
-            if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
+            // A value begins with the client id it describes (its first member).
+            const auto* client = reinterpret_cast<const xcb_res_client_id_spec_t*>(it.data);
+            if ((client->mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
                 xcb_res_client_id_value_value_length(it.data) >= 1) {
                 const std::uint32_t pid = *xcb_res_client_id_value_value(it.data);
                 if (pid > 0 && pid < 0x80000000u) {
