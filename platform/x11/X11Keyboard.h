@@ -1,0 +1,30 @@
+#pragma once
+
+#include "core/KeyboardLayout.h"
+
+#include <xcb/xcb.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace hopla::x11 {
+
+class XConnection;
+
+// The X server's current keyboard, read through the XKB extension: its keymap as a
+// KeyboardLayout (letters from the active group when it is Latin), and the keycodes and
+// modifier masks the switcher's grabs need.
+struct ServerKeyboard {
+    KeyboardLayout layout;
+    std::vector<xcb_keycode_t> tabKeys;   // every keycode that types Tab at its base level
+    std::vector<xcb_keycode_t> superKeys; // Super_L and Super_R
+    std::uint16_t superMask = 0;          // the modifier Super_L/Super_R sit on (normally Mod4)
+    std::uint16_t numLockMask = 0;        // normally Mod2
+    std::uint16_t scrollLockMask = 0;     // often none
+};
+
+// Nothing, with the reason, when the server lacks XKB or the keymap cannot be read.
+std::optional<ServerKeyboard> readServerKeyboard(XConnection& x, std::string* error);
+
+} // namespace hopla::x11
