@@ -1,0 +1,131 @@
+#include "app/KeyboardTap.h"
+
+namespace hopla {
+
+KeyboardTap::KeyboardTap(KeyEventSource& source, Scheduler& mainQueue, LayoutProvider layout)
+    : source_(source)
+    , mainQueue_(mainQueue)
+    , layout_(std::move(layout)) {}
+
+KeyboardTap::~KeyboardTap() {
+    stop();
+}
+
+bool KeyboardTap::start() {
+    {
+        std::lock_guard lock(lock_);
+        if (source_.running()) {
+            return true;
+        }
+    }
+    stop();
+    std::lock_guard lock(lock_);
+    shortcuts_.fill(0);
+    if (const auto layout = layout_ ? layout_() : std::nullopt) {
+        for (std::size_t code = 0; code < letterKeyCount; ++code) {
+            shortcuts_[code] = layout->shortcut(static_cast<std::uint16_t>(code)).value_or(0);
+        }
+    }
+    return source_.start([this](const KeyEvent& event) { return handle(event); });
+}
+
+void KeyboardTap::stop() {
+    // First the source, without the lock: its thread may be waiting for the lock inside
+    // handle(), and once stop() returns no handler runs any more.
+    source_.stop();
+    std::lock_guard lock(lock_);
+    generation_ = Identity::random();
+    pendingInputs_ = 0;
+    sessionOpen_ = false;
+    gesture_.reset();
+}
+
+void KeyboardTap::setSessionOpen(bool open) {
+    if (open != sessionOpen_) {
+        sessionOpen_ = open;
+        source_.setSessionKeys(open);
+    }
+}
+
+bool KeyboardTap::handle(const KeyEvent& event) {
+    std::lock_guard lock(lock_);
+    switch (event.type) {
+    case KeyEvent::Type::keyUp:
+        return gesture_.keyUp(event.code);
+    case KeyEvent::Type::keyDown: {
+        std::optional<char> letter;
+        if (sessionOpen_ && event.code >= 0 &&
+            event.code < static_cast<std::int64_t>(letterKeyCount) &&
+            shortcuts_[static_cast<std::size_t>(event.code)] != 0) {
+            letter = shortcuts_[static_cast<std::size_t>(event.code)];
+        }
+        const auto decision =
+            gesture_.keyDown({event.code, event.command, event.shift, event.otherModifier,
+                              event.repeated, sessionOpen_, letter});
+        if (decision.action) {
+            if (decision.action->kind == GestureAction::Kind::tab) {
+                setSessionOpen(true);
+            } else if (decision.action->kind == GestureAction::Kind::cancel) {
+                setSessionOpen(false);
+            }
+            deliver(*decision.action);
+        }
+        return decision.swallow;
+    }
+    case KeyEvent::Type::flagsChanged:
+        if (const auto release = gesture_.flagsChanged(event.code, event.command)) {
+            setSessionOpen(false);
+            deliver(*release);
+        }
+        return false; // modifier changes always pass
+    }
+    return false;
+}
+
+void KeyboardTap::deliver(const GestureAction& action) {
+    ++pendingInputs_;
+    const Identity generation = generation_;
+    mainQueue_.post([self = lifetime_.weak(this), action, generation] {
+        // Main thread. The tap may be gone; the Lifetime check happens here, where it is destroyed.
+        auto* tap = self.get();
+        if (!tap) {
+            return;
+        }
+        {
+            std::lock_guard lock(tap->lock_);
+            if (tap->generation_ != generation) {
+                return; // stopped meanwhile
+            }
+        }
+        if (tap->onInput) {
+            tap->onInput(action);
+        }
+        const bool open = tap->isSessionOpen && tap->isSessionOpen();
+        std::lock_guard lock(tap->lock_);
+        if (tap->generation_ != generation) {
+            return;
+        }
+        if (--tap->pendingInputs_ == 0) {
+            tap->setSessionOpen(open);
+        }
+    });
+}
+
+void KeyboardTap::sessionDismissed() {
+    std::lock_guard lock(lock_);
+    if (pendingInputs_ == 0) {
+        setSessionOpen(false);
+    }
+}
+
+bool KeyboardTap::sessionOpenForTesting() const {
+    std::lock_guard lock(lock_);
+    return sessionOpen_;
+}
+
+int KeyboardTap::pendingInputsForTesting() const {
+    std::lock_guard lock(lock_);
+    return pendingInputs_;
+}
+
+} // namespace hopla

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "core/KeyboardGesture.h"
+#include "core/KeyboardLayout.h"
+#include "platform/Identity.h"
+#include "platform/KeyEventSource.h"
+#include "platform/Lifetime.h"
+#include "platform/Scheduler.h"
+
+#include <array>
+#include <functional>
+#include <mutex>
+#include <optional>
+
+namespace hopla {
+
+// Decides, for every key event of the desktop, whether the switcher takes it, and hands the
+// resulting actions to the main thread. The decision runs on the event source's thread
+// under the tap's own lock, with nothing else: no allocation, no waiting for the main
+// thread. Between deliveries the tap predicts whether a session is open (Tab opens, cancel
+// and release close) and adopts the controller's answer once the main thread caught up.
+class KeyboardTap {
+public:
+    // The keyboard layout current at start(); nothing when it cannot be read.
+    using LayoutProvider = std::function<std::optional<KeyboardLayout>()>;
+
+    KeyboardTap(KeyEventSource& source, Scheduler& mainQueue, LayoutProvider layout);
+    ~KeyboardTap();
+    KeyboardTap(const KeyboardTap&) = delete;
+    KeyboardTap& operator=(const KeyboardTap&) = delete;
+
+    // Called on the main thread with every delivered action.
+    std::function<bool(const GestureAction&)> onInput;
+    // Asked on the main thread after each delivery: is a session open?
+    std::function<bool()> isSessionOpen;
+
+    // Builds the letter table from the current layout and starts the source. True when a
+    // working source is in place; does nothing (and rebuilds nothing) while one is.
+    bool start();
+    // Stops the source and cuts off every delivery still on its way.
+    void stop();
+    // The panel was dismissed: unless deliveries are pending, no session is open any more.
+    void sessionDismissed();
+
+    // Decides one event (the source's handler); true means swallow.
+    bool handle(const KeyEvent& event);
+
+    bool sessionOpenForTesting() const;
+    int pendingInputsForTesting() const;
+
+    // Virtual key codes whose letters are looked up (0 to 50: the main block).
+    static constexpr std::size_t letterKeyCount = 51;
+
+private:
+    void deliver(const GestureAction& action);
+    void setSessionOpen(bool open);
+
+    KeyEventSource& source_;
+    Scheduler& mainQueue_;
+    LayoutProvider layout_;
+    mutable std::recursive_mutex lock_;
+    KeyboardGesture gesture_;
+    std::array<char, letterKeyCount> shortcuts_{}; // 0: the key gives no letter
+    bool sessionOpen_ = false;
+    int pendingInputs_ = 0;
+    Identity generation_ = Identity::random();
+    Lifetime lifetime_;
+};
+
+} // namespace hopla

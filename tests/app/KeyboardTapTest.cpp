@@ -1,0 +1,148 @@
+#include "app/KeyboardTap.h"
+#include "platform/fake/FakeKeyEventSource.h"
+#include "platform/fake/ManualScheduler.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+using hopla::GestureAction;
+using hopla::KeyboardTap;
+using hopla::KeyEvent;
+
+constexpr std::int64_t tab = 48, keyS = 1, escape = 53, leftCommand = 55, leftShift = 56,
+                       keyReturn = 36;
+
+KeyEvent down(std::int64_t code, bool command = false, bool shift = false) {
+    return {KeyEvent::Type::keyDown, code, command, shift, false, false};
+}
+KeyEvent up(std::int64_t code) {
+    return {KeyEvent::Type::keyUp, code, false, false, false, false};
+}
+KeyEvent released(std::int64_t modifierKey) {
+    return {KeyEvent::Type::flagsChanged, modifierKey, false, false, false, false};
+}
+
+struct KeyboardTapTest : ::testing::Test {
+    hopla::fake::ManualScheduler mainQueue;
+    hopla::fake::FakeKeyEventSource source;
+    KeyboardTap tap{source, mainQueue, [] { return hopla::KeyboardLayout::fromNames({}); }};
+    std::vector<GestureAction> delivered;
+    bool controllerHasSession = false;
+
+    void SetUp() override {
+        tap.onInput = [this](const GestureAction& a) {
+            delivered.push_back(a);
+            if (a.kind == GestureAction::Kind::tab) {
+                controllerHasSession = opensSomething;
+            } else if (a.kind != GestureAction::Kind::letter) {
+                controllerHasSession = false;
+            }
+            return true;
+        };
+        tap.isSessionOpen = [this] { return controllerHasSession; };
+        ASSERT_TRUE(tap.start());
+    }
+    bool opensSomething = true;
+};
+
+TEST_F(KeyboardTapTest, SwitchTabOpensAtOnceSoTheNextLetterIsTakenBeforeTheMainThreadRuns) {
+    EXPECT_TRUE(source.send(down(tab, true)));
+    EXPECT_TRUE(tap.sessionOpenForTesting()) << "predicted before any delivery ran";
+    EXPECT_TRUE(source.send(down(keyS, true))) << "looked up in the letter table and taken";
+    EXPECT_FALSE(source.send(down(keyReturn, true)))
+        << "Return belongs to the frontmost application";
+    EXPECT_EQ(tap.pendingInputsForTesting(), 2);
+    mainQueue.runDue();
+    EXPECT_EQ(delivered, (std::vector<GestureAction>{GestureAction::tab(false),
+                                                     GestureAction::letterKey('S')}));
+    EXPECT_EQ(tap.pendingInputsForTesting(), 0);
+    EXPECT_EQ(source.sessionKeys, (std::vector<bool>{true}));
+    EXPECT_TRUE(source.send(up(tab)));
+    EXPECT_TRUE(source.send(up(keyS)));
+    EXPECT_FALSE(source.send(up(keyReturn)));
+}
+
+TEST_F(KeyboardTapTest, NothingToSwitchToIsAdoptedFromTheControllerOnceDeliveriesCatchUp) {
+    opensSomething = false;
+    EXPECT_TRUE(source.send(down(tab, true)));
+    EXPECT_TRUE(tap.sessionOpenForTesting());
+    mainQueue.runDue();
+    EXPECT_FALSE(tap.sessionOpenForTesting());
+    EXPECT_FALSE(source.send(down(keyS, true))) << "no session: the letter goes to the application";
+    EXPECT_EQ(source.sessionKeys, (std::vector<bool>{true, false}));
+}
+
+TEST_F(KeyboardTapTest, ReleasingTheSwitchKeyDeliversReleaseAndOtherModifiersNothing) {
+    source.send(down(tab, true));
+    EXPECT_FALSE(source.send(released(leftShift)));
+    EXPECT_FALSE(source.send(released(58))); // Alt
+    EXPECT_FALSE(source.send(released(leftCommand))) << "modifier changes always pass";
+    EXPECT_FALSE(tap.sessionOpenForTesting());
+    mainQueue.runDue();
+    EXPECT_EQ(delivered,
+              (std::vector<GestureAction>{GestureAction::tab(false), GestureAction::release()}));
+    source.send(released(leftCommand)); // with no session: still delivered, the controller says no
+    mainQueue.runDue();
+    EXPECT_EQ(delivered.back(), GestureAction::release());
+}
+
+TEST_F(KeyboardTapTest, StopCutsOffDeliveriesOnTheirWayAndForgetsTakenKeys) {
+    source.send(down(tab, true));
+    source.send(down(escape));
+    tap.stop();
+    EXPECT_EQ(tap.pendingInputsForTesting(), 0);
+    mainQueue.runDue();
+    EXPECT_TRUE(delivered.empty());
+    ASSERT_TRUE(tap.start());
+    EXPECT_FALSE(source.send(up(tab))) << "the taken Tab was forgotten with the stop";
+}
+
+TEST_F(KeyboardTapTest, StartDoesNothingWhileRunningAndReportsARefusal) {
+    const int starts = source.starts;
+    EXPECT_TRUE(tap.start());
+    EXPECT_EQ(source.starts, starts);
+    hopla::fake::FakeKeyEventSource refusing;
+    refusing.refuses = true;
+    KeyboardTap refused(refusing, mainQueue, [] { return hopla::KeyboardLayout::fromNames({}); });
+    EXPECT_FALSE(refused.start());
+}
+
+TEST_F(KeyboardTapTest, ADismissalClosesTheSessionOnlyWhenNothingIsPending) {
+    source.send(down(tab, true));
+    tap.sessionDismissed(); // a delivery is pending: it will resynchronise
+    EXPECT_TRUE(tap.sessionOpenForTesting());
+    mainQueue.runDue();
+    tap.sessionDismissed();
+    EXPECT_FALSE(tap.sessionOpenForTesting());
+}
+
+TEST_F(KeyboardTapTest, ATapDestroyedWithDeliveriesQueuedIsSilent) {
+    hopla::fake::FakeKeyEventSource other;
+    int calls = 0;
+    {
+        KeyboardTap shortLived(other, mainQueue, {});
+        shortLived.onInput = [&](const GestureAction&) { return ++calls > 0; };
+        ASSERT_TRUE(shortLived.start());
+        other.send(down(tab, true));
+    }
+    mainQueue.runDue();
+    EXPECT_EQ(calls, 0);
+}
+
+TEST_F(KeyboardTapTest, EventsFromAnotherThreadAreDecidedAndDeliveredOnTheMainQueue) {
+    std::thread keyboard([&] {
+        for (int i = 0; i < 200; ++i) {
+            source.send(down(tab, true));
+            source.send(up(tab));
+        }
+    });
+    keyboard.join();
+    mainQueue.runDue();
+    EXPECT_EQ(delivered.size(), 200u);
+    EXPECT_EQ(tap.pendingInputsForTesting(), 0);
+}
+
+} // namespace
