@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/KeyEventSource.h"
+#include "platform/x11/X11Keyboard.h"
+
+#include <QString>
+
+#include <atomic>
+#include <bitset>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace hopla::x11 {
+
+class XConnection;
+
+// The desktop's keyboard on X11, for the keyboard tap. On a thread of its own with its own
+// connection: passive grabs of Super+Tab and Super+Shift+Tab open a session; while one is
+// open an active keyboard grab brings every key (also those the window manager binds, such
+// as Super+D under openbox), and keys the switcher passes are handed on to the focused
+// client through XTEST with the grab briefly let go. The release of Super is seen as a key
+// release under the grab, or found from the key state right after the grab is taken.
+class X11KeyEventSource final : public KeyEventSource {
+public:
+    X11KeyEventSource();
+    ~X11KeyEventSource() override;
+
+    bool start(Handler handler) override;
+    void stop() override;
+    bool running() const override { return running_; }
+    void setSessionKeys(bool wanted) override;
+
+    // Whether the session's keyboard grab is in place (every key comes here).
+    bool holdsKeyboard() const { return keyboardHeld_; }
+
+    // Why the last start() failed: the combination another client holds, or what is missing.
+    QString failure() const;
+
+private:
+    void run();
+    void handleEvent(const void* event);
+    void takeKeyboard();
+    void releaseKeyboard();
+    void applySessionRequest();
+    void forward(std::uint8_t type, std::uint8_t keycode);
+    bool isModifierKey(std::uint8_t keycode) const;
+
+    Handler handler_;
+    std::unique_ptr<XConnection> x_;
+    std::optional<ServerKeyboard> keyboard_;
+    struct Grabs;
+    std::unique_ptr<Grabs> grabs_;
+    std::thread thread_;
+    int wakeFd_ = -1;
+    std::atomic<bool> running_ = false;
+    std::atomic<bool> stopping_ = false;
+    std::atomic<int> wantSession_ = 0; // requested from any thread, applied on the event thread
+    bool keyboardTaken_ = false;
+    std::atomic<bool> keyboardHeld_ = false; // keyboardTaken_, readable from other threads
+    std::bitset<256> down_;                  // keycodes held, to tell auto-repeats from new presses
+    mutable std::mutex failureMutex_;
+    QString failure_;
+};
+
+} // namespace hopla::x11

@@ -1,0 +1,124 @@
+#include "app/KeyboardTap.h"
+#include "platform/qt/QtScheduler.h"
+#include "platform/x11/ClientWindows.h"
+#include "platform/x11/X11KeyEventSource.h"
+#include "platform/x11/X11Keyboard.h"
+#include "platform/x11/XConnection.h"
+#include "tests/support/X11Desktop.h"
+
+#include <xcb/xtest.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using hopla::GestureAction;
+using hopla::testing::X11Desktop;
+
+struct X11KeyboardTapTest : ::testing::Test {
+    X11Desktop& desktop = *X11Desktop::instance();
+    std::unique_ptr<hopla::x11::XConnection> x = hopla::x11::XConnection::open(nullptr, nullptr);
+    hopla::x11::ServerKeyboard keyboard = std::move(*hopla::x11::readServerKeyboard(*x, nullptr));
+    hopla::QtScheduler scheduler;
+    hopla::x11::X11KeyEventSource source;
+    hopla::KeyboardTap tap{source, scheduler, [this]() -> std::optional<hopla::KeyboardLayout> {
+                               auto server = hopla::x11::readServerKeyboard(*x, nullptr);
+                               if (!server) {
+                                   return std::nullopt;
+                               }
+                               return std::move(server->layout);
+                           }};
+    std::vector<GestureAction> delivered;
+    bool sessionOpen = false;
+    QProcess* client = nullptr;
+    QByteArray typed;
+
+    void SetUp() override {
+        tap.onInput = [this](const GestureAction& a) {
+            delivered.push_back(a);
+            sessionOpen = a.kind == GestureAction::Kind::tab ||
+                          (a.kind == GestureAction::Kind::letter && sessionOpen);
+            return true;
+        };
+        tap.isSessionOpen = [this] { return sessionOpen; };
+        client = desktop.launch(hopla::testing::testClientPath(), {"--class", "typist,Typist"});
+        ASSERT_TRUE(desktop.waitFor([&] { return client->canReadLine(); }));
+        const xcb_window_t window =
+            QString::fromLatin1(client->readLine()).simplified().section(' ', 1, 1).toUInt();
+        ASSERT_TRUE(desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == window; }));
+    }
+    void TearDown() override { tap.stop(); }
+
+    void key(xcb_keycode_t code, bool down) {
+        xcb_test_fake_input(x->raw(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code,
+                            XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    }
+    void tapKey(xcb_keycode_t code) {
+        key(code, true);
+        key(code, false);
+        xcb_flush(x->raw());
+    }
+    bool clientTyped(xcb_keycode_t code) {
+        typed += client->readAll();
+        return typed.contains("key " + QByteArray::number(code) + "\n");
+    }
+    bool deliveredUpTo(std::size_t count) {
+        return desktop.waitFor([&] { return delivered.size() >= count; }, std::chrono::seconds(5));
+    }
+    xcb_keycode_t tab() const { return keyboard.tabKeys.front(); }
+    xcb_keycode_t super() const { return keyboard.superKeys.front(); }
+};
+
+constexpr xcb_keycode_t keyD = 32 + 8, keyReturn = 28 + 8;
+
+TEST_F(X11KeyboardTapTest, ASwitchFromTheKeyboardTakesItsKeysAndLeavesTheRestToTheApplication) {
+    ASSERT_TRUE(tap.start()) << source.failure().toStdString();
+    key(super(), true);
+    tapKey(tab());
+    ASSERT_TRUE(deliveredUpTo(1));
+    EXPECT_EQ(delivered[0], GestureAction::tab(false));
+    ASSERT_TRUE(desktop.waitFor([&] { return source.holdsKeyboard(); }));
+
+    tapKey(keyD); // openbox binds Super+D: the session's keyboard grab still brings it here
+    ASSERT_TRUE(deliveredUpTo(2));
+    EXPECT_EQ(delivered[1], GestureAction::letterKey('D'));
+
+    tapKey(keyReturn); // not the switcher's: handed on to the focused client
+    EXPECT_TRUE(desktop.waitFor([&] { return clientTyped(keyReturn); }));
+
+    key(super(), false);
+    xcb_flush(x->raw());
+    ASSERT_TRUE(deliveredUpTo(3));
+    EXPECT_EQ(delivered[2], GestureAction::release());
+
+    tapKey(tab()); // no session: a plain Tab is the application's
+    EXPECT_TRUE(desktop.waitFor([&] { return clientTyped(tab()); }));
+    EXPECT_FALSE(clientTyped(keyD))
+        << "the letter was taken by the switcher: " << typed.toStdString();
+    EXPECT_EQ(typed.count("key " + QByteArray::number(tab()) + "\n"), 1) << typed.toStdString();
+    EXPECT_EQ(delivered.size(), 3u);
+}
+
+TEST_F(X11KeyboardTapTest, AFastTapStillEndsInRelease) {
+    ASSERT_TRUE(tap.start()) << source.failure().toStdString();
+    key(super(), true);
+    key(tab(), true);
+    key(tab(), false);
+    key(super(), false);
+    xcb_flush(x->raw());
+    ASSERT_TRUE(deliveredUpTo(2));
+    EXPECT_EQ(delivered[0], GestureAction::tab(false));
+    EXPECT_EQ(delivered[1], GestureAction::release());
+}
+
+TEST_F(X11KeyboardTapTest, AnotherProgramHoldingSuperTabMakesStartFailWithTheCombinationNamed) {
+    auto rival = hopla::x11::XConnection::open(nullptr, nullptr);
+    const hopla::x11::Reply<xcb_generic_error_t> refused(xcb_request_check(
+        rival->raw(), xcb_grab_key_checked(rival->raw(), 1, rival->root(), keyboard.superMask,
+                                           tab(), XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+    ASSERT_FALSE(refused);
+    EXPECT_FALSE(tap.start());
+    EXPECT_TRUE(source.failure().contains("Super+Tab")) << source.failure().toStdString();
+}
+
+} // namespace
