@@ -20,13 +20,17 @@ bool KeyboardTap::start() {
     }
     stop();
     std::lock_guard lock(lock_);
+    rebuildShortcuts();
+    return source_.start([this](const KeyEvent& event) { return handle(event); });
+}
+
+void KeyboardTap::rebuildShortcuts() {
     shortcuts_.fill(0);
     if (const auto layout = layout_ ? layout_() : std::nullopt) {
         for (std::size_t code = 0; code < letterKeyCount; ++code) {
             shortcuts_[code] = layout->shortcut(static_cast<std::uint16_t>(code)).value_or(0);
         }
     }
-    return source_.start([this](const KeyEvent& event) { return handle(event); });
 }
 
 void KeyboardTap::stop() {
@@ -78,6 +82,9 @@ bool KeyboardTap::handle(const KeyEvent& event) {
             deliver(*release);
         }
         return false; // modifier changes always pass
+    case KeyEvent::Type::layoutChanged:
+        rebuildShortcuts(); // rare: reading the new layout may take a moment
+        return false;
     }
     return false;
 }
@@ -121,6 +128,15 @@ void KeyboardTap::sessionDismissed() {
 bool KeyboardTap::sessionOpenForTesting() const {
     std::lock_guard lock(lock_);
     return sessionOpen_;
+}
+
+std::optional<char> KeyboardTap::letterForTesting(std::int64_t code) const {
+    std::lock_guard lock(lock_);
+    if (code < 0 || code >= static_cast<std::int64_t>(letterKeyCount) ||
+        shortcuts_[static_cast<std::size_t>(code)] == 0) {
+        return std::nullopt;
+    }
+    return shortcuts_[static_cast<std::size_t>(code)];
 }
 
 int KeyboardTap::pendingInputsForTesting() const {

@@ -46,6 +46,7 @@ public:
     bool handle(const KeyEvent& event);
 
     bool sessionOpenForTesting() const;
+    std::optional<char> letterForTesting(std::int64_t code) const;
     int pendingInputsForTesting() const;
 
     // Virtual key codes whose letters are looked up (0 to 50: the main block).
@@ -54,6 +55,7 @@ public:
 private:
     void deliver(const GestureAction& action);
     void setSessionOpen(bool open);
+    void rebuildShortcuts();
 
     KeyEventSource& source_;
     Scheduler& mainQueue_;

@@ -8,7 +8,8 @@ namespace hopla {
 // One keyboard event as the switcher sees it: virtual key code (ANSI positions, Super for
 // Command), the modifiers held, and whether it is an auto-repeat.
 struct KeyEvent {
-    enum class Type { keyDown, keyUp, flagsChanged };
+    // layoutChanged: the keyboard mapping changed; letters must be looked up afresh.
+    enum class Type { keyDown, keyUp, flagsChanged, layoutChanged };
     Type type = Type::keyDown;
     std::int64_t code = 0;
     bool command = false;

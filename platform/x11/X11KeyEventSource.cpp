@@ -81,6 +81,13 @@ bool X11KeyEventSource::start(Handler handler) {
     xcb_xkb_per_client_flags(x_->raw(), XCB_XKB_ID_USE_CORE_KBD,
                              XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT,
                              XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT, 0, 0, 0);
+    // An XKB client hears of keymap changes through XKB's own events, not MappingNotify.
+    const xcb_query_extension_reply_t* xkb = xcb_get_extension_data(x_->raw(), &xcb_xkb_id);
+    xkbEventBase_ = xkb && xkb->present ? xkb->first_event : 0;
+    constexpr std::uint16_t changes =
+        XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+    xcb_xkb_select_events(x_->raw(), XCB_XKB_ID_USE_CORE_KBD, changes, 0, changes, 0xff, 0xff,
+                          nullptr);
     xcb_flush(x_->raw());
     {
         std::lock_guard lock(failureMutex_);
@@ -169,6 +176,11 @@ bool X11KeyEventSource::isModifierKey(std::uint8_t keycode) const {
 void X11KeyEventSource::handleEvent(const void* raw) {
     const auto* event = static_cast<const xcb_generic_event_t*>(raw);
     const std::uint8_t type = event->response_type & 0x7f;
+    if (type == XCB_MAPPING_NOTIFY ||
+        (xkbEventBase_ != 0 && event->response_type == xkbEventBase_)) {
+        keyboardMappingChanged();
+        return;
+    }
     if (type != XCB_KEY_PRESS && type != XCB_KEY_RELEASE) {
         return;
     }
@@ -201,6 +213,26 @@ void X11KeyEventSource::handleEvent(const void* raw) {
     if (!handler_(keyEvent) && keyboardTaken_) {
         forward(type, key->detail);
     }
+}
+
+void X11KeyEventSource::keyboardMappingChanged() {
+    // New keycodes or modifiers: grab the switch keys afresh and let the tap re-read letters.
+    std::string error;
+    auto keyboard = readServerKeyboard(*x_, &error);
+    if (!keyboard) {
+        return; // keep what we have; the next mapping change tries again
+    }
+    grabs_.reset();
+    auto grabbed = SwitchKeyGrabs::grab(*x_, *keyboard, keyboard->superMask);
+    if (auto* held = std::get_if<SwitchKeyGrabs>(&grabbed)) {
+        grabs_ = std::make_unique<Grabs>(Grabs{std::move(*held)});
+    } else {
+        std::lock_guard lock(failureMutex_);
+        failure_ = QStringLiteral("%1 is taken by another program")
+                       .arg(std::get<GrabConflict>(grabbed).combination);
+    }
+    keyboard_ = std::move(keyboard);
+    handler_({KeyEvent::Type::layoutChanged, 0, false, false, false, false});
 }
 
 void X11KeyEventSource::takeKeyboard() {

@@ -43,6 +43,7 @@ private:
     void takeKeyboard();
     void releaseKeyboard();
     void applySessionRequest();
+    void keyboardMappingChanged();
     void forward(std::uint8_t type, std::uint8_t keycode);
     bool isModifierKey(std::uint8_t keycode) const;
 
@@ -59,6 +60,7 @@ private:
     bool keyboardTaken_ = false;
     std::atomic<bool> keyboardHeld_ = false; // keyboardTaken_, readable from other threads
     std::bitset<256> down_;                  // keycodes held, to tell auto-repeats from new presses
+    std::uint8_t xkbEventBase_ = 0;          // where XKB's events start; 0 without XKB
     mutable std::mutex failureMutex_;
     QString failure_;
 };

@@ -111,6 +111,33 @@ TEST_F(X11KeyboardTapTest, AFastTapStillEndsInRelease) {
     EXPECT_EQ(delivered[1], GestureAction::release());
 }
 
+TEST_F(X11KeyboardTapTest, ShiftOpensBackwardsAndALayoutChangeRebuildsLettersAndGrabs) {
+    ASSERT_TRUE(tap.start()) << source.failure().toStdString();
+    constexpr std::int64_t zPosition = 6;
+    EXPECT_EQ(tap.letterForTesting(zPosition), 'Z');
+    QProcess setxkbmap;
+    setxkbmap.start("setxkbmap", {"-layout", "de"});
+    ASSERT_TRUE(setxkbmap.waitForFinished(10000));
+    ASSERT_TRUE(desktop.waitFor([&] { return tap.letterForTesting(zPosition) == 'Y'; }));
+
+    const auto shiftKeys = [&] {
+        auto k = hopla::x11::readServerKeyboard(*x, nullptr);
+        return std::move(*k);
+    }();
+    constexpr xcb_keycode_t leftShift = 42 + 8;
+    key(shiftKeys.superKeys.front(), true);
+    key(leftShift, true);
+    tapKey(shiftKeys.tabKeys.front()); // the grabs were made again for the new mapping
+    key(leftShift, false);
+    ASSERT_TRUE(deliveredUpTo(1));
+    EXPECT_EQ(delivered[0], GestureAction::tab(true));
+    key(shiftKeys.superKeys.front(), false);
+    xcb_flush(x->raw());
+    ASSERT_TRUE(deliveredUpTo(2));
+    setxkbmap.start("setxkbmap", {"-layout", "us"});
+    setxkbmap.waitForFinished(10000);
+}
+
 TEST_F(X11KeyboardTapTest, AnotherProgramHoldingSuperTabMakesStartFailWithTheCombinationNamed) {
     auto rival = hopla::x11::XConnection::open(nullptr, nullptr);
     const hopla::x11::Reply<xcb_generic_error_t> refused(xcb_request_check(
