@@ -30,8 +30,7 @@ int main(int argc, char** argv) {
         const auto keyboard = hopla::x11::readServerKeyboard(*x, nullptr);
         hopla::QtScheduler scheduler;
         hopla::x11::X11KeyEventSource source;
-        hopla::KeyboardTap tap(source, scheduler,
-                               [] { return hopla::KeyboardLayout::fromNames({}); });
+        hopla::KeyboardTap tap(source, scheduler, hopla::x11::readServerLayout);
         using Clock = std::chrono::steady_clock;
         std::optional<Clock::time_point> arrived;
         bool open = false;

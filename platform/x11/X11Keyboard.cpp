@@ -93,4 +93,16 @@ std::optional<ServerKeyboard> readServerKeyboard(XConnection& x, std::string* er
     return keyboard;
 }
 
+std::optional<KeyboardLayout> readServerLayout() {
+    const auto x = XConnection::open(nullptr, nullptr);
+    if (!x) {
+        return std::nullopt;
+    }
+    auto keyboard = readServerKeyboard(*x, nullptr);
+    if (!keyboard) {
+        return std::nullopt;
+    }
+    return std::move(keyboard->layout);
+}
+
 } // namespace hopla::x11

@@ -27,4 +27,8 @@ struct ServerKeyboard {
 // Nothing, with the reason, when the server lacks XKB or the keymap cannot be read.
 std::optional<ServerKeyboard> readServerKeyboard(XConnection& x, std::string* error);
 
+// The layout the keyboard tap reads its letters from, on a connection of its own so any
+// thread may ask (it is asked at start and after mapping changes). Nothing without X.
+std::optional<KeyboardLayout> readServerLayout();
+
 } // namespace hopla::x11

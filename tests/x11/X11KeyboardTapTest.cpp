@@ -21,13 +21,7 @@ struct X11KeyboardTapTest : ::testing::Test {
     hopla::x11::ServerKeyboard keyboard = std::move(*hopla::x11::readServerKeyboard(*x, nullptr));
     hopla::QtScheduler scheduler;
     hopla::x11::X11KeyEventSource source;
-    hopla::KeyboardTap tap{source, scheduler, [this]() -> std::optional<hopla::KeyboardLayout> {
-                               auto server = hopla::x11::readServerKeyboard(*x, nullptr);
-                               if (!server) {
-                                   return std::nullopt;
-                               }
-                               return std::move(server->layout);
-                           }};
+    hopla::KeyboardTap tap{source, scheduler, hopla::x11::readServerLayout};
     std::vector<GestureAction> delivered;
     bool sessionOpen = false;
     QProcess* client = nullptr;
