@@ -235,14 +235,19 @@ void X11KeyEventSource::keyboardMappingChanged() {
     handler_({KeyEvent::Type::layoutChanged, 0, false, false, false, false});
 }
 
-void X11KeyEventSource::takeKeyboard() {
+bool X11KeyEventSource::grabKeyboard() {
     xcb_connection_t* c = x_->raw();
     const Reply<xcb_grab_keyboard_reply_t> reply(
         xcb_grab_keyboard_reply(c,
                                 xcb_grab_keyboard(c, 0, x_->root(), XCB_CURRENT_TIME,
                                                   XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
                                 nullptr));
-    keyboardTaken_ = reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
+    return reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
+}
+
+void X11KeyEventSource::takeKeyboard() {
+    xcb_connection_t* c = x_->raw();
+    keyboardTaken_ = grabKeyboard();
     // A fast tap may have let go of Super before the grab was in place: look at the keys now.
     const Reply<xcb_query_keymap_reply_t> keys(
         xcb_query_keymap_reply(c, xcb_query_keymap(c), nullptr));
@@ -273,12 +278,7 @@ void X11KeyEventSource::forward(std::uint8_t type, std::uint8_t keycode) {
     xcb_connection_t* c = x_->raw();
     xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
     xcb_test_fake_input(c, type, keycode, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
-    const Reply<xcb_grab_keyboard_reply_t> reply(
-        xcb_grab_keyboard_reply(c,
-                                xcb_grab_keyboard(c, 0, x_->root(), XCB_CURRENT_TIME,
-                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-                                nullptr));
-    keyboardTaken_ = reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
+    keyboardTaken_ = grabKeyboard();
 }
 
 } // namespace hopla::x11

@@ -40,6 +40,7 @@ public:
 private:
     void run();
     void handleEvent(const void* event);
+    bool grabKeyboard(); // the whole keyboard for this client; false when someone else has it
     void takeKeyboard();
     void releaseKeyboard();
     void applySessionRequest();

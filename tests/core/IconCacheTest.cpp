@@ -1,4 +1,5 @@
 #include "core/ApplicationIconCache.h"
+#include "tests/support/Images.h"
 
 #include <QTemporaryDir>
 
@@ -6,14 +7,12 @@
 
 namespace {
 
+QImage solid8(QColor colour) {
+    return hopla::testing::solidImage(colour, 8);
+}
+
 using hopla::ApplicationIconCache;
 using hopla::ApplicationIconIdentity;
-
-QImage solid(QColor colour) {
-    QImage image(8, 8, QImage::Format_ARGB32);
-    image.fill(colour);
-    return image;
-}
 
 struct IconCacheTest : ::testing::Test {
     QTemporaryDir dir;
@@ -21,7 +20,7 @@ struct IconCacheTest : ::testing::Test {
     int fileReads = 0;
     ApplicationIconCache cache{[this](const QString&) {
         ++fileReads;
-        return solid(Qt::blue);
+        return solid8(Qt::blue);
     }};
     hopla::WallClockTime launched{std::chrono::seconds(1'700'000'000)};
 
@@ -38,7 +37,7 @@ TEST_F(IconCacheTest, ReadsAnInstalledApplicationsIconOnceAndIgnoresTheFallbackF
     int fallbacks = 0;
     const auto fallback = [&] {
         ++fallbacks;
-        return solid(Qt::red);
+        return solid8(Qt::red);
     };
     const auto first = cache.load(identity(10, bundle), fallback);
     const auto second = cache.load(identity(10, bundle), fallback);
@@ -56,7 +55,7 @@ TEST_F(IconCacheTest, ReadsAnInstalledApplicationsIconOnceAndIgnoresTheFallbackF
 
 TEST_F(IconCacheTest, MissingOrVanishedLocationsUseTheFallbackAndNothingIsCachedWithoutAnIcon) {
     const auto moved =
-        cache.load(identity(11, dir.filePath("gone.desktop")), [] { return solid(Qt::green); });
+        cache.load(identity(11, dir.filePath("gone.desktop")), [] { return solid8(Qt::green); });
     ASSERT_TRUE(moved);
     EXPECT_EQ(moved->pixelColor(0, 0), QColor(Qt::green));
     EXPECT_EQ(cache.load(identity(12, std::nullopt), [] { return QImage(); }), std::nullopt);
@@ -66,7 +65,7 @@ TEST_F(IconCacheTest, MissingOrVanishedLocationsUseTheFallbackAndNothingIsCached
 }
 
 TEST_F(IconCacheTest, KeepsAPrivateCopyOfTheImage) {
-    QImage shared = solid(Qt::yellow);
+    QImage shared = solid8(Qt::yellow);
     ASSERT_TRUE(cache.load(identity(14, std::nullopt), [&] { return shared; }));
     shared.fill(Qt::black);
     EXPECT_EQ(cache.cached(identity(14, std::nullopt))->pixelColor(0, 0), QColor(Qt::yellow));

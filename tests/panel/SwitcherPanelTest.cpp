@@ -1,6 +1,7 @@
 #include "core/SwitcherPanel.h"
 #include "platform/fake/FakeWorkspace.h"
 #include "platform/fake/ManualScheduler.h"
+#include "tests/support/Images.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -13,15 +14,11 @@
 
 namespace {
 
+using hopla::testing::solidImage;
+
 using namespace std::chrono_literals;
 using hopla::AppEntry;
 using hopla::SwitchSession;
-
-QImage solid(QColor colour) {
-    QImage image(80, 80, QImage::Format_ARGB32);
-    image.fill(colour);
-    return image;
-}
 
 const QColor accent(10, 132, 255);
 const QColor fallbackColour(200, 0, 200);
@@ -49,7 +46,7 @@ struct PanelTest : ::testing::Test {
         [] { return accent; },
         false,
         [](const QString& s) { return s; },
-        solid(fallbackColour),
+        solidImage(fallbackColour),
         {&scheduler, &workspace, [this] { return compositing; },
          [this](const QWidget&) {
              ++onScreenChecks;
@@ -66,7 +63,7 @@ bool orange(QColor c) {
 }
 
 TEST_F(PanelTest, TilesDrawIconsOrTheFallbackTheSelectionAndTheFailureMarkOnOneTileOnly) {
-    panel.show(session(3, 1), {{100, solid(Qt::green)}, {101, solid(Qt::yellow)}});
+    panel.show(session(3, 1), {{100, solidImage(Qt::green)}, {101, solidImage(Qt::yellow)}});
     panel.model().setFailedID(102);
     const QImage image = rendered();
     auto& view = panel.view();
@@ -149,7 +146,7 @@ TEST_F(PanelTest, UpdatesWhileHiddenChangeOnlyTheModel) {
     panel.show(session(2, 0), {});
     panel.hide();
     panel.update(session(4, 3));
-    panel.update(hopla::IconMap{{100, solid(Qt::red)}});
+    panel.update(hopla::IconMap{{100, solidImage(Qt::red)}});
     EXPECT_FALSE(panel.window().isVisible());
     EXPECT_EQ(panel.model().session().selectedID(), 103);
     EXPECT_EQ(panel.model().icons().size(), 1u);

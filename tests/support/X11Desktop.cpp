@@ -7,6 +7,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include <csignal>
 #include <poll.h>
@@ -220,6 +221,12 @@ void X11Desktop::killServer() {
 
 QString testClientPath() {
     return QStringLiteral(HOPLA_TEST_CLIENT);
+}
+
+bool onlyListingTests(int argc, char** argv) {
+    return std::any_of(argv, argv + argc, [](const char* a) {
+        return std::strstr(a, "--gtest_list_tests") != nullptr;
+    });
 }
 
 } // namespace hopla::testing

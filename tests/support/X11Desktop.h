@@ -51,4 +51,7 @@ private:
 // The path of the project's own test client (built next to the tests).
 QString testClientPath();
 
+// Whether the test program was only asked to list its tests (then no desktop is needed).
+bool onlyListingTests(int argc, char** argv);
+
 } // namespace hopla::testing

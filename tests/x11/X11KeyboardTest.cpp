@@ -17,6 +17,8 @@ struct X11KeyboardTest : ::testing::Test {
     X11Desktop& desktop = *X11Desktop::instance();
     std::unique_ptr<hopla::x11::XConnection> x = hopla::x11::XConnection::open(nullptr, nullptr);
 
+    void SetUp() override { ASSERT_TRUE(x) << "no connection to the test display"; }
+
     hopla::x11::ServerKeyboard keyboard() {
         std::string error;
         auto k = hopla::x11::readServerKeyboard(*x, &error);

@@ -124,9 +124,7 @@ TEST_F(X11PanelTest, APanelThatIsUnmappedBehindItsBackIsPresentedAgain) {
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    const bool listing = std::any_of(
-        argv, argv + argc, [](const char* a) { return std::strstr(a, "--gtest_list_tests"); });
-    if (listing) {
+    if (hopla::testing::onlyListingTests(argc, argv)) {
         return RUN_ALL_TESTS();
     }
     QString error;

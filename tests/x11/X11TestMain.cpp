@@ -14,9 +14,7 @@
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
-    const bool listing = std::any_of(
-        argv, argv + argc, [](const char* a) { return std::strstr(a, "--gtest_list_tests"); });
-    if (listing) {
+    if (hopla::testing::onlyListingTests(argc, argv)) {
         return RUN_ALL_TESTS();
     }
 

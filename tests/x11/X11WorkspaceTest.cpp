@@ -1,92 +1,14 @@
-#include "platform/x11/X11Workspace.h"
-#include "core/ApplicationSwitcherController.h"
-#include "core/ApplicationWindowRestorer.h"
-#include "platform/qt/QtScheduler.h"
-#include "platform/x11/ClientWindows.h"
 #include "platform/x11/LoginSession.h"
-#include "platform/x11/WindowIcon.h"
-#include "platform/x11/X11Trust.h"
-#include "platform/x11/X11WindowSystem.h"
-#include "tests/support/RecordingPanel.h"
-#include "tests/support/X11Desktop.h"
-
-#include <QCoreApplication>
-#include <QDir>
-#include <QFileInfo>
-#include <QStandardPaths>
+#include "tests/x11/X11WorkspaceFixture.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
 using namespace std::chrono_literals;
+using namespace hopla::testing;
 using hopla::ProcessId;
 using hopla::RunningApplicationPtr;
-using hopla::testing::X11Desktop;
-using hopla::x11::X11WindowSystem;
-using hopla::x11::X11Workspace;
-
-struct Client {
-    QProcess* process = nullptr;
-    std::vector<std::uint32_t> windows;
-    ProcessId pid() const { return static_cast<ProcessId>(process->processId()); }
-};
-
-struct X11WorkspaceTest : ::testing::Test {
-    X11Desktop& desktop = *X11Desktop::instance();
-    std::unique_ptr<X11Workspace> workspace;
-    std::unique_ptr<X11WindowSystem> windowSystem;
-
-    void SetUp() override {
-        std::string error;
-        workspace = X11Workspace::open(&error);
-        ASSERT_TRUE(workspace) << error;
-        windowSystem = X11WindowSystem::open(&error);
-        ASSERT_TRUE(windowSystem) << error;
-    }
-
-    // Starts the project's test client and waits until its windows are managed.
-    Client client(QStringList arguments) {
-        Client c;
-        c.process = desktop.launch(hopla::testing::testClientPath(), arguments);
-        const bool ready = desktop.waitFor([&] { return c.process->canReadLine(); });
-        EXPECT_TRUE(ready) << "test client did not start";
-        if (ready) {
-            const QStringList words =
-                QString::fromLatin1(c.process->readLine()).simplified().split(' ');
-            for (qsizetype i = 1; i < words.size(); ++i) {
-                c.windows.push_back(words[i].toUInt());
-            }
-        }
-        EXPECT_TRUE(desktop.waitFor([&] { return managed(c.windows); })) << "windows never managed";
-        // openbox focuses a new window a moment after listing it: let that happen first, so
-        // it cannot land after a test's own activation.
-        const bool focusable = !arguments.contains("--no-input") && !arguments.contains("dock");
-        if (focusable && !c.windows.empty()) {
-            auto x = hopla::x11::XConnection::open(nullptr, nullptr);
-            desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == c.windows.back(); },
-                            std::chrono::seconds(2));
-        }
-        return c;
-    }
-    bool managed(const std::vector<std::uint32_t>& windows) {
-        workspace->refresh();
-        for (const auto& app : workspace->runningApplications()) {
-            const auto* x = static_cast<const hopla::x11::X11Application*>(app.get());
-            for (const auto& w : x->windows()) {
-                if (std::find(windows.begin(), windows.end(), w.id) != windows.end()) {
-                    return true;
-                }
-            }
-        }
-        return false;
-    }
-    RunningApplicationPtr app(ProcessId pid) { return workspace->application(pid); }
-    bool activeIs(ProcessId pid) {
-        const auto front = workspace->frontmostApplication();
-        return front && front->processId() == pid;
-    }
-};
 
 TEST_F(X11WorkspaceTest, ListsApplicationsGroupedByProcessWithPidsFromXResourceWhenMissing) {
     const Client two = client({"--windows", "2", "--class", "two,Two"});
@@ -367,30 +289,6 @@ TEST(LoginSession, ReportsLosingTheSessionOnlyForInactiveOrLockedChanges) {
     session.propertiesChanged(iface, {{"LockedHint", true}}, {});
     session.locked();
     EXPECT_EQ(resigned, 3);
-}
-
-// Kills the X server: keep it last in this file.
-TEST_F(X11WorkspaceTest, ALostConnectionEndsInNothingNeverAHangOrACrash) {
-    const Client c = client({"--class", "doomed,Doomed"});
-    const auto before = app(c.pid());
-    ASSERT_TRUE(before);
-    hopla::QtScheduler scheduler;
-    hopla::ApplicationWindowRestorer restorer(*windowSystem, scheduler, "test");
-    desktop.killServer();
-
-    EXPECT_TRUE(desktop.waitFor([&] {
-        workspace->refresh();
-        return workspace->connectionLost();
-    }));
-    EXPECT_TRUE(workspace->runningApplications().empty());
-    EXPECT_EQ(workspace->frontmostApplication(), nullptr);
-    EXPECT_FALSE(before->isActive());
-    EXPECT_FALSE(before->activate());
-    EXPECT_TRUE(before->isTerminated());
-    std::optional<hopla::ApplicationWindowRestorer::Result> result;
-    restorer.restoreIfNeeded(c.pid(), [&](auto r) { result = r; });
-    ASSERT_TRUE(desktop.waitFor([&] { return result.has_value(); }));
-    EXPECT_EQ(result, hopla::ApplicationWindowRestorer::Result::reopen);
 }
 
 } // namespace

@@ -1,0 +1,33 @@
+#include "tests/x11/X11WorkspaceFixture.h"
+
+#include <gtest/gtest.h>
+
+// Alone in its program: it kills the X server.
+namespace {
+
+using namespace hopla::testing;
+
+TEST_F(X11WorkspaceTest, ALostConnectionEndsInNothingNeverAHangOrACrash) {
+    const Client c = client({"--class", "doomed,Doomed"});
+    const auto before = app(c.pid());
+    ASSERT_TRUE(before);
+    hopla::QtScheduler scheduler;
+    hopla::ApplicationWindowRestorer restorer(*windowSystem, scheduler, "test");
+    desktop.killServer();
+
+    EXPECT_TRUE(desktop.waitFor([&] {
+        workspace->refresh();
+        return workspace->connectionLost();
+    }));
+    EXPECT_TRUE(workspace->runningApplications().empty());
+    EXPECT_EQ(workspace->frontmostApplication(), nullptr);
+    EXPECT_FALSE(before->isActive());
+    EXPECT_FALSE(before->activate());
+    EXPECT_TRUE(before->isTerminated());
+    std::optional<hopla::ApplicationWindowRestorer::Result> result;
+    restorer.restoreIfNeeded(c.pid(), [&](auto r) { result = r; });
+    ASSERT_TRUE(desktop.waitFor([&] { return result.has_value(); }));
+    EXPECT_EQ(result, hopla::ApplicationWindowRestorer::Result::reopen);
+}
+
+} // namespace
