@@ -2,6 +2,7 @@
 #include "platform/fake/FakeWindowSystem.h"
 #include "platform/fake/FakeWorkspace.h"
 #include "platform/fake/ManualScheduler.h"
+#include "tests/support/Pump.h"
 
 #include <gtest/gtest.h>
 
@@ -160,7 +161,12 @@ TEST_F(ActivationTest, OnlyTheCurrentRequestEverCompletes) {
     app(2)->requestsUntilFrontmost = 0;
     activate(1);
     activate(2); // supersedes 1
-    restorerAnswers();
+    // The first inspection may still post a (silent) answer: wait for the second request's
+    // first confirmation poll to be scheduled instead.
+    ASSERT_TRUE(hopla::testing::pumpUntil(scheduler, [&] {
+        const auto due = scheduler.nextDue();
+        return due && *due > scheduler.now();
+    }));
     workspace.bringToFront(1); // the first comes forward: nobody is waiting for it
     scheduler.advance(150ms);
     EXPECT_TRUE(results.empty());
