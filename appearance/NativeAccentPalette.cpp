@@ -1,0 +1,82 @@
+#include "appearance/NativeAccentPalette.h"
+
+#include <QLocale>
+
+namespace hopla {
+
+namespace {
+
+struct PaletteInfo {
+    const char* raw;
+    double red, green, blue;
+    const char* english;
+    const char* simplified;
+    const char* traditional;
+};
+
+constexpr std::array<PaletteInfo, 6> palettes{{
+    {"terracotta", 0.706, 0.357, 0.263, "Terracotta", "陶土", "陶土"},
+    {"coral", 0.835, 0.267, 0.302, "Coral", "珊瑚", "珊瑚"},
+    {"amber", 0.706, 0.424, 0.102, "Amber", "琥珀", "琥珀"},
+    {"forest", 0.161, 0.455, 0.345, "Forest", "森林", "森林"},
+    {"ocean", 0.125, 0.42, 0.682, "Ocean", "海蓝", "海藍"},
+    {"violet", 0.408, 0.302, 0.655, "Violet", "紫罗兰", "紫羅蘭"},
+}};
+
+const PaletteInfo& info(NativeAccentPalette palette) {
+    return palettes[static_cast<std::size_t>(palette)];
+}
+
+} // namespace
+
+NativeAppearanceLanguage appearanceLanguageFrom(const QString& identifier) {
+    QString language = identifier;
+    if (identifier == QLatin1String("system")) {
+        const QStringList preferred = QLocale::system().uiLanguages();
+        language = preferred.isEmpty() ? QStringLiteral("en") : preferred.first();
+    }
+    language = language.toLower();
+    if (!language.startsWith(QLatin1String("zh"))) {
+        return NativeAppearanceLanguage::english;
+    }
+    for (const char* traditional : {"hant", "-tw", "-hk", "-mo"}) {
+        if (language.contains(QLatin1String(traditional))) {
+            return NativeAppearanceLanguage::traditionalChinese;
+        }
+    }
+    return NativeAppearanceLanguage::simplifiedChinese;
+}
+
+QString rawValue(NativeAccentPalette palette) {
+    return QString::fromLatin1(info(palette).raw);
+}
+
+std::optional<NativeAccentPalette> accentPaletteFromRaw(const QString& raw) {
+    for (const NativeAccentPalette palette : allAccentPalettes) {
+        if (raw == QLatin1String(info(palette).raw)) {
+            return palette;
+        }
+    }
+    return std::nullopt;
+}
+
+QColor color(NativeAccentPalette palette) {
+    const PaletteInfo& p = info(palette);
+    return QColor::fromRgbF(static_cast<float>(p.red), static_cast<float>(p.green),
+                            static_cast<float>(p.blue));
+}
+
+QString title(NativeAccentPalette palette, const QString& languageIdentifier) {
+    const PaletteInfo& p = info(palette);
+    switch (appearanceLanguageFrom(languageIdentifier)) {
+    case NativeAppearanceLanguage::english:
+        return QString::fromUtf8(p.english);
+    case NativeAppearanceLanguage::simplifiedChinese:
+        return QString::fromUtf8(p.simplified);
+    case NativeAppearanceLanguage::traditionalChinese:
+        return QString::fromUtf8(p.traditional);
+    }
+    return QString::fromUtf8(p.english);
+}
+
+} // namespace hopla

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QColor>
+#include <QString>
+
+#include <array>
+#include <optional>
+
+namespace hopla {
+
+// The kit's three languages, chosen from a language identifier.
+enum class NativeAppearanceLanguage { english, simplifiedChinese, traditionalChinese };
+
+// Picks the language for an identifier such as "zh-Hant-TW", or "system" for the user's
+// first preferred language (English when there is none).
+NativeAppearanceLanguage appearanceLanguageFrom(const QString& identifier);
+
+// The six accent colours the user chooses from, in picker order.
+enum class NativeAccentPalette { terracotta, coral, amber, forest, ocean, violet };
+
+inline constexpr std::array<NativeAccentPalette, 6> allAccentPalettes{
+    NativeAccentPalette::terracotta, NativeAccentPalette::coral, NativeAccentPalette::amber,
+    NativeAccentPalette::forest,     NativeAccentPalette::ocean, NativeAccentPalette::violet};
+
+// Where the choice is stored among the user's settings.
+inline constexpr const char* accentPaletteDefaultsKey = "appearance.accentPalette";
+
+// The stored text of a palette ("ocean"), and back; the match is case-sensitive.
+QString rawValue(NativeAccentPalette palette);
+std::optional<NativeAccentPalette> accentPaletteFromRaw(const QString& raw);
+
+QColor color(NativeAccentPalette palette);
+// The palette's title in the language of the identifier ("system" by default).
+QString title(NativeAccentPalette palette,
+              const QString& languageIdentifier = QStringLiteral("system"));
+
+} // namespace hopla

@@ -1,0 +1,111 @@
+#include "appearance/NativeAppAppearance.h"
+#include "appearance/NativeIconRecoloring.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using hopla::NativeAccentPalette;
+using hopla::NativeAppearanceLanguage;
+
+TEST(AccentPalette, LanguageTitlesAndStoredNames) {
+    using hopla::appearanceLanguageFrom;
+    EXPECT_EQ(appearanceLanguageFrom("zh-Hant-TW"), NativeAppearanceLanguage::traditionalChinese);
+    EXPECT_EQ(appearanceLanguageFrom("zh-HK"), NativeAppearanceLanguage::traditionalChinese);
+    EXPECT_EQ(appearanceLanguageFrom("zh_TW"),
+              NativeAppearanceLanguage::simplifiedChinese); // underscore
+    EXPECT_EQ(appearanceLanguageFrom("zh-Hans-CN"), NativeAppearanceLanguage::simplifiedChinese);
+    EXPECT_EQ(appearanceLanguageFrom("en-GB"), NativeAppearanceLanguage::english);
+    EXPECT_EQ(appearanceLanguageFrom("fr"), NativeAppearanceLanguage::english);
+    EXPECT_EQ(hopla::title(NativeAccentPalette::ocean, "zh-Hant"), QString::fromUtf8("海藍"));
+    EXPECT_EQ(hopla::title(NativeAccentPalette::ocean, "zh-Hans"), QString::fromUtf8("海蓝"));
+    EXPECT_EQ(hopla::title(NativeAccentPalette::violet, "en"), "Violet");
+    EXPECT_EQ(hopla::accentPaletteFromRaw("ocean"), NativeAccentPalette::ocean);
+    EXPECT_EQ(hopla::accentPaletteFromRaw("Ocean"), std::nullopt);
+    for (const auto palette : hopla::allAccentPalettes) {
+        EXPECT_EQ(hopla::accentPaletteFromRaw(hopla::rawValue(palette)), palette);
+    }
+}
+
+struct AppearanceStore : ::testing::Test {
+    QTemporaryDir dir;
+    QSettings settings{dir.filePath("hopla.ini"), QSettings::IniFormat};
+    int builds = 0;
+    std::vector<QImage> shown;
+    std::unique_ptr<hopla::NativeAppAppearance> make() {
+        return std::make_unique<hopla::NativeAppAppearance>(
+            NativeAccentPalette::ocean, hopla::accentPaletteDefaultsKey, settings,
+            [this](NativeAccentPalette p) {
+                ++builds;
+                QImage image(2, 2, QImage::Format_ARGB32);
+                image.fill(hopla::color(p));
+                return image;
+            },
+            [this](const QImage& image) { shown.push_back(image); });
+    }
+};
+
+TEST_F(AppearanceStore, BadStoredValuesFallBackAndSelectingTheSamePaletteChangesNothing) {
+    settings.setValue(hopla::accentPaletteDefaultsKey, "Ocean");
+    EXPECT_EQ(make()->selection(), NativeAccentPalette::ocean);
+    settings.setValue(hopla::accentPaletteDefaultsKey, 42);
+    EXPECT_EQ(make()->selection(), NativeAccentPalette::ocean);
+    settings.remove(hopla::accentPaletteDefaultsKey);
+
+    auto appearance = make();
+    appearance->select(NativeAccentPalette::ocean);
+    EXPECT_FALSE(settings.contains(hopla::accentPaletteDefaultsKey));
+    EXPECT_TRUE(shown.empty());
+
+    appearance->select(NativeAccentPalette::forest);
+    EXPECT_EQ(settings.value(hopla::accentPaletteDefaultsKey).toString(), "forest");
+    ASSERT_EQ(shown.size(), 1u);
+    EXPECT_EQ(shown.back().pixelColor(0, 0).rgb(), hopla::color(NativeAccentPalette::forest).rgb());
+    appearance->select(NativeAccentPalette::ocean);
+    appearance->select(NativeAccentPalette::forest); // from the cache: built once per palette
+    EXPECT_EQ(builds, 2);
+    EXPECT_EQ(make()->selection(), NativeAccentPalette::forest);
+}
+
+QImage oneColour(QColor c, int side = 4) {
+    QImage image(side, side, QImage::Format_ARGB32);
+    image.fill(c);
+    return image;
+}
+
+double hueOf(const QImage& image) {
+    const QColor c = image.pixelColor(1, 1);
+    return hopla::rgbToHueSaturation(c.redF(), c.greenF(), c.blueF()).hue;
+}
+
+TEST(IconRecoloring, PixelsNearTheBaseHueTakeTheTargetHueKeepingPartOfTheirOffset) {
+    const QColor target = hopla::color(NativeAccentPalette::coral);
+    const double targetHue =
+        hopla::rgbToHueSaturation(target.redF(), target.greenF(), target.blueF()).hue;
+    const auto recolour = [&](double hue, double base = 0.64) {
+        return hopla::replacingDominantHue(
+            oneColour(QColor::fromHsvF(static_cast<float>(hue), 0.8f, 0.9f)), base, target, 4);
+    };
+    EXPECT_NEAR(hueOf(recolour(0.64)), targetHue, 0.005);
+    EXPECT_NEAR(hueOf(recolour(0.41)), std::fmod(targetHue - 0.0414 + 1, 1.0), 0.005);
+    const QImage outside = oneColour(QColor::fromHsvF(0.40f, 0.8f, 0.9f));
+    EXPECT_EQ(hopla::replacingDominantHue(outside, 0.64, target, 4).pixelColor(1, 1),
+              outside.pixelColor(1, 1));
+    // Across the wrap: 0.95 against a base of 0.05 is 0.10 away, so it is recoloured.
+    EXPECT_NEAR(hueOf(recolour(0.95, 0.05)), std::fmod(targetHue - 0.018 + 1, 1.0), 0.005);
+}
+
+TEST(IconRecoloring, TransparentAndGreyPixelsStayAndTheResultHasTheAskedSize) {
+    const QColor target = hopla::color(NativeAccentPalette::forest);
+    const QImage grey = oneColour(QColor(128, 128, 140));
+    EXPECT_EQ(hopla::replacingDominantHue(grey, 0.64, target, 4).pixelColor(2, 2),
+              grey.pixelColor(2, 2));
+    const QImage clear = oneColour(QColor(30, 80, 200, 2));
+    EXPECT_EQ(hopla::replacingDominantHue(clear, 0.64, target, 4).pixelColor(2, 2).alpha(), 2);
+    EXPECT_EQ(hopla::replacingDominantHue(grey, 0.64, target, 16).size(), QSize(16, 16));
+    EXPECT_TRUE(hopla::replacingDominantHue(QImage(), 0.64, target, 16).isNull());
+}
+
+} // namespace
