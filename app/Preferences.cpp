@@ -1,0 +1,112 @@
+#include "app/Preferences.h"
+
+#include <QCoreApplication>
+
+namespace hopla {
+
+namespace {
+
+constexpr const char* switchingEnabledKey = "switchingEnabled";
+constexpr const char* showsMenuBarIconKey = "showsMenuBarIcon";
+constexpr const char* appearanceKey = "appearance";
+constexpr const char* iCloudSyncEnabledKey = "iCloudSyncEnabled";
+
+// A stored Boolean, or the default when the key is missing or holds something else.
+bool storedBool(const QSettings& defaults, const char* key, bool fallback) {
+    const QVariant value = defaults.value(QLatin1String(key));
+    if (value.typeId() == QMetaType::Bool) {
+        return value.toBool();
+    }
+    if (value.typeId() == QMetaType::QString) { // INI files keep Booleans as text
+        const QString text = value.toString();
+        if (text == QLatin1String("true") || text == QLatin1String("false")) {
+            return text == QLatin1String("true");
+        }
+    }
+    return fallback;
+}
+
+} // namespace
+
+QString rawValue(AppAppearance appearance) {
+    switch (appearance) {
+    case AppAppearance::system:
+        return QStringLiteral("system");
+    case AppAppearance::light:
+        return QStringLiteral("light");
+    case AppAppearance::dark:
+        return QStringLiteral("dark");
+    }
+    return QStringLiteral("system");
+}
+
+std::optional<AppAppearance> appAppearanceFromRaw(const QString& raw) {
+    for (const AppAppearance a :
+         {AppAppearance::system, AppAppearance::light, AppAppearance::dark}) {
+        if (raw == rawValue(a)) {
+            return a;
+        }
+    }
+    return std::nullopt;
+}
+
+QString localized(const char* key) {
+    return QCoreApplication::translate("Hopla", key);
+}
+
+Preferences::Preferences(QSettings& defaults, LoginItem& loginItem)
+    : syncStatus(QStringLiteral("仅保存在本机"))
+    , defaults_(defaults)
+    , loginItem_(loginItem) {
+    enabled_ = storedBool(defaults_, switchingEnabledKey, true);
+    showsMenuBarIcon_ = storedBool(defaults_, showsMenuBarIconKey, true);
+    appearance_ = appAppearanceFromRaw(defaults_.value(QLatin1String(appearanceKey)).toString())
+                      .value_or(AppAppearance::system);
+    iCloudSyncEnabled_ = storedBool(defaults_, iCloudSyncEnabledKey, false);
+}
+
+void Preferences::setEnabled(bool enabled) {
+    enabled_ = enabled;
+    emit changed();
+    defaults_.setValue(QLatin1String(switchingEnabledKey), enabled);
+    if (onEnabledChanged) {
+        onEnabledChanged();
+    }
+}
+
+void Preferences::setShowsMenuBarIcon(bool shows) {
+    showsMenuBarIcon_ = shows;
+    emit changed();
+    defaults_.setValue(QLatin1String(showsMenuBarIconKey), shows);
+    if (onMenuBarVisibilityChanged) {
+        onMenuBarVisibilityChanged();
+    }
+}
+
+void Preferences::setAppearance(AppAppearance appearance) {
+    appearance_ = appearance;
+    emit changed();
+    defaults_.setValue(QLatin1String(appearanceKey), rawValue(appearance));
+    if (applyAppearance) {
+        applyAppearance(appearance);
+    }
+}
+
+void Preferences::refreshLoginStatus() {
+    const LoginItemStatus status = loginItem_.status();
+    loginEnabled_ =
+        status == LoginItemStatus::enabled || status == LoginItemStatus::requiresApproval;
+    loginNeedsApproval_ = status == LoginItemStatus::requiresApproval;
+    emit changed();
+}
+
+void Preferences::setLoginEnabled(bool on) {
+    loginError_.reset();
+    if (const auto failure = loginItem_.setEnabled(on)) {
+        loginError_ =
+            localized("无法更新登录项，请将 Hopla 放入「应用程序」后重试。\n%1").arg(*failure);
+    }
+    refreshLoginStatus();
+}
+
+} // namespace hopla

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "platform/LoginItem.h"
+
+#include <QObject>
+#include <QSettings>
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+namespace hopla {
+
+// The application's appearance choice.
+enum class AppAppearance { system, light, dark };
+
+QString rawValue(AppAppearance appearance);
+std::optional<AppAppearance> appAppearanceFromRaw(const QString& raw);
+
+// The translation of one of the shell's texts (Simplified Chinese keys), or the key itself.
+QString localized(const char* key);
+
+// The application's settings and the live status the settings window shows. Settings are
+// written back the moment they change; unknown or missing stored values read as the
+// defaults. Every assignment announces itself through changed(). Main thread only.
+class Preferences : public QObject {
+    Q_OBJECT
+public:
+    Preferences(QSettings& defaults, LoginItem& loginItem);
+
+    bool enabled() const { return enabled_; }
+    void setEnabled(bool enabled);
+    bool showsMenuBarIcon() const { return showsMenuBarIcon_; }
+    void setShowsMenuBarIcon(bool shows);
+    AppAppearance appearance() const { return appearance_; }
+    void setAppearance(AppAppearance appearance);
+    bool iCloudSyncEnabled() const { return iCloudSyncEnabled_; }
+
+    // Live status, set by the application controller.
+    bool trusted = false;
+    bool listening = false;
+    std::optional<QString> runtimeError;
+    std::optional<QString> conflictingApp;
+    QString syncStatus;
+
+    bool loginEnabled() const { return loginEnabled_; }
+    bool loginNeedsApproval() const { return loginNeedsApproval_; }
+    const std::optional<QString>& loginError() const { return loginError_; }
+    void refreshLoginStatus();
+    void setLoginEnabled(bool on);
+
+    // Called after every assignment of enabled / showsMenuBarIcon.
+    std::function<void()> onEnabledChanged;
+    std::function<void()> onMenuBarVisibilityChanged;
+    // Applies the appearance to the application (light, dark or the system's).
+    std::function<void(AppAppearance)> applyAppearance;
+
+    // Tells observers that a live status field was assigned.
+    void announce() { emit changed(); }
+
+signals:
+    void changed();
+
+private:
+    QSettings& defaults_;
+    LoginItem& loginItem_;
+    bool enabled_ = true;
+    bool showsMenuBarIcon_ = true;
+    AppAppearance appearance_ = AppAppearance::system;
+    bool iCloudSyncEnabled_ = false;
+    bool loginEnabled_ = false;
+    bool loginNeedsApproval_ = false;
+    std::optional<QString> loginError_;
+};
+
+} // namespace hopla

@@ -1,0 +1,129 @@
+#include "app/Preferences.h"
+#include "platform/xdg/XdgAutostart.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using hopla::AppAppearance;
+using hopla::LoginItemStatus;
+
+// A login service that answers as told and remembers what it was asked.
+struct ScriptedLoginItem final : hopla::LoginItem {
+    LoginItemStatus current = LoginItemStatus::notRegistered;
+    std::optional<QString> refusal;
+    std::vector<bool> requests;
+    LoginItemStatus status() const override { return current; }
+    std::optional<QString> setEnabled(bool on) override {
+        requests.push_back(on);
+        if (refusal) {
+            return refusal;
+        }
+        current = on ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
+        return std::nullopt;
+    }
+};
+
+struct PreferencesTest : ::testing::Test {
+    QTemporaryDir dir;
+    QSettings settings{dir.filePath("hopla.ini"), QSettings::IniFormat};
+    ScriptedLoginItem login;
+};
+
+TEST_F(PreferencesTest, FreshDefaultsAndBadStoredValuesReadAsTheDefaults) {
+    hopla::Preferences fresh(settings, login);
+    EXPECT_TRUE(fresh.enabled());
+    EXPECT_TRUE(fresh.showsMenuBarIcon());
+    EXPECT_EQ(fresh.appearance(), AppAppearance::system);
+    EXPECT_FALSE(fresh.iCloudSyncEnabled());
+    EXPECT_EQ(fresh.syncStatus, QString::fromUtf8("仅保存在本机"));
+
+    settings.setValue("appearance", "Dark");
+    settings.setValue("switchingEnabled", "perhaps");
+    settings.setValue("showsMenuBarIcon", false);
+    hopla::Preferences odd(settings, login);
+    EXPECT_EQ(odd.appearance(), AppAppearance::system);
+    EXPECT_TRUE(odd.enabled());
+    EXPECT_FALSE(odd.showsMenuBarIcon());
+}
+
+TEST_F(PreferencesTest, EveryAssignmentIsWrittenAndAnnouncedEvenOfTheSameValue) {
+    hopla::Preferences preferences(settings, login);
+    int enabledCalls = 0, changes = 0;
+    std::vector<AppAppearance> applied;
+    preferences.onEnabledChanged = [&] { ++enabledCalls; };
+    preferences.applyAppearance = [&](AppAppearance a) { applied.push_back(a); };
+    QObject::connect(&preferences, &hopla::Preferences::changed, [&] { ++changes; });
+    preferences.setEnabled(true); // unchanged, still written and announced
+    EXPECT_EQ(settings.value("switchingEnabled").toBool(), true);
+    EXPECT_EQ(enabledCalls, 1);
+    preferences.setAppearance(AppAppearance::dark);
+    EXPECT_EQ(settings.value("appearance").toString(), "dark");
+    EXPECT_EQ(applied, (std::vector<AppAppearance>{AppAppearance::dark}));
+    EXPECT_GE(changes, 2);
+    settings.sync();
+    QSettings reread(dir.filePath("hopla.ini"), QSettings::IniFormat);
+    EXPECT_EQ(hopla::Preferences(reread, login).appearance(), AppAppearance::dark);
+}
+
+TEST_F(PreferencesTest, LoginItemStateAndRefusalsAreReported) {
+    hopla::Preferences preferences(settings, login);
+    login.current = LoginItemStatus::requiresApproval;
+    preferences.refreshLoginStatus();
+    EXPECT_TRUE(preferences.loginEnabled());
+    EXPECT_TRUE(preferences.loginNeedsApproval());
+
+    login.current = LoginItemStatus::notRegistered;
+    login.refusal = "read-only configuration folder";
+    preferences.setLoginEnabled(true);
+    ASSERT_TRUE(preferences.loginError());
+    EXPECT_TRUE(preferences.loginError()->endsWith("\nread-only configuration folder"));
+    EXPECT_FALSE(preferences.loginEnabled()) << "shows what the system holds";
+    login.refusal.reset();
+    preferences.setLoginEnabled(true);
+    EXPECT_FALSE(preferences.loginError()) << "a success clears the message";
+    EXPECT_TRUE(preferences.loginEnabled());
+}
+
+struct AutostartTest : ::testing::Test {
+    QTemporaryDir config;
+    void SetUp() override { qputenv("XDG_CONFIG_HOME", config.path().toUtf8()); }
+    void TearDown() override { qunsetenv("XDG_CONFIG_HOME"); }
+};
+
+TEST_F(AutostartTest, TheEntryRoundTripsAndDesktopsOptOutsAreHonoured) {
+    hopla::XdgAutostart autostart("io.hopla.Hopla", "Hopla",
+                                  {"/opt/my apps/hopla", "--login-item"});
+    EXPECT_EQ(autostart.status(), LoginItemStatus::notRegistered);
+    ASSERT_EQ(autostart.setEnabled(true), std::nullopt);
+    EXPECT_EQ(autostart.status(), LoginItemStatus::enabled);
+    QFile entry(autostart.entryPath());
+    ASSERT_TRUE(entry.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(entry.readAll());
+    entry.close();
+    EXPECT_TRUE(text.contains("Exec=\"/opt/my apps/hopla\" --login-item")) << text.toStdString();
+
+    for (const char* optOut : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {
+        ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
+        entry.write(QByteArray("[Desktop Entry]\nType=Application\nExec=hopla\n") + optOut + "\n");
+        entry.close();
+        EXPECT_EQ(autostart.status(), LoginItemStatus::notRegistered) << optOut;
+    }
+    ASSERT_EQ(autostart.setEnabled(false), std::nullopt);
+    EXPECT_FALSE(QFile::exists(autostart.entryPath()));
+}
+
+TEST_F(AutostartTest, AnUnwritableFolderGivesAReason) {
+    QFile blocker(config.filePath("autostart")); // a file where the folder should be
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    hopla::XdgAutostart autostart("io.hopla.Hopla", "Hopla", {"hopla"});
+    const auto failure = autostart.setEnabled(true);
+    ASSERT_TRUE(failure.has_value());
+    EXPECT_FALSE(failure->isEmpty());
+}
+
+} // namespace
