@@ -13,8 +13,8 @@ std::unique_ptr<XConnection> XConnection::open(const char* display, std::string*
         }
         if (error) {
             const char* name = display ? display : std::getenv("DISPLAY");
-            *error = name ? std::string("cannot connect to the X server at ") + name
-                          : std::string("no X display: DISPLAY is not set");
+            *error = name && *name ? std::string("cannot connect to the X server at ") + name
+                                   : std::string("no X display: DISPLAY is not set");
         }
         return nullptr;
     }

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "app/KeyboardTap.h"
+#include "app/Preferences.h"
+#include "core/ApplicationSwitcherController.h"
+#include "core/SwitcherPanel.h"
+#include "platform/qt/QtScheduler.h"
+#include "platform/x11/X11KeyEventSource.h"
+#include "platform/x11/X11PanelSupport.h"
+#include "platform/x11/X11WindowSystem.h"
+#include "platform/x11/X11Workspace.h"
+#include "platform/xdg/XdgAutostart.h"
+
+#include <QSettings>
+
+#include <memory>
+
+namespace hopla {
+
+// Owns and wires the running switcher: the desktop adapters, the panel, the switcher
+// controller and the keyboard tap, and keeps them in step with the preferences and with
+// whether the desktop lets Hopla see the keyboard (checked every 2 s). Main thread only.
+class AppController {
+public:
+    static constexpr auto refreshInterval = std::chrono::milliseconds(2000);
+
+    // Nothing, with the reason, when there is no X11 desktop to run on.
+    static std::unique_ptr<AppController> create(QString* error);
+    ~AppController();
+
+    Preferences& preferences() { return *preferences_; }
+    ApplicationSwitcherController& switcher() { return *switcher_; }
+    SwitcherPanel& panel() { return *panel_; }
+
+    // Applies permission, switching setting and conflicts now (also run by the timer).
+    void refresh();
+
+private:
+    AppController() = default;
+    void report(ApplicationActivationFailure failure);
+
+    QSettings settings_;
+    QtScheduler scheduler_;
+    std::unique_ptr<XdgAutostart> autostart_;
+    std::unique_ptr<Preferences> preferences_;
+    std::unique_ptr<x11::X11Workspace> workspace_;
+    std::unique_ptr<x11::X11WindowSystem> windows_;
+    std::unique_ptr<x11::X11PanelSupport> panelSupport_;
+    std::unique_ptr<SwitcherPanel> panel_;
+    std::unique_ptr<ApplicationSwitcherController> switcher_;
+    x11::X11KeyEventSource keys_;
+    std::unique_ptr<KeyboardTap> tap_;
+    ScheduledTask refreshTimer_;
+};
+
+} // namespace hopla

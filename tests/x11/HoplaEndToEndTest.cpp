@@ -1,0 +1,180 @@
+// Hopla itself, the real program, on a private Xvfb + openbox desktop: keys typed through
+// XTEST switch between real windows.
+#include "platform/x11/ClientWindows.h"
+#include "platform/x11/X11Keyboard.h"
+#include "platform/x11/XConnection.h"
+#include "tests/support/X11Desktop.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <xcb/xtest.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using hopla::testing::X11Desktop;
+
+constexpr xcb_keycode_t keyM = 50 + 8, keyEscape = 1 + 8;
+
+struct HoplaEndToEnd : ::testing::Test {
+    X11Desktop& desktop = *X11Desktop::instance();
+    std::unique_ptr<hopla::x11::XConnection> x = hopla::x11::XConnection::open(nullptr, nullptr);
+    hopla::x11::ServerKeyboard keyboard = std::move(*hopla::x11::readServerKeyboard(*x, nullptr));
+    QTemporaryDir config;
+    QProcess* hopla = nullptr;
+
+    void SetUp() override {
+        // Hopla's settings go to a folder of this test's own.
+        qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
+        qputenv("QT_QPA_PLATFORM",
+                "xcb"); // the test runner may have chosen offscreen for widget tests
+        hopla = desktop.launch(QStringLiteral(HOPLA_BINARY), {});
+        ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }))
+            << "Hopla never took Super+Tab";
+    }
+
+    void TearDown() override { desktop.stop(hopla); } // one Hopla at a time holds Super+Tab
+
+    // Another client holding Super+Tab makes our own checked grab fail with BadAccess.
+    bool hoplaHoldsSuperTab() {
+        const hopla::x11::Reply<xcb_generic_error_t> error(xcb_request_check(
+            x->raw(), xcb_grab_key_checked(x->raw(), 1, x->root(), keyboard.superMask,
+                                           keyboard.tabKeys.front(), XCB_GRAB_MODE_ASYNC,
+                                           XCB_GRAB_MODE_ASYNC)));
+        if (!error) {
+            xcb_ungrab_key(x->raw(), keyboard.tabKeys.front(), x->root(), keyboard.superMask);
+            xcb_flush(x->raw());
+            return false;
+        }
+        return error->error_code == XCB_ACCESS;
+    }
+
+    xcb_window_t client(const QString& name) {
+        QProcess* c = desktop.launch(hopla::testing::testClientPath(),
+                                     {"--class", name.toLower() + "," + name});
+        EXPECT_TRUE(desktop.waitFor([&] { return c->canReadLine(); }));
+        const xcb_window_t w =
+            QString::fromLatin1(c->readLine()).simplified().section(' ', 1, 1).toUInt();
+        EXPECT_TRUE(desktop.waitFor([&] { return active() == w; })) << "new windows get the focus";
+        return w;
+    }
+    xcb_window_t active() { return hopla::x11::readActiveWindow(*x); }
+    void activate(xcb_window_t w) {
+        xcb_ewmh_request_change_active_window(x->ewmh(), x->screenNumber(), w,
+                                              XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME,
+                                              XCB_WINDOW_NONE);
+        xcb_flush(x->raw());
+        ASSERT_TRUE(desktop.waitFor([&] { return active() == w; }));
+    }
+    void key(xcb_keycode_t code, bool down) {
+        xcb_test_fake_input(x->raw(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code,
+                            XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+        xcb_flush(x->raw());
+    }
+    void press(xcb_keycode_t code) {
+        key(code, true);
+        key(code, false);
+    }
+    // Whether Hopla's panel is on screen: a viewable top-level window of class "Hopla".
+    bool panelShown() {
+        const hopla::x11::Reply<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(x->raw(), xcb_query_tree(x->raw(), x->root()), nullptr));
+        if (!tree) {
+            return false;
+        }
+        const xcb_window_t* children = xcb_query_tree_children(tree.get());
+        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
+            const auto wmClass = x->property(children[i], XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
+            if (!wmClass || !QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
+                                        static_cast<qsizetype>(wmClass->bytes.size()))
+                                 .contains("Hopla")) {
+                continue;
+            }
+            const hopla::x11::Reply<xcb_get_window_attributes_reply_t> attributes(
+                xcb_get_window_attributes_reply(
+                    x->raw(), xcb_get_window_attributes(x->raw(), children[i]), nullptr));
+            if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE) {
+                return true;
+            }
+        }
+        return false;
+    }
+    xcb_keycode_t super() const { return keyboard.superKeys.front(); }
+    xcb_keycode_t tab() const { return keyboard.tabKeys.front(); }
+    // Lets Hopla see each activation before the next one.
+    void settle() {
+        desktop.waitFor([] { return false; }, 300ms);
+    }
+};
+
+TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBack) {
+    const xcb_window_t first = client("First");
+    const xcb_window_t second = client("Second"); // now frontmost; First was used before it
+    settle();
+    key(super(), true);
+    press(tab());
+    key(super(), false);
+    EXPECT_TRUE(desktop.waitFor([&] { return active() == first; }));
+    settle();
+    key(super(), true); // and back again
+    press(tab());
+    key(super(), false);
+    EXPECT_TRUE(desktop.waitFor([&] { return active() == second; }));
+}
+
+TEST_F(HoplaEndToEnd, AUniqueLetterSwitchesAtOnceAndEscapeCancels) {
+    const xcb_window_t mike = client("Mike");
+    client("Kilo");
+    const xcb_window_t lima = client("Lima");
+    settle();
+    key(super(), true);
+    press(tab());
+    ASSERT_TRUE(desktop.waitFor([&] { return panelShown(); }));
+    press(keyM); // only Mike starts with M
+    EXPECT_TRUE(desktop.waitFor([&] { return active() == mike; }))
+        << "switched while Super is still held";
+    key(super(), false);
+    // Releasing Super while that switch still confirms activates Mike once more; let it
+    // finish, or its nudge would take the focus back from the next window.
+    settle();
+    activate(lima);
+    settle();
+
+    key(super(), true);
+    press(tab());
+    ASSERT_TRUE(desktop.waitFor([&] { return panelShown(); }));
+    press(keyEscape);
+    key(super(), false);
+    EXPECT_FALSE(desktop.waitFor([&] { return active() != lima; }, 600ms))
+        << "Escape must switch nothing; active " << active() << ", Lima " << lima << ", Mike "
+        << mike;
+}
+
+TEST_F(HoplaEndToEnd, SwitchingToAMinimizedApplicationRestoresIt) {
+    const xcb_window_t hidden = client("Hidden");
+    client("Front");
+    settle();
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = hidden;
+    message.type = x->atom("WM_CHANGE_STATE");
+    message.data.data32[0] = 3; // IconicState
+    xcb_send_event(x->raw(), 0, x->root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&message));
+    xcb_flush(x->raw());
+    ASSERT_TRUE(desktop.waitFor(
+        [&] { return hopla::x11::readClientWindow(*x, hidden).value().minimized; }));
+
+    key(super(), true);
+    press(tab());
+    key(super(), false);
+    EXPECT_TRUE(desktop.waitFor([&] { return active() == hidden; }));
+    EXPECT_FALSE(hopla::x11::readClientWindow(*x, hidden).value().minimized);
+}
+
+} // namespace
