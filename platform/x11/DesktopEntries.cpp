@@ -52,9 +52,14 @@ std::optional<DesktopEntry> DesktopEntries::find(const QString& instance,
     const auto same = [](const QString& a, const QString& b) {
         return !a.isEmpty() && a.compare(b, Qt::CaseInsensitive) == 0;
     };
-    for (const auto& e : entries_) {
-        if (same(e.startupWMClass, className) || same(e.startupWMClass, instance)) {
-            return e;
+    // The class names the application; the instance is often just the program's name and is
+    // shared by everything it runs (every xterm is "xterm"), so it only decides when no
+    // entry claims the class.
+    for (const QString& wanted : {className, instance}) {
+        for (const auto& e : entries_) {
+            if (same(e.startupWMClass, wanted)) {
+                return e;
+            }
         }
     }
     for (const auto& e : entries_) {

@@ -32,6 +32,17 @@ int main(int argc, char** argv) {
                     .arg(hopla::testing::testClientPath())
                     .toUtf8());
     entry.close();
+    // An entry for one particular terminal: its class, with the stock xterm's instance name.
+    QFile terminal(data.filePath(QStringLiteral("applications/hopla-terminal.desktop")));
+    if (!terminal.open(QIODevice::WriteOnly)) {
+        return 2;
+    }
+    terminal.write(
+        QStringLiteral(
+            "[Desktop Entry]\nType=Application\nName=Hopla Terminal\nExec=xterm -class HoplaTerm\n"
+            "StartupWMClass=HoplaTerm\n")
+            .toUtf8());
+    terminal.close();
     qputenv("XDG_DATA_HOME", data.path().toUtf8());
     qputenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share");
     qputenv("LANGUAGE", "zh_CN");

@@ -64,6 +64,10 @@ TEST_F(X11WorkspaceTest, NamesComeFromDesktopEntriesThenClassThenTitle) {
     const auto xtermPid = static_cast<ProcessId>(xterm->processId());
     ASSERT_TRUE(desktop.waitFor([&] { return app(xtermPid) != nullptr; }));
     EXPECT_EQ(app(xtermPid)->bundleIdentifier(), "debian-xterm.desktop");
+
+    // Same instance ("xterm"), another class: the entry that claims the class wins.
+    const Client classed = client({"--class", "xterm,HoplaTerm"});
+    EXPECT_EQ(app(classed.pid())->localizedName(), "Hopla Terminal");
 }
 
 TEST_F(X11WorkspaceTest, ActivationMovesTheActiveWindowAndIsRefusedWithoutFocusableWindows) {
