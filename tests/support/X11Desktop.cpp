@@ -212,6 +212,24 @@ bool X11Desktop::waitFor(const std::function<bool()>& condition, std::chrono::mi
     return true;
 }
 
+void X11Desktop::minimize(std::uint32_t window) {
+    xcb_connection_t* c = watcher_->connection;
+    const auto cookie = xcb_intern_atom(c, 0, 15, "WM_CHANGE_STATE");
+    xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(c, cookie, nullptr);
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = atom ? atom->atom : xcb_atom_t{XCB_ATOM_NONE};
+    message.data.data32[0] = 3; // IconicState
+    std::free(atom);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    xcb_send_event(c, 0, root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&message));
+    xcb_flush(c);
+}
+
 void X11Desktop::killServer() {
     if (server_) {
         server_->kill();

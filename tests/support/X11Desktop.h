@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -33,6 +34,10 @@ public:
     // root window (and at least every 50 ms) rather than sleeping a fixed time.
     bool waitFor(const std::function<bool()>& condition,
                  std::chrono::milliseconds limit = std::chrono::seconds(10));
+
+    // Asks the window manager to minimize the window, as a title bar's button does (ICCCM
+    // WM_CHANGE_STATE to Iconic).
+    void minimize(std::uint32_t window);
 
     // Stops the X server (to test a lost connection). Afterwards nothing here works.
     void killServer();

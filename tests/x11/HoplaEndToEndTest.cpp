@@ -157,16 +157,7 @@ TEST_F(HoplaEndToEnd, SwitchingToAMinimizedApplicationRestoresIt) {
     const xcb_window_t hidden = client("Hidden");
     client("Front");
     settle();
-    xcb_client_message_event_t message{};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = hidden;
-    message.type = x->atom("WM_CHANGE_STATE");
-    message.data.data32[0] = 3; // IconicState
-    xcb_send_event(x->raw(), 0, x->root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&message));
-    xcb_flush(x->raw());
+    desktop.minimize(hidden);
     ASSERT_TRUE(desktop.waitFor(
         [&] { return hopla::x11::readClientWindow(*x, hidden).value().minimized; }));
 

@@ -117,19 +117,9 @@ TEST_F(X11WorkspaceTest, ActivatingAnApplicationOnAnotherDesktopSwitchesThereAnd
 TEST_F(X11WorkspaceTest, TheRestorerBringsBackAMinimizedWindow) {
     const Client c = client({"--class", "mini,Mini"});
     const auto window = c.windows.front();
-    // Ask for Iconic state the ICCCM way, as a "minimize" button does.
     auto x = hopla::x11::XConnection::open(nullptr, nullptr);
     ASSERT_TRUE(x);
-    xcb_client_message_event_t message{};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = window;
-    message.type = x->atom("WM_CHANGE_STATE");
-    message.data.data32[0] = 3; // IconicState
-    xcb_send_event(x->raw(), 0, x->root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&message));
-    xcb_flush(x->raw());
+    desktop.minimize(window);
     const auto minimized = [&] {
         return hopla::x11::readClientWindow(*x, window).value().minimized;
     };
