@@ -65,22 +65,22 @@ Preferences::Preferences(QSettings& defaults, LoginItem& loginItem)
     iCloudSyncEnabled_ = storedBool(defaults_, iCloudSyncEnabledKey, false);
 }
 
-void Preferences::setEnabled(bool enabled) {
-    enabled_ = enabled;
+void Preferences::assign(bool& field, bool value, const char* key,
+                         const std::function<void()>& after) {
+    field = value;
     emit changed();
-    defaults_.setValue(QLatin1String(switchingEnabledKey), enabled);
-    if (onEnabledChanged) {
-        onEnabledChanged();
+    defaults_.setValue(QLatin1String(key), value);
+    if (after) {
+        after();
     }
 }
 
+void Preferences::setEnabled(bool enabled) {
+    assign(enabled_, enabled, switchingEnabledKey, onEnabledChanged);
+}
+
 void Preferences::setShowsMenuBarIcon(bool shows) {
-    showsMenuBarIcon_ = shows;
-    emit changed();
-    defaults_.setValue(QLatin1String(showsMenuBarIconKey), shows);
-    if (onMenuBarVisibilityChanged) {
-        onMenuBarVisibilityChanged();
-    }
+    assign(showsMenuBarIcon_, shows, showsMenuBarIconKey, onMenuBarVisibilityChanged);
 }
 
 void Preferences::setAppearance(AppAppearance appearance) {

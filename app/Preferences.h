@@ -62,6 +62,9 @@ signals:
     void changed();
 
 private:
+    // Publishes a stored switch, writes it under its key (also when unchanged), then tells.
+    void assign(bool& field, bool value, const char* key, const std::function<void()>& after);
+
     QSettings& defaults_;
     LoginItem& loginItem_;
     bool enabled_ = true;
