@@ -1,7 +1,6 @@
 #include "app/AppController.h"
 
 #include "platform/x11/X11Keyboard.h"
-#include "platform/x11/X11Trust.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -76,6 +75,7 @@ std::unique_ptr<AppController> AppController::create(QString* error) {
     };
     app->preferences_->onEnabledChanged = [self] { self->refresh(); };
 
+    app->trust_ = x11::checkTrust(QGuiApplication::platformName());
     app->switcher_->start();
     app->refresh();
     app->refreshTimer_ =
@@ -95,7 +95,10 @@ AppController::~AppController() {
 }
 
 void AppController::refresh() {
-    const auto trust = x11::checkTrust(QGuiApplication::platformName());
+    auto trust = trust_;
+    if (trust.trusted && workspace_->connectionLost()) {
+        trust = {false, QStringLiteral("The connection to the X server was lost.")};
+    }
     preferences_->trusted = trust.trusted;
     if (!trust.trusted || !preferences_->enabled()) {
         tap_->stop();

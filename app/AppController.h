@@ -7,6 +7,7 @@
 #include "platform/qt/QtScheduler.h"
 #include "platform/x11/X11KeyEventSource.h"
 #include "platform/x11/X11PanelSupport.h"
+#include "platform/x11/X11Trust.h"
 #include "platform/x11/X11WindowSystem.h"
 #include "platform/x11/X11Workspace.h"
 #include "platform/xdg/XdgAutostart.h"
@@ -40,6 +41,7 @@ private:
     void report(ApplicationActivationFailure failure);
 
     QSettings settings_;
+    x11::TrustReport trust_; // the server's extensions do not change while connected
     QtScheduler scheduler_;
     std::unique_ptr<XdgAutostart> autostart_;
     std::unique_ptr<Preferences> preferences_;
