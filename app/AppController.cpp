@@ -73,9 +73,23 @@ std::unique_ptr<AppController> AppController::create(QString* error) {
     app->switcher_->onFailure = [self](ApplicationActivationFailure failure) {
         self->report(failure);
     };
-    app->preferences_->onEnabledChanged = [self] { self->refresh(); };
-
     app->trust_ = x11::checkTrust(QGuiApplication::platformName());
+    app->permission_ = std::make_unique<PermissionRefresh>(
+        *app->tap_, app->keys_, *app->preferences_,
+        [self] {
+            if (!self->trust_.trusted) {
+                return KeyboardTrust{false, self->trust_.reason};
+            }
+            if (self->workspace_->connectionLost()) {
+                return KeyboardTrust{false, localized("与 X 服务器的连接已断开。")};
+            }
+            return KeyboardTrust{true, {}};
+        },
+        [self] { self->switcher_->dismiss(); });
+    app->preferences_->onEnabledChanged = [self] {
+        self->switcher_->dismiss();
+        self->refresh();
+    };
     app->switcher_->start();
     app->refresh();
     app->refreshTimer_ =
@@ -95,26 +109,7 @@ AppController::~AppController() {
 }
 
 void AppController::refresh() {
-    auto trust = trust_;
-    if (trust.trusted && workspace_->connectionLost()) {
-        trust = {false, QStringLiteral("The connection to the X server was lost.")};
-    }
-    preferences_->trusted = trust.trusted;
-    if (!trust.trusted || !preferences_->enabled()) {
-        tap_->stop();
-        switcher_->dismiss();
-        preferences_->listening = false;
-        preferences_->runtimeError = trust.trusted ? std::nullopt : std::optional(trust.reason);
-        preferences_->announce();
-        return;
-    }
-    const bool listening = tap_->start();
-    preferences_->listening = listening;
-    preferences_->conflictingApp = listening ? std::nullopt : std::optional(keys_.failure());
-    if (listening && preferences_->runtimeError && !preferences_->conflictingApp) {
-        preferences_->runtimeError.reset();
-    }
-    preferences_->announce();
+    permission_->run();
 }
 
 void AppController::report(ApplicationActivationFailure failure) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/KeyboardTap.h"
+#include "app/PermissionRefresh.h"
 #include "app/Preferences.h"
 #include "core/ApplicationSwitcherController.h"
 #include "core/SwitcherPanel.h"
@@ -52,6 +53,7 @@ private:
     std::unique_ptr<ApplicationSwitcherController> switcher_;
     x11::X11KeyEventSource keys_;
     std::unique_ptr<KeyboardTap> tap_;
+    std::unique_ptr<PermissionRefresh> permission_;
     ScheduledTask refreshTimer_;
 };
 

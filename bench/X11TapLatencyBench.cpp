@@ -45,7 +45,9 @@ int main(int argc, char** argv) {
         };
         tap.isSessionOpen = [&] { return open; };
         if (!keyboard || !tap.start()) {
-            std::fprintf(stderr, "the tap did not start: %s\n", qPrintable(source.failure()));
+            std::fprintf(
+                stderr, "the tap did not start: %s\n",
+                source.lastFailure().value_or(hopla::KeyEventSource::StartFailure{}).what.c_str());
             result = 1;
         } else {
             const auto fake = [&](std::uint8_t type, xcb_keycode_t key) {

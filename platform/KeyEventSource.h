@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <string>
 
 namespace hopla {
 
@@ -24,6 +26,13 @@ class KeyEventSource {
 public:
     using Handler = std::function<bool(const KeyEvent&)>;
 
+    // Why the last start() failed. A conflict means another program holds the switch
+    // shortcut (named in `what`, e.g. "Super+Tab"); otherwise `what` says what is missing.
+    struct StartFailure {
+        bool conflict = false;
+        std::string what;
+    };
+
     virtual ~KeyEventSource() = default;
 
     // Starts delivering events to the handler; false when the desktop refused (another
@@ -32,6 +41,8 @@ public:
     // Stops delivering; nothing is held afterwards. Safe to call when stopped.
     virtual void stop() = 0;
     virtual bool running() const = 0;
+    // Nothing after a successful start() or before the first one.
+    virtual std::optional<StartFailure> lastFailure() const = 0;
     // While a session is open the source must also bring the keys the switcher may take
     // (Tab, letters, Escape, Space) and the release of the switch key. Called from the
     // handler's thread or the main thread; must not wait for the handler.

@@ -10,13 +10,15 @@ namespace hopla::fake {
 // calling thread, and answers whether the event was taken. Records what it was asked.
 class FakeKeyEventSource final : public KeyEventSource {
 public:
-    bool refuses = false;
+    // start() fails with this while it is set.
+    std::optional<StartFailure> refusal;
     std::vector<bool> sessionKeys; // every setSessionKeys call, in order
     int starts = 0;
 
     bool start(Handler handler) override {
         ++starts;
-        if (refuses) {
+        failure_ = refusal;
+        if (refusal) {
             return false;
         }
         handler_ = std::move(handler);
@@ -24,6 +26,7 @@ public:
     }
     void stop() override { handler_ = nullptr; }
     bool running() const override { return static_cast<bool>(handler_); }
+    std::optional<StartFailure> lastFailure() const override { return failure_; }
     void setSessionKeys(bool wanted) override { sessionKeys.push_back(wanted); }
 
     // Passes the event to the handler; unhandled (no handler) events pass.
@@ -31,6 +34,7 @@ public:
 
 private:
     Handler handler_;
+    std::optional<StartFailure> failure_;
 };
 
 } // namespace hopla::fake

@@ -46,7 +46,7 @@ X11KeyEventSource::~X11KeyEventSource() {
     stop();
 }
 
-QString X11KeyEventSource::failure() const {
+std::optional<KeyEventSource::StartFailure> X11KeyEventSource::lastFailure() const {
     std::lock_guard lock(failureMutex_);
     return failure_;
 }
@@ -55,7 +55,7 @@ bool X11KeyEventSource::start(Handler handler) {
     if (running_) {
         return true;
     }
-    const auto fail = [this](QString why) {
+    const auto fail = [this](StartFailure why) {
         std::lock_guard lock(failureMutex_);
         failure_ = std::move(why);
         grabs_.reset();
@@ -65,15 +65,15 @@ bool X11KeyEventSource::start(Handler handler) {
     std::string error;
     x_ = XConnection::open(nullptr, &error);
     if (!x_) {
-        return fail(QString::fromStdString(error));
+        return fail({false, error});
     }
     keyboard_ = readServerKeyboard(*x_, &error);
     if (!keyboard_) {
-        return fail(QString::fromStdString(error));
+        return fail({false, error});
     }
     auto grabbed = SwitchKeyGrabs::grab(*x_, *keyboard_, keyboard_->superMask);
     if (auto* conflict = std::get_if<GrabConflict>(&grabbed)) {
-        return fail(QStringLiteral("%1 is taken by another program").arg(conflict->combination));
+        return fail({true, conflict->combination.toStdString()});
     }
     grabs_ = std::make_unique<Grabs>(Grabs{std::move(std::get<SwitchKeyGrabs>(grabbed))});
     // Held keys repeat as presses without releases in between, so repeats are told apart.
@@ -91,7 +91,7 @@ bool X11KeyEventSource::start(Handler handler) {
     xcb_flush(x_->raw());
     {
         std::lock_guard lock(failureMutex_);
-        failure_.clear();
+        failure_.reset();
     }
     handler_ = std::move(handler);
     wakeFd_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -228,8 +228,7 @@ void X11KeyEventSource::keyboardMappingChanged() {
         grabs_ = std::make_unique<Grabs>(Grabs{std::move(*held)});
     } else {
         std::lock_guard lock(failureMutex_);
-        failure_ = QStringLiteral("%1 is taken by another program")
-                       .arg(std::get<GrabConflict>(grabbed).combination);
+        failure_ = StartFailure{true, std::get<GrabConflict>(grabbed).combination.toStdString()};
     }
     keyboard_ = std::move(keyboard);
     handler_({KeyEvent::Type::layoutChanged, 0, false, false, false, false});

@@ -34,8 +34,7 @@ public:
     // Whether the session's keyboard grab is in place (every key comes here).
     bool holdsKeyboard() const { return keyboardHeld_; }
 
-    // Why the last start() failed: the combination another client holds, or what is missing.
-    QString failure() const;
+    std::optional<StartFailure> lastFailure() const override;
 
 private:
     void run();
@@ -63,7 +62,7 @@ private:
     std::bitset<256> down_;                  // keycodes held, to tell auto-repeats from new presses
     std::uint8_t xkbEventBase_ = 0;          // where XKB's events start; 0 without XKB
     mutable std::mutex failureMutex_;
-    QString failure_;
+    std::optional<StartFailure> failure_;
 };
 
 } // namespace hopla::x11

@@ -105,7 +105,7 @@ TEST_F(KeyboardTapTest, StartDoesNothingWhileRunningAndReportsARefusal) {
     EXPECT_TRUE(tap.start());
     EXPECT_EQ(source.starts, starts);
     hopla::fake::FakeKeyEventSource refusing;
-    refusing.refuses = true;
+    refusing.refusal = hopla::KeyEventSource::StartFailure{true, "Super+Tab"};
     KeyboardTap refused(refusing, mainQueue, [] { return hopla::KeyboardLayout::fromNames({}); });
     EXPECT_FALSE(refused.start());
 }

@@ -1,5 +1,6 @@
 #include "app/Preferences.h"
 #include "platform/xdg/XdgAutostart.h"
+#include "tests/support/ScriptedLoginItem.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -10,22 +11,7 @@ namespace {
 
 using hopla::AppAppearance;
 using hopla::LoginItemStatus;
-
-// A login service that answers as told and remembers what it was asked.
-struct ScriptedLoginItem final : hopla::LoginItem {
-    LoginItemStatus current = LoginItemStatus::notRegistered;
-    std::optional<QString> refusal;
-    std::vector<bool> requests;
-    LoginItemStatus status() const override { return current; }
-    std::optional<QString> setEnabled(bool on) override {
-        requests.push_back(on);
-        if (refusal) {
-            return refusal;
-        }
-        current = on ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
-        return std::nullopt;
-    }
-};
+using hopla::testing::ScriptedLoginItem;
 
 struct PreferencesTest : ::testing::Test {
     QTemporaryDir dir;

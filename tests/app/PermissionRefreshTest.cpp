@@ -1,0 +1,106 @@
+// When the keyboard tap runs: trust, the switching setting and a rival holding the shortcut,
+// each appearing and going away.
+#include "app/PermissionRefresh.h"
+#include "platform/fake/FakeKeyEventSource.h"
+#include "platform/fake/ManualScheduler.h"
+#include "tests/support/ScriptedLoginItem.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Failure = hopla::KeyEventSource::StartFailure;
+
+struct PermissionRefreshTest : ::testing::Test {
+    QTemporaryDir dir;
+    QSettings settings{dir.filePath("hopla.ini"), QSettings::IniFormat};
+    hopla::testing::ScriptedLoginItem login;
+    hopla::Preferences preferences{settings, login};
+    hopla::fake::ManualScheduler mainQueue;
+    hopla::fake::FakeKeyEventSource source;
+    hopla::KeyboardTap tap{source, mainQueue, [] { return hopla::KeyboardLayout::fromNames({}); }};
+    hopla::KeyboardTrust trust{true, {}};
+    int dismissals = 0;
+    std::vector<bool> checkMarks;
+    hopla::PermissionRefresh refresh{tap, source, preferences, [this] { return trust; },
+                                     [this] { ++dismissals; }};
+
+    PermissionRefreshTest() {
+        refresh.showEnabled = [this](bool on) { checkMarks.push_back(on); };
+    }
+};
+
+TEST_F(PermissionRefreshTest, TheTapRunsWhileSwitchingIsOnAndStopsTheMomentItIsTurnedOff) {
+    refresh.run();
+    EXPECT_TRUE(source.running());
+    EXPECT_TRUE(preferences.listening);
+    EXPECT_TRUE(preferences.trusted);
+    EXPECT_EQ(dismissals, 0);
+
+    preferences.setEnabled(false);
+    refresh.run();
+    EXPECT_FALSE(source.running());
+    EXPECT_FALSE(preferences.listening);
+    EXPECT_EQ(dismissals, 1) << "an open panel closes with the tap";
+    refresh.run();
+    EXPECT_EQ(dismissals, 1) << "nothing changed, nothing to dismiss";
+
+    preferences.setEnabled(true);
+    refresh.run();
+    EXPECT_TRUE(source.running());
+    EXPECT_EQ(checkMarks, (std::vector<bool>{true, false, false, true}));
+}
+
+TEST_F(PermissionRefreshTest, LosingTrustStopsTheTapAndSaysWhyRegainingItStartsAgain) {
+    refresh.run();
+    preferences.runtimeError = QStringLiteral("目标应用未能进入前台，请重试。");
+    trust = {false, QStringLiteral("The connection to the X server was lost.")};
+    refresh.run();
+    EXPECT_FALSE(source.running());
+    EXPECT_FALSE(preferences.trusted);
+    EXPECT_EQ(dismissals, 1);
+    EXPECT_EQ(preferences.runtimeError, trust.reason) << "replaces the activation message";
+
+    // With switching off the tap is already gone, yet a change of trust alone still
+    // dismisses whatever is open.
+    preferences.setEnabled(false);
+    trust = {true, {}};
+    refresh.run();
+    EXPECT_EQ(dismissals, 2);
+    EXPECT_FALSE(preferences.runtimeError);
+
+    preferences.setEnabled(true);
+    refresh.run();
+    EXPECT_TRUE(source.running());
+    EXPECT_TRUE(preferences.listening);
+}
+
+TEST_F(PermissionRefreshTest, ARivalHoldingTheShortcutIsNamedUntilItLetsGo) {
+    source.refusal = Failure{true, "Super+Tab"};
+    refresh.run();
+    EXPECT_FALSE(source.running());
+    EXPECT_EQ(preferences.conflictingApp, QStringLiteral("占用 Super+Tab 的程序"));
+    EXPECT_FALSE(preferences.runtimeError) << "the conflict is the whole story";
+    EXPECT_FALSE(preferences.listening);
+
+    source.refusal.reset();
+    refresh.run();
+    EXPECT_TRUE(source.running());
+    EXPECT_FALSE(preferences.conflictingApp);
+    EXPECT_TRUE(preferences.listening);
+}
+
+TEST_F(PermissionRefreshTest, ATapThatCannotStartForAnotherReasonPublishesTheKeyboardMessage) {
+    source.refusal = Failure{false, "no XInput"};
+    refresh.run();
+    EXPECT_EQ(preferences.runtimeError, QStringLiteral("键盘监听不可用，请检查权限后重启。"));
+    EXPECT_FALSE(preferences.conflictingApp);
+    EXPECT_EQ(dismissals, 1);
+    source.refusal.reset();
+    refresh.run();
+    EXPECT_FALSE(preferences.runtimeError) << "the next refresh clears it";
+}
+
+} // namespace
