@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QLocalServer>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+namespace hopla {
+
+// One Hopla per user and display. The first process listens on a local socket; a later
+// launch finds it there, asks it to reopen (show its settings) and quits.
+class SingleInstance : public QObject {
+    Q_OBJECT
+public:
+    enum class Claim {
+        first,   // this process is the one; it now listens for later launches
+        another, // a running instance was told to reopen
+        failed   // neither: the socket could not be made (the reason is in error())
+    };
+
+    // `name`: a socket name (under the runtime folder) or an absolute path.
+    explicit SingleInstance(QString name);
+    ~SingleInstance() override;
+
+    // The socket name for this user on this display.
+    static QString defaultName(const QString& display);
+
+    Claim claim();
+    QString error() const { return error_; }
+
+    // Called on the first instance whenever a later launch asks it to reopen.
+    std::function<void()> onReopen;
+
+private:
+    bool tellRunningInstance();
+    void accept();
+
+    QString name_;
+    QString error_;
+    std::unique_ptr<QLocalServer> server_;
+};
+
+} // namespace hopla

@@ -1,0 +1,69 @@
+// One Hopla per user and display: the second launch reaches the first and makes it reopen.
+#include "app/SingleInstance.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QLocalSocket>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Claim = hopla::SingleInstance::Claim;
+
+template <typename Condition> bool runEventsUntil(Condition done) {
+    QDeadlineTimer deadline(5000);
+    while (!done()) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
+
+struct SingleInstanceTest : ::testing::Test {
+    QTemporaryDir dir;
+    QString name = dir.filePath("hopla.socket");
+};
+
+TEST_F(SingleInstanceTest, ASecondLaunchMakesTheFirstReopenEachTime) {
+    hopla::SingleInstance first(name);
+    int reopened = 0;
+    first.onReopen = [&] { ++reopened; };
+    ASSERT_EQ(first.claim(), Claim::first) << first.error().toStdString();
+
+    for (int launch = 1; launch <= 2; ++launch) {
+        hopla::SingleInstance later(name);
+        EXPECT_EQ(later.claim(), Claim::another);
+        EXPECT_TRUE(runEventsUntil([&] { return reopened == launch; }));
+    }
+}
+
+TEST_F(SingleInstanceTest, WhatADeadInstanceLeftBehindDoesNotBlockTheNextLaunch) {
+    {
+        QFile leftover(name);
+        ASSERT_TRUE(leftover.open(QIODevice::WriteOnly));
+    }
+    hopla::SingleInstance next(name);
+    EXPECT_EQ(next.claim(), Claim::first) << next.error().toStdString();
+}
+
+TEST_F(SingleInstanceTest, StrangersOnTheSocketAreHungUpOnWithoutAReopen) {
+    hopla::SingleInstance first(name);
+    int reopened = 0;
+    first.onReopen = [&] { ++reopened; };
+    ASSERT_EQ(first.claim(), Claim::first);
+    QLocalSocket stranger;
+    stranger.connectToServer(name);
+    ASSERT_TRUE(stranger.waitForConnected(1000));
+    stranger.write(QByteArray(4096, 'x'));
+    stranger.flush();
+    EXPECT_TRUE(runEventsUntil(
+        [&] { return stranger.state() == QLocalSocket::UnconnectedState; }));
+    EXPECT_EQ(reopened, 0);
+}
+
+} // namespace
