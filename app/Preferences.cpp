@@ -55,7 +55,7 @@ QString localized(const char* key) {
 }
 
 Preferences::Preferences(QSettings& defaults, LoginItem& loginItem)
-    : syncStatus(QStringLiteral("仅保存在本机"))
+    : syncStatus(localized("仅保存在本机"))
     , defaults_(defaults)
     , loginItem_(loginItem) {
     enabled_ = storedBool(defaults_, switchingEnabledKey, true);

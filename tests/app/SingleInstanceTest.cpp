@@ -61,8 +61,7 @@ TEST_F(SingleInstanceTest, StrangersOnTheSocketAreHungUpOnWithoutAReopen) {
     ASSERT_TRUE(stranger.waitForConnected(1000));
     stranger.write(QByteArray(4096, 'x'));
     stranger.flush();
-    EXPECT_TRUE(runEventsUntil(
-        [&] { return stranger.state() == QLocalSocket::UnconnectedState; }));
+    EXPECT_TRUE(runEventsUntil([&] { return stranger.state() == QLocalSocket::UnconnectedState; }));
     EXPECT_EQ(reopened, 0);
 }
 

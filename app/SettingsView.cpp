@@ -1,0 +1,365 @@
+#include "app/SettingsView.h"
+
+#include "app/SettingsWidgets.h"
+
+#include <QButtonGroup>
+#include <QCoreApplication>
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace hopla {
+
+namespace {
+
+const QColor readyGreen(52, 168, 83);
+
+// A 7-pixel status dot.
+class Dot : public QWidget {
+public:
+    explicit Dot(QWidget* parent)
+        : QWidget(parent) {
+        setFixedSize(7, 7);
+    }
+    QColor color;
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(color);
+        painter.drawEllipse(rect());
+    }
+};
+
+// A key cap of the shortcut guide.
+QLabel* keyCap(const QString& caption, QWidget* parent) {
+    auto* label = textLabel(caption, 12, QFont::Medium, false, parent);
+    label->setWordWrap(false);
+    label->setAlignment(Qt::AlignCenter);
+    label->setMinimumWidth(25);
+    label->setContentsMargins(7, 3, 7, 3);
+    label->setStyleSheet(QStringLiteral("border: 1px solid palette(mid); border-radius: 6px;"));
+    return label;
+}
+
+QString versionText() {
+    return localized("版本 %1（%2）")
+        .arg(QCoreApplication::applicationVersion().isEmpty()
+                 ? QStringLiteral("—")
+                 : QCoreApplication::applicationVersion(),
+             QStringLiteral("—"));
+}
+
+} // namespace
+
+PermissionCardText permissionCardText(const Preferences& p) {
+    PermissionCardText text;
+    text.ready = p.trusted && p.listening && !p.conflictingApp;
+    if (p.conflictingApp) {
+        text.title = localized("另一个切换器正在运行");
+    } else if (text.ready) {
+        text.title = localized("准备就绪");
+    } else if (!p.trusted) {
+        text.title = localized("还差一步，开启辅助功能");
+    } else {
+        text.title = localized("切换已暂停");
+    }
+    if (p.conflictingApp) {
+        text.subtitle = localized("请先退出 %1，避免快捷键被重复处理。").arg(*p.conflictingApp);
+    } else if (p.runtimeError) {
+        text.subtitle = localized(p.runtimeError->toUtf8().constData());
+    } else if (text.ready) {
+        text.subtitle = localized("按下 ⌘ Tab，试试你的第一个字母。");
+    } else if (p.trusted) {
+        text.subtitle = localized("开启应用切换后，即可使用快捷键。");
+    } else {
+        text.subtitle = localized("授权后即可接管快捷键，不记录文字输入。");
+    }
+    return text;
+}
+
+SettingsView::SettingsView(Preferences& preferences, NativeAppAppearance& appearance,
+                           std::function<void()> requestPermission, std::function<void()> quit,
+                           QWidget* parent)
+    : QWidget(parent)
+    , preferences_(preferences)
+    , appearance_(appearance)
+    , requestPermission_(std::move(requestPermission))
+    , quit_(std::move(quit)) {
+    auto* content = new QWidget;
+    auto* column = new QVBoxLayout(content);
+    column->setContentsMargins(28, 20, 28, 20);
+    column->setSpacing(22);
+    column->addWidget(header());
+    column->addWidget(permissionCard());
+    column->addWidget(settingsCard());
+    column->addWidget(shortcutCard());
+    column->addStretch();
+
+    scroll_ = new QScrollArea(this);
+    scroll_->setWidget(content);
+    scroll_->setWidgetResizable(true);
+    scroll_->setFrameShape(QFrame::NoFrame);
+    scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+
+    auto* page = new QVBoxLayout(this);
+    page->setContentsMargins(0, 0, 0, 0);
+    page->setSpacing(0);
+    page->addWidget(scroll_, 1);
+    page->addWidget(footer());
+
+    connect(&preferences_, &Preferences::changed, this, &SettingsView::refresh);
+    connect(&appearance_, &NativeAppAppearance::selectionChanged, this, &SettingsView::refresh);
+    refresh();
+}
+
+QWidget* SettingsView::header() {
+    auto* box = new QWidget;
+    auto* row = new QHBoxLayout(box);
+    // The window manager draws the title bar outside the content: no clearance needed.
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(18);
+    icon_ = new QLabel(box);
+    icon_->setFixedSize(88, 88);
+    icon_->setScaledContents(true);
+    row->addWidget(icon_);
+
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(6);
+    texts->addWidget(textLabel(QStringLiteral("Hopla"), 30, QFont::Bold, false, box));
+    texts->addWidget(textLabel(localized("一个字母，即刻抵达。"), 14, QFont::Normal, true, box));
+    auto* badge = textLabel(versionText(), 11, QFont::Medium, false, box);
+    badge->setWordWrap(false);
+    badge->setContentsMargins(8, 2, 8, 2);
+    badge->setObjectName(QStringLiteral("versionBadge"));
+    texts->addWidget(badge, 0, Qt::AlignLeft);
+    row->addLayout(texts, 1);
+    return box;
+}
+
+QWidget* SettingsView::permissionCard() {
+    auto* card = new Card;
+    auto* row = new QHBoxLayout;
+    row->setSpacing(12);
+    permissionGlyph_ = textLabel(QString(), 21, QFont::Bold, false, card);
+    permissionGlyph_->setFixedWidth(28);
+    permissionGlyph_->setAlignment(Qt::AlignCenter);
+    row->addWidget(permissionGlyph_);
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(4);
+    permissionTitle_ = textLabel(QString(), 13, QFont::DemiBold, false, card);
+    permissionSubtitle_ = textLabel(QString(), 11, QFont::Normal, true, card);
+    texts->addWidget(permissionTitle_);
+    texts->addWidget(permissionSubtitle_);
+    row->addLayout(texts, 1);
+    auto* dot = new Dot(card);
+    statusDot_ = dot;
+    row->addWidget(dot);
+    auto* button = new QPushButton(localized("去授权"), card);
+    button->setCursor(Qt::PointingHandCursor);
+    connect(button, &QPushButton::clicked, this, [this] {
+        if (requestPermission_) {
+            requestPermission_();
+        }
+    });
+    permissionButton_ = button;
+    row->addWidget(button);
+    card->body()->addLayout(row);
+    return card;
+}
+
+QWidget* SettingsView::row(const QString& glyph, const QString& title, QLabel* subtitle,
+                           QWidget* control) {
+    auto* box = new QWidget;
+    auto* line = new QHBoxLayout(box);
+    line->setContentsMargins(16, 16, 16, 16);
+    line->setSpacing(12);
+    line->addWidget(symbolLabel(glyph, box));
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(4);
+    texts->addWidget(textLabel(title, 13, QFont::Medium, false, box));
+    subtitle->setParent(box);
+    texts->addWidget(subtitle);
+    line->addLayout(texts, 1);
+    line->addWidget(control);
+    return box;
+}
+
+QWidget* SettingsView::settingsCard() {
+    auto* card = new Card(nullptr, 0);
+    auto accent = [this] { return appearance_.accent(); };
+    const auto divider = [card] {
+        auto* line = new QFrame(card);
+        line->setFrameShape(QFrame::HLine);
+        line->setFrameShadow(QFrame::Plain);
+        line->setForegroundRole(QPalette::Midlight);
+        auto* indent = new QHBoxLayout;
+        indent->setContentsMargins(54, 0, 0, 0);
+        indent->addWidget(line);
+        card->body()->addLayout(indent);
+    };
+
+    enabledSwitch_ = new Switch(accent);
+    enabledSwitch_->setAccessibleName(localized("启用应用切换"));
+    connect(enabledSwitch_, &QAbstractButton::clicked, this,
+            [this](bool on) { preferences_.setEnabled(on); });
+    card->body()->addWidget(
+        row(QStringLiteral("⌘"), localized("启用应用切换"),
+            textLabel(localized("用 Hopla 接管 ⌘ Tab"), 11, QFont::Normal, true, nullptr),
+            enabledSwitch_));
+    divider();
+
+    loginSwitch_ = new Switch(accent);
+    loginSwitch_->setAccessibleName(localized("登录时自动启动"));
+    connect(loginSwitch_, &QAbstractButton::clicked, this,
+            [this](bool on) { preferences_.setLoginEnabled(on); });
+    auto* loginControl = new QWidget;
+    auto* loginLine = new QHBoxLayout(loginControl);
+    loginLine->setContentsMargins(0, 0, 0, 0);
+    loginError_ = textLabel(QString(), 10, QFont::Normal, false, loginControl);
+    loginError_->setForegroundRole(QPalette::Link);
+    loginError_->setMaximumWidth(220);
+    loginLine->addWidget(loginError_);
+    loginLine->addWidget(loginSwitch_);
+    loginSubtitle_ = textLabel(QString(), 11, QFont::Normal, true, nullptr);
+    card->body()->addWidget(
+        row(QStringLiteral("☀"), localized("登录时自动启动"), loginSubtitle_, loginControl));
+    divider();
+
+    menuBarSwitch_ = new Switch(accent);
+    menuBarSwitch_->setAccessibleName(localized("显示菜单栏图标"));
+    connect(menuBarSwitch_, &QAbstractButton::clicked, this,
+            [this](bool on) { preferences_.setShowsMenuBarIcon(on); });
+    card->body()->addWidget(row(QStringLiteral("▭"), localized("显示菜单栏图标"),
+                                textLabel(localized("隐藏后，重新打开 Hopla 即可进入设置"), 11,
+                                          QFont::Normal, true, nullptr),
+                                menuBarSwitch_));
+    divider();
+
+    auto* segments = new QWidget;
+    auto* segmentLine = new QHBoxLayout(segments);
+    segmentLine->setContentsMargins(0, 0, 0, 0);
+    segmentLine->setSpacing(0);
+    appearanceGroup_ = new QButtonGroup(segments);
+    const std::pair<AppAppearance, const char*> choices[] = {{AppAppearance::system, "跟随系统"},
+                                                             {AppAppearance::light, "浅色"},
+                                                             {AppAppearance::dark, "深色"}};
+    for (const auto& [value, title] : choices) {
+        auto* button = new QToolButton(segments);
+        button->setText(localized(title));
+        button->setCheckable(true);
+        button->setAutoRaise(false);
+        appearanceGroup_->addButton(button, static_cast<int>(value));
+        segmentLine->addWidget(button);
+    }
+    connect(appearanceGroup_, &QButtonGroup::idClicked, this,
+            [this](int id) { preferences_.setAppearance(static_cast<AppAppearance>(id)); });
+    card->body()->addWidget(row(
+        QStringLiteral("◐"), localized("外观"),
+        textLabel(localized("面板与设置同步切换"), 11, QFont::Normal, true, nullptr), segments));
+    return card;
+}
+
+QWidget* SettingsView::shortcutCard() {
+    auto* card = new Card(nullptr, 18);
+    card->fill = [this](bool dark) {
+        QColor tint = appearance_.accent();
+        tint.setAlphaF(dark ? 0.12f : 0.045f);
+        return tint;
+    };
+    card->body()->setSpacing(15);
+    card->body()->addWidget(textLabel(localized("指尖捷径"), 13, QFont::DemiBold, false, card));
+    const std::pair<QStringList, const char*> rows[] = {
+        {{QStringLiteral("⌘"), QStringLiteral("⇥")}, "按住 ⌘，按 Tab 唤出应用"},
+        {{QStringLiteral("A … Z")}, "输入首字母跳转，中文自动取拼音"},
+        {{QStringLiteral("↖")}, "点击应用图标，直接切换并收起"},
+        {{QStringLiteral("esc")}, "收起面板，保留已经完成的跳转"}};
+    for (const auto& [keys, description] : rows) {
+        auto* line = new QHBoxLayout;
+        line->setSpacing(12);
+        for (const QString& key : keys) {
+            line->addWidget(keyCap(key, card));
+        }
+        line->addWidget(textLabel(localized(description), 12, QFont::Normal, false, card), 1);
+        card->body()->addLayout(line);
+    }
+    return card;
+}
+
+QWidget* SettingsView::footer() {
+    auto* bar = new QWidget;
+    bar->setAutoFillBackground(true);
+    auto* line = new QHBoxLayout(bar);
+    line->setContentsMargins(28, 14, 28, 14);
+    auto* note = textLabel(
+        localized("Hopla %1 · 应用切换在本机运行").arg(QCoreApplication::applicationVersion()), 11,
+        QFont::Normal, true, bar);
+    note->setWordWrap(false);
+    line->addWidget(note);
+    line->addStretch();
+    auto* quit = new QPushButton(localized("退出 Hopla"), bar);
+    quit->setFlat(true);
+    connect(quit, &QPushButton::clicked, this, [this] {
+        if (quit_) {
+            quit_();
+        }
+    });
+    line->addWidget(quit);
+    return bar;
+}
+
+QAbstractButton* SettingsView::appearanceButton(AppAppearance appearance) const {
+    return appearanceGroup_->button(static_cast<int>(appearance));
+}
+
+QString SettingsView::permissionTitle() const {
+    return permissionTitle_->text();
+}
+
+QString SettingsView::permissionSubtitle() const {
+    return permissionSubtitle_->text();
+}
+
+void SettingsView::refresh() {
+    const QColor accent = appearance_.accent();
+    icon_->setPixmap(QPixmap::fromImage(appearance_.applicationIcon()));
+    if (auto* badge = findChild<QLabel*>(QStringLiteral("versionBadge"))) {
+        QColor tint = accent;
+        tint.setAlphaF(0.1f);
+        badge->setStyleSheet(
+            QStringLiteral("background: %1; border-radius: 9px;").arg(tint.name(QColor::HexArgb)));
+    }
+
+    const PermissionCardText text = permissionCardText(preferences_);
+    permissionGlyph_->setText(text.ready ? QStringLiteral("✓") : QStringLiteral("✋"));
+    QPalette glyph = permissionGlyph_->palette();
+    glyph.setColor(QPalette::WindowText, text.ready ? readyGreen : accent);
+    permissionGlyph_->setPalette(glyph);
+    permissionTitle_->setText(text.title);
+    permissionSubtitle_->setText(text.subtitle);
+    static_cast<Dot*>(statusDot_)->color =
+        text.ready ? readyGreen : palette().color(QPalette::PlaceholderText);
+    statusDot_->setVisible(preferences_.trusted);
+    statusDot_->update();
+    permissionButton_->setVisible(!preferences_.trusted);
+
+    enabledSwitch_->setChecked(preferences_.enabled());
+    loginSwitch_->setChecked(preferences_.loginEnabled());
+    loginSubtitle_->setText(preferences_.loginNeedsApproval()
+                                ? localized("已请求启动，等待你在系统设置中批准")
+                                : localized("让快捷切换随时待命"));
+    loginError_->setText(preferences_.loginError().value_or(QString()));
+    loginError_->setVisible(preferences_.loginError().has_value());
+    menuBarSwitch_->setChecked(preferences_.showsMenuBarIcon());
+    if (auto* chosen = appearanceButton(preferences_.appearance())) {
+        chosen->setChecked(true);
+    }
+    update();
+}
+
+} // namespace hopla

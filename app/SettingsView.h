@@ -1,0 +1,80 @@
+#pragma once
+
+#include "app/Preferences.h"
+#include "appearance/NativeAppAppearance.h"
+
+#include <QWidget>
+
+#include <functional>
+#include <optional>
+
+class QAbstractButton;
+class QButtonGroup;
+class QLabel;
+class QScrollArea;
+class QVBoxLayout;
+
+namespace hopla {
+
+class Switch;
+
+// What the permission card says, from the live status.
+struct PermissionCardText {
+    bool ready = false;
+    QString title;
+    QString subtitle;
+};
+PermissionCardText permissionCardText(const Preferences& preferences);
+
+// The settings page: header, permission card, the settings card and the shortcut guide in
+// a scroll area, above a footer with the version and a quit button. Bound live to the
+// preferences and the appearance kit: changes made elsewhere show at once.
+class SettingsView : public QWidget {
+    Q_OBJECT
+public:
+    SettingsView(Preferences& preferences, NativeAppAppearance& appearance,
+                 std::function<void()> requestPermission, std::function<void()> quit,
+                 QWidget* parent = nullptr);
+
+    QScrollArea* scrollArea() const { return scroll_; }
+    // Shows the store's current values.
+    void refresh();
+
+    // The controls, for tests and the accessibility tree.
+    Switch* enabledSwitch() const { return enabledSwitch_; }
+    Switch* loginSwitch() const { return loginSwitch_; }
+    Switch* menuBarSwitch() const { return menuBarSwitch_; }
+    QAbstractButton* appearanceButton(AppAppearance appearance) const;
+    QAbstractButton* permissionButton() const { return permissionButton_; }
+    QString permissionTitle() const;
+    QString permissionSubtitle() const;
+
+private:
+    QWidget* header();
+    QWidget* permissionCard();
+    QWidget* settingsCard();
+    QWidget* shortcutCard();
+    QWidget* footer();
+    QWidget* row(const QString& glyph, const QString& title, QLabel* subtitle, QWidget* control);
+
+    Preferences& preferences_;
+    NativeAppAppearance& appearance_;
+    std::function<void()> requestPermission_;
+    std::function<void()> quit_;
+
+    QScrollArea* scroll_ = nullptr;
+    QLabel* icon_ = nullptr;
+    QLabel* permissionGlyph_ = nullptr;
+    QLabel* permissionTitle_ = nullptr;
+    QLabel* permissionSubtitle_ = nullptr;
+    QWidget* statusDot_ = nullptr;
+    QAbstractButton* permissionButton_ = nullptr;
+    Switch* enabledSwitch_ = nullptr;
+    Switch* loginSwitch_ = nullptr;
+    QLabel* loginSubtitle_ = nullptr;
+    QLabel* loginError_ = nullptr;
+    Switch* menuBarSwitch_ = nullptr;
+    QButtonGroup* appearanceGroup_ = nullptr;
+};
+
+} // namespace hopla

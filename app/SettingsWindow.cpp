@@ -1,0 +1,81 @@
+#include "app/SettingsWindow.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QShortcut>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace hopla {
+
+int settingsWindowHeight(std::optional<int> availableHeight) {
+    constexpr int tallest = 880;
+    return availableHeight ? std::min(*availableHeight - 80, tallest) : tallest;
+}
+
+SettingsWindow::SettingsWindow(Preferences& preferences, NativeAppAppearance& appearance,
+                               Actions actions)
+    : preferences_(preferences)
+    , appearance_(appearance)
+    , actions_(std::move(actions)) {}
+
+SettingsWindow::~SettingsWindow() = default;
+
+void SettingsWindow::show() {
+    if (!window_) {
+        window_ = std::make_unique<QWidget>();
+        window_->setWindowTitle(QStringLiteral("Hopla"));
+        window_->setWindowIcon(QPixmap::fromImage(appearance_.applicationIcon()));
+        view_ = new SettingsView(preferences_, appearance_, actions_.requestPermission,
+                                 actions_.quit, window_.get());
+        auto* layout = new QVBoxLayout(window_.get());
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->addWidget(view_);
+        const QScreen* screen = QGuiApplication::primaryScreen();
+        const int height = settingsWindowHeight(
+            screen ? std::optional(screen->availableGeometry().height()) : std::nullopt);
+        window_->setFixedSize(width, height);
+        if (screen) {
+            QRect frame(QPoint(), window_->size());
+            frame.moveCenter(screen->availableGeometry().center());
+            window_->move(frame.topLeft());
+        }
+        const auto bind = [this](QKeySequence keys, std::function<void()> action) {
+            auto* shortcut = new QShortcut(keys, window_.get());
+            QObject::connect(shortcut, &QShortcut::activated, window_.get(), [action] {
+                if (action) {
+                    action();
+                }
+            });
+        };
+        bind(QKeySequence(Qt::CTRL | Qt::Key_Comma), actions_.showSettings);
+        bind(QKeySequence(Qt::CTRL | Qt::Key_W), [this] { window_->close(); });
+        bind(QKeySequence(Qt::CTRL | Qt::Key_Q), actions_.quit);
+        QObject::connect(
+            &appearance_, &NativeAppAppearance::selectionChanged, window_.get(),
+            [this] { window_->setWindowIcon(QPixmap::fromImage(appearance_.applicationIcon())); });
+    }
+    preferences_.refreshLoginStatus();
+    view_->refresh();
+    window_->show();
+    window_->raise();
+    window_->activateWindow();
+}
+
+bool SettingsWindow::capture(const QString& path, bool scrollToBottom) const {
+    if (!window_) {
+        return false;
+    }
+    window_->ensurePolished();
+    if (auto* layout = window_->layout()) {
+        layout->activate();
+    }
+    QScrollBar* bar = view_->scrollArea()->verticalScrollBar();
+    bar->setValue(scrollToBottom ? bar->maximum() : bar->minimum());
+    return window_->grab().toImage().save(path, "PNG");
+}
+
+} // namespace hopla

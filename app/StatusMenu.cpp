@@ -1,0 +1,52 @@
+#include "app/StatusMenu.h"
+
+#include "app/HoplaIcons.h"
+#include "app/Preferences.h"
+
+namespace hopla {
+
+StatusMenu::StatusMenu(Actions actions, const QColor& ink)
+    : actions_(std::move(actions))
+    , menu_(std::make_unique<QMenu>()) {
+    const auto item = [this](const char* title, const std::function<void()>& action) {
+        QAction* added = menu_->addAction(localized(title));
+        if (action) {
+            QObject::connect(added, &QAction::triggered, menu_.get(), [action] { action(); });
+        } else {
+            added->setEnabled(false);
+        }
+        return added;
+    };
+    item("打开 Hopla", actions_.showSettings);
+    enabledItem_ = item("暂停 / 恢复切换", actions_.toggleEnabled);
+    enabledItem_->setCheckable(true);
+    item("检查更新…", actions_.checkForUpdates);
+    menu_->addSeparator();
+    item("退出 Hopla", actions_.quit)->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+
+    tray_ = std::make_unique<QSystemTrayIcon>(icon(ink));
+    tray_->setToolTip(localized("Hopla · 首字母切换"));
+    tray_->setContextMenu(menu_.get());
+    QObject::connect(tray_.get(), &QSystemTrayIcon::activated, menu_.get(),
+                     [this](QSystemTrayIcon::ActivationReason reason) {
+                         if (reason == QSystemTrayIcon::Trigger) {
+                             menu_->popup(QCursor::pos());
+                         }
+                     });
+}
+
+StatusMenu::~StatusMenu() = default;
+
+void StatusMenu::setVisible(bool visible) {
+    tray_->setVisible(visible);
+}
+
+QIcon StatusMenu::icon(const QColor& ink) {
+    QIcon icon;
+    for (int pixels : {16, 20, 22, 24, 32, 40, 48, 64}) {
+        icon.addPixmap(QPixmap::fromImage(RabbitMenuIcon::image(ink, pixels)));
+    }
+    return icon;
+}
+
+} // namespace hopla
