@@ -1,37 +1,32 @@
 #include "app/AppController.h"
 
+#include "app/ColorScheme.h"
+#include "app/HoplaIcons.h"
 #include "platform/x11/X11Keyboard.h"
 
-#include <QCoreApplication>
-#include <QGuiApplication>
-#include <QPainter>
+#include <QApplication>
+#include <QMessageBox>
+
+#include <cstdio>
 
 namespace hopla {
 
 namespace {
 
-// Hopla's own icon for candidates that have none: a blue rounded square with a white H.
-QImage fallbackIcon() {
-    QImage image(80, 80, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(QColor::fromHsvF(0.64f, 0.8f, 0.85f));
-    painter.setPen(Qt::NoPen);
-    painter.drawRoundedRect(QRectF(4, 4, 72, 72), 16, 16);
-    QFont font;
-    font.setPixelSize(44);
-    font.setBold(true);
-    painter.setFont(font);
-    painter.setPen(Qt::white);
-    painter.drawText(QRect(0, 0, 80, 80), Qt::AlignCenter, QStringLiteral("H"));
-    return image;
+constexpr auto settingsScreenshotDelay = std::chrono::milliseconds(1000);
+constexpr auto captureDelay = std::chrono::milliseconds(500);
+
+QColor trayInk() {
+    return desktopPrefersDark() ? QColor(0xf2, 0xf2, 0xf2) : QColor(0x20, 0x20, 0x22);
 }
 
 } // namespace
 
-std::unique_ptr<AppController> AppController::create(QString* error) {
-    std::unique_ptr<AppController> app(new AppController);
+AppController::AppController(LaunchOptions options)
+    : options_(std::move(options)) {}
+
+std::unique_ptr<AppController> AppController::create(const LaunchOptions& options, QString* error) {
+    std::unique_ptr<AppController> app(new AppController(options));
     std::string reason;
     app->workspace_ = x11::X11Workspace::open(&reason);
     if (app->workspace_) {
@@ -44,6 +39,10 @@ std::unique_ptr<AppController> AppController::create(QString* error) {
         }
         return nullptr;
     }
+    AppController* self = app.get();
+    app->appearance_ = HoplaAppearance::make(app->settings_, [](const QImage& icon) {
+        QApplication::setWindowIcon(QPixmap::fromImage(icon));
+    });
     app->autostart_ = std::make_unique<XdgAutostart>(
         QStringLiteral("hopla"), QStringLiteral("Hopla"),
         QStringList{QCoreApplication::applicationFilePath(), QStringLiteral("--login-item")});
@@ -51,9 +50,10 @@ std::unique_ptr<AppController> AppController::create(QString* error) {
 
     auto* support = app->panelSupport_.get();
     app->panel_ = std::make_unique<SwitcherPanel>(
-        localized("Hopla 应用切换器"), [] { return QColor::fromRgbF(0.125f, 0.42f, 0.682f); },
-        false, [](const QString& text) { return localized(text.toUtf8().constData()); },
-        fallbackIcon(),
+        localized("Hopla 应用切换器"), [self] { return self->appearance_->accent(); }, false,
+        [](const QString& text) { return localized(text.toUtf8().constData()); },
+        app->appearance_->applicationIcon().scaled(80, 80, Qt::KeepAspectRatio,
+                                                   Qt::SmoothTransformation),
         SwitcherPanelEnvironment{
             &app->scheduler_,
             app->workspace_.get(),
@@ -63,12 +63,6 @@ std::unique_ptr<AppController> AppController::create(QString* error) {
     app->switcher_ = std::make_unique<ApplicationSwitcherController>(
         *app->panel_, *app->workspace_, *app->windows_, app->scheduler_);
     app->tap_ = std::make_unique<KeyboardTap>(app->keys_, app->scheduler_, x11::readServerLayout);
-
-    AppController* self = app.get();
-    app->tap_->onInput = [self](const GestureAction& action) {
-        return self->switcher_->route(action);
-    };
-    app->tap_->isSessionOpen = [self] { return self->switcher_->session().has_value(); };
     app->switcher_->onDismiss = [self] { self->tap_->sessionDismissed(); };
     app->switcher_->onFailure = [self](ApplicationActivationFailure failure) {
         self->report(failure);
@@ -86,30 +80,136 @@ std::unique_ptr<AppController> AppController::create(QString* error) {
             return KeyboardTrust{true, {}};
         },
         [self] { self->switcher_->dismiss(); });
-    app->preferences_->onEnabledChanged = [self] {
-        self->switcher_->dismiss();
-        self->refresh();
-    };
-    app->switcher_->start();
-    app->refresh();
-    app->refreshTimer_ =
-        ScheduledTask(app->scheduler_, app->scheduler_.repeat(refreshInterval, refreshInterval / 10,
-                                                              [self] { self->refresh(); }));
+    app->settingsWindow_ = std::make_unique<SettingsWindow>(
+        *app->preferences_, *app->appearance_,
+        SettingsWindow::Actions{[self] { self->requestPermission(); },
+                                [self] { self->showSettings(); }, [self] { self->quit(); }});
+    app->launch();
     return app;
+}
+
+void AppController::launch() {
+    appearance_->applyApplicationIcon();
+    const bool desktopDark = desktopPrefersDark();
+    applyAppearance(preferences_->appearance(), desktopDark);
+    if (options_.preview && (options_.dark || options_.light)) {
+        applyAppearance(options_.light ? AppAppearance::light : AppAppearance::dark, desktopDark);
+    }
+    preferences_->applyAppearance = [desktopDark](AppAppearance appearance) {
+        applyAppearance(appearance, desktopDark);
+    };
+    buildMenu();
+    preferences_->onEnabledChanged = [this] {
+        switcher_->dismiss();
+        refresh();
+    };
+    if (options_.settingsScreenshot) {
+        settingsScreenshot_ =
+            ScheduledTask(scheduler_, scheduler_.after(settingsScreenshotDelay, [this] {
+                showSettings();
+                settingsScreenshot_ =
+                    ScheduledTask(scheduler_, scheduler_.after(captureDelay, [this] {
+                        const QString& path = *options_.settingsScreenshot;
+                        if (!settingsWindow_->capture(path, options_.settingsScrollBottom)) {
+                            std::fprintf(stderr, "hopla: cannot write %s\n", qPrintable(path));
+                        }
+                    }));
+            }));
+    }
+    statusMenu_->setVisible(preferences_->showsMenuBarIcon());
+    preferences_->onMenuBarVisibilityChanged = [this] {
+        statusMenu_->setVisible(preferences_->showsMenuBarIcon());
+    };
+    switcher_->start();
+    tap_->isSessionOpen = [this] { return switcher_->session().has_value(); };
+    tap_->onInput = [this](const GestureAction& action) {
+        // The window manager lets a switch through when it carries the key's time.
+        workspace_->setUserTime(keys_.lastKeyTime());
+        return switcher_->route(action);
+    };
+    if (!options_.preview) {
+        refresh();
+        refreshTimer_ =
+            ScheduledTask(scheduler_, scheduler_.repeat(refreshInterval, refreshInterval / 10,
+                                                        [this] { refresh(); }));
+        if (!options_.loginItem) {
+            showSettings();
+        }
+        return;
+    }
+    switcher_->openSession(false);
+    if (options_.panelScreenshot) {
+        panelScreenshot_ = ScheduledTask(scheduler_, scheduler_.after(captureDelay, [this] {
+            if (!panel_->capture(*options_.panelScreenshot)) {
+                std::fprintf(stderr, "hopla: cannot write %s\n",
+                             qPrintable(*options_.panelScreenshot));
+            }
+        }));
+    }
+}
+
+void AppController::buildMenu() {
+    statusMenu_ = std::make_unique<StatusMenu>(
+        StatusMenu::Actions{[this] { showSettings(); },
+                            [this] { toggleEnabled(); },
+                            {}, // the update check comes with the updater
+                            [this] { quit(); }},
+        trayInk());
+    statusMenu_->setEnabledChecked(preferences_->enabled());
+    permission_->showEnabled = [this](bool on) { statusMenu_->setEnabledChecked(on); };
 }
 
 AppController::~AppController() {
     refreshTimer_.reset();
+    settingsScreenshot_.reset();
+    panelScreenshot_.reset();
     if (tap_) {
         tap_->stop();
     }
     if (switcher_) {
         switcher_->stop();
     }
+    if (panel_) {
+        panel_->hide();
+    }
 }
 
 void AppController::refresh() {
     permission_->run();
+}
+
+void AppController::reopen() {
+    if (!options_.preview) {
+        showSettings();
+        return;
+    }
+    if (const auto& session = switcher_->session()) {
+        panel_->update(*session);
+    } else {
+        switcher_->openSession(false);
+    }
+}
+
+void AppController::toggleEnabled() {
+    preferences_->setEnabled(!preferences_->enabled());
+}
+
+void AppController::showSettings() {
+    switcher_->dismiss();
+    settingsWindow_->show();
+}
+
+void AppController::requestPermission() {
+    // No dialog on Linux grants keyboard access: say what Hopla needs and what is missing.
+    QString text = localized("Hopla 需要在 X11 会话中运行，且 X 服务器提供 XInput 2.2 和 XTEST。");
+    if (!trust_.reason.isEmpty()) {
+        text += QStringLiteral("\n\n") + trust_.reason;
+    }
+    QMessageBox::information(settingsWindow_->window(), QStringLiteral("Hopla"), text);
+}
+
+void AppController::quit() {
+    QCoreApplication::quit();
 }
 
 void AppController::report(ApplicationActivationFailure failure) {

@@ -1,8 +1,12 @@
 #pragma once
 
 #include "app/KeyboardTap.h"
+#include "app/LaunchOptions.h"
 #include "app/PermissionRefresh.h"
 #include "app/Preferences.h"
+#include "app/SettingsWindow.h"
+#include "app/StatusMenu.h"
+#include "appearance/NativeAppAppearance.h"
 #include "core/ApplicationSwitcherController.h"
 #include "core/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
@@ -19,15 +23,17 @@
 
 namespace hopla {
 
-// Owns and wires the running switcher: the desktop adapters, the panel, the switcher
-// controller and the keyboard tap, and keeps them in step with the preferences and with
-// whether the desktop lets Hopla see the keyboard (checked every 2 s). Main thread only.
+// Owns and wires the running application: the desktop adapters, the panel, the switcher
+// controller, the keyboard tap, the tray menu and the settings window. Keeps the tap in
+// step with the preferences and with whether the desktop lets Hopla see the keyboard
+// (checked every 2 s). Main thread only.
 class AppController {
 public:
     static constexpr auto refreshInterval = std::chrono::milliseconds(2000);
 
-    // Nothing, with the reason, when there is no X11 desktop to run on.
-    static std::unique_ptr<AppController> create(QString* error);
+    // Builds everything and runs the launch sequence. Nothing, with the reason, when there
+    // is no X11 desktop to run on.
+    static std::unique_ptr<AppController> create(const LaunchOptions& options, QString* error);
     ~AppController();
 
     Preferences& preferences() { return *preferences_; }
@@ -36,14 +42,26 @@ public:
 
     // Applies permission, switching setting and conflicts now (also run by the timer).
     void refresh();
+    // Hopla was launched again: the settings come forward (in preview, the panel).
+    void reopen();
+
+    // The tray menu's and settings window's actions.
+    void toggleEnabled();
+    void showSettings();
+    void requestPermission();
+    void quit();
 
 private:
-    AppController() = default;
+    explicit AppController(LaunchOptions options);
+    void launch();
+    void buildMenu();
     void report(ApplicationActivationFailure failure);
 
+    LaunchOptions options_;
     QSettings settings_;
     x11::TrustReport trust_; // the server's extensions do not change while connected
     QtScheduler scheduler_;
+    std::unique_ptr<NativeAppAppearance> appearance_;
     std::unique_ptr<XdgAutostart> autostart_;
     std::unique_ptr<Preferences> preferences_;
     std::unique_ptr<x11::X11Workspace> workspace_;
@@ -54,7 +72,12 @@ private:
     x11::X11KeyEventSource keys_;
     std::unique_ptr<KeyboardTap> tap_;
     std::unique_ptr<PermissionRefresh> permission_;
+    std::unique_ptr<StatusMenu> statusMenu_;
+    std::unique_ptr<SettingsWindow> settingsWindow_;
     ScheduledTask refreshTimer_;
+    ScheduledTask settingsScreenshot_;
+    ScheduledTask panelScreenshot_;
+    Lifetime lifetime_;
 };
 
 } // namespace hopla

@@ -1,4 +1,6 @@
 #include "app/AppController.h"
+#include "app/SingleInstance.h"
+#include "app/Translations.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -14,8 +16,23 @@ void describe(QCommandLineParser& parser) {
         QStringLiteral("Keyboard-first application switcher: hold Super, press Tab"));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOption(
-        {QStringLiteral("login-item"), QStringLiteral("Started at login: open no window.")});
+    parser.addOptions({
+        {QStringLiteral("login-item"), QStringLiteral("Started at login: open no window.")},
+        {QStringLiteral("preview"),
+         QStringLiteral("Open the panel at once over the running applications; no keyboard "
+                        "tap, may run beside another Hopla.")},
+        {QStringLiteral("dark"), QStringLiteral("With --preview: draw in the dark scheme.")},
+        {QStringLiteral("light"), QStringLiteral("With --preview: draw in the light scheme.")},
+        {QStringLiteral("panel-screenshot"),
+         QStringLiteral("With --preview: save the panel as a PNG after 0.5 s."),
+         QStringLiteral("path")},
+        {QStringLiteral("settings-screenshot"),
+         QStringLiteral("Save the settings window as a PNG after 1.5 s."), QStringLiteral("path")},
+        {QStringLiteral("settings-scroll-bottom"),
+         QStringLiteral("With --settings-screenshot: scroll to the bottom first.")},
+        {QStringLiteral("verify-app-shortcuts"),
+         QStringLiteral("Check the shortcuts of the running applications.")},
+    });
 }
 
 void name(QCoreApplication& application) {
@@ -61,14 +78,34 @@ int main(int argc, char* argv[]) {
     QCommandLineParser parser;
     describe(parser);
     parser.process(application);
+    const auto translations = hopla::installTranslations(application);
+    const auto options = hopla::LaunchOptions::parse(QCoreApplication::arguments());
+
+    // One Hopla per user and display: a later launch brings the running one's settings up.
+    hopla::SingleInstance instance(
+        hopla::SingleInstance::defaultName(QString::fromLocal8Bit(display ? display : "")));
+    if (!options.bypassesSingleInstance()) {
+        switch (instance.claim()) {
+        case hopla::SingleInstance::Claim::another:
+            std::printf("Hopla is already running: its settings are shown.\n");
+            return 0;
+        case hopla::SingleInstance::Claim::failed:
+            std::fprintf(stderr, "hopla: cannot tell other launches apart (%s); going on.\n",
+                         qPrintable(instance.error()));
+            break;
+        case hopla::SingleInstance::Claim::first:
+            break;
+        }
+    }
 
     QString error;
-    const auto controller = hopla::AppController::create(&error);
+    const auto controller = hopla::AppController::create(options, &error);
     if (!controller) {
         std::fprintf(stderr, "hopla: cannot run here: %s\n", qPrintable(error));
         return 1;
     }
-    if (!controller->preferences().listening) {
+    instance.onReopen = [&controller] { controller->reopen(); };
+    if (!options.preview && !controller->preferences().listening) {
         std::fprintf(stderr, "hopla: not switching: %s\n",
                      qPrintable(controller->preferences().conflictingApp.value_or(
                          controller->preferences().runtimeError.value_or(

@@ -185,6 +185,7 @@ void X11KeyEventSource::handleEvent(const void* raw) {
         return;
     }
     const auto* key = static_cast<const xcb_key_press_event_t*>(raw);
+    lastKeyTime_.store(key->time, std::memory_order_relaxed);
     const bool press = type == XCB_KEY_PRESS;
     const bool repeated = press && down_.test(key->detail);
     down_.set(key->detail, press);

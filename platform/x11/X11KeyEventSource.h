@@ -36,6 +36,10 @@ public:
 
     std::optional<StartFailure> lastFailure() const override;
 
+    // The X server time of the latest key event seen (0 before the first): what a switch
+    // the user just asked for passes to the window manager.
+    std::uint32_t lastKeyTime() const { return lastKeyTime_.load(std::memory_order_relaxed); }
+
 private:
     void run();
     void handleEvent(const void* event);
@@ -61,6 +65,7 @@ private:
     std::atomic<bool> keyboardHeld_ = false; // keyboardTaken_, readable from other threads
     std::bitset<256> down_;                  // keycodes held, to tell auto-repeats from new presses
     std::uint8_t xkbEventBase_ = 0;          // where XKB's events start; 0 without XKB
+    std::atomic<std::uint32_t> lastKeyTime_ = 0;
     mutable std::mutex failureMutex_;
     std::optional<StartFailure> failure_;
 };

@@ -5,8 +5,12 @@
 #include "platform/x11/XConnection.h"
 #include "tests/support/X11Desktop.h"
 
+#include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
+
+#include <optional>
+#include <vector>
 
 #include <xcb/xtest.h>
 
@@ -31,7 +35,8 @@ struct HoplaEndToEnd : ::testing::Test {
         qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
         qputenv("QT_QPA_PLATFORM",
                 "xcb"); // the test runner may have chosen offscreen for widget tests
-        hopla = desktop.launch(QStringLiteral(HOPLA_BINARY), {});
+        // As started at login: no settings window to take the focus.
+        hopla = desktop.launch(QStringLiteral(HOPLA_BINARY), {QStringLiteral("--login-item")});
         ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }))
             << "Hopla never took Super+Tab";
     }
@@ -166,6 +171,75 @@ TEST_F(HoplaEndToEnd, SwitchingToAMinimizedApplicationRestoresIt) {
     key(super(), false);
     EXPECT_TRUE(desktop.waitFor([&] { return active() == hidden; }));
     EXPECT_FALSE(hopla::x11::readClientWindow(*x, hidden).value().minimized);
+}
+
+// How Hopla starts: the settings window, or none at login; one Hopla at a time; preview.
+struct HoplaLaunch : HoplaEndToEnd {
+    void SetUp() override {
+        qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
+        qputenv("QT_QPA_PLATFORM", "xcb");
+    }
+    void TearDown() override {
+        for (QProcess* process : started) {
+            desktop.stop(process);
+        }
+    }
+    QProcess* start(const QStringList& arguments) {
+        started.push_back(desktop.launch(QStringLiteral(HOPLA_BINARY), arguments));
+        return started.back();
+    }
+    // Hopla's settings window when the window manager shows it.
+    std::optional<xcb_window_t> settingsWindow() {
+        const auto clients = x->cardinals(x->root(), x->ewmh()->_NET_CLIENT_LIST, XCB_ATOM_WINDOW);
+        for (const std::uint32_t w : clients.value_or(std::vector<std::uint32_t>{})) {
+            const auto wmClass = x->property(w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
+            const auto state = hopla::x11::readClientWindow(*x, w);
+            if (wmClass &&
+                QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
+                           static_cast<qsizetype>(wmClass->bytes.size()))
+                    .contains("Hopla") &&
+                state && !state->minimized) {
+                return w;
+            }
+        }
+        return std::nullopt;
+    }
+    std::vector<QProcess*> started;
+};
+
+TEST_F(HoplaLaunch, APlainLaunchShowsTheSettingsAndALaterOneBringsThemBack) {
+    start({});
+    ASSERT_TRUE(desktop.waitFor([&] { return settingsWindow().has_value(); }));
+    const xcb_window_t settings = *settingsWindow();
+    EXPECT_TRUE(desktop.waitFor([&] { return active() == settings; }));
+    ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
+
+    client("Other"); // takes the focus from the settings
+    QProcess* second = start({});
+    ASSERT_TRUE(second->waitForFinished(10000));
+    EXPECT_EQ(second->exitCode(), 0);
+    EXPECT_TRUE(second->readAllStandardOutput().contains("already running"));
+    EXPECT_TRUE(desktop.waitFor([&] { return active() == settings; }))
+        << "the running Hopla brought its settings forward";
+}
+
+TEST_F(HoplaLaunch, ALaunchAtLoginOpensNoWindow) {
+    start({QStringLiteral("--login-item")});
+    ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
+    EXPECT_FALSE(desktop.waitFor([&] { return settingsWindow().has_value(); }, 1500ms));
+}
+
+TEST_F(HoplaLaunch, APreviewSavesThePanelBesideARunningHopla) {
+    client("Alpha");
+    client("Bravo");
+    start({QStringLiteral("--login-item")});
+    ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
+    const QString path = config.filePath("panel.png");
+    start({QStringLiteral("--preview"), QStringLiteral("--panel-screenshot"), path});
+    ASSERT_TRUE(desktop.waitFor([&] { return QImage(path).width() > 0; }, 10s));
+    const QImage panel(path);
+    EXPECT_EQ(panel.height(), 156);
+    EXPECT_GE(panel.width(), 2 * 112) << "two applications at least";
 }
 
 } // namespace
