@@ -42,12 +42,12 @@ void measurePanel(X11Desktop& desktop, hopla::AppController& app, hopla::x11::XC
                   const hopla::x11::ServerKeyboard& keyboard, int apps) {
     // Taken in the paint itself: the event loop may go on with other work before it returns.
     std::optional<Clock::time_point> painted;
-    const auto connection = QObject::connect(&app.panel().view(), &hopla::SwitcherView::painted,
-                                             [&] {
-                                                 if (!painted) {
-                                                     painted = Clock::now();
-                                                 }
-                                             });
+    const auto connection =
+        QObject::connect(&app.panel().view(), &hopla::SwitcherView::painted, [&] {
+            if (!painted) {
+                painted = Clock::now();
+            }
+        });
     const auto fake = [&](std::uint8_t type, xcb_keycode_t key) {
         xcb_test_fake_input(x.raw(), type, key, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
     };
