@@ -36,6 +36,34 @@ protected:
     }
 };
 
+// The permission card's mark: a white tick on green when ready, else a white "!" on the
+// accent colour. Painted, so it never depends on a font having the glyph.
+class StatusMark : public QWidget {
+public:
+    explicit StatusMark(QWidget* parent)
+        : QWidget(parent) {
+        setFixedSize(26, 26);
+    }
+    bool ready = false;
+    QColor color;
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(color);
+        painter.drawEllipse(QRectF(rect()).adjusted(1, 1, -1, -1));
+        painter.setPen(QPen(Qt::white, 2.4, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        if (ready) {
+            painter.drawPolyline(QPolygonF{{7.5, 13.5}, {11.5, 17.5}, {18.5, 9.5}});
+        } else {
+            painter.drawLine(QPointF(13, 7.5), QPointF(13, 14.5));
+            painter.drawPoint(QPointF(13, 18.5));
+        }
+    }
+};
+
 // A key cap of the shortcut guide.
 QLabel* keyCap(const QString& caption, QWidget* parent) {
     auto* label = textLabel(caption, 12, QFont::Medium, false, parent);
@@ -146,10 +174,8 @@ QWidget* SettingsView::permissionCard() {
     auto* card = new Card;
     auto* row = new QHBoxLayout;
     row->setSpacing(12);
-    permissionGlyph_ = textLabel(QString(), 21, QFont::Bold, false, card);
-    permissionGlyph_->setFixedWidth(28);
-    permissionGlyph_->setAlignment(Qt::AlignCenter);
-    row->addWidget(permissionGlyph_);
+    permissionMark_ = new StatusMark(card);
+    row->addWidget(permissionMark_);
     auto* texts = new QVBoxLayout;
     texts->setSpacing(4);
     permissionTitle_ = textLabel(QString(), 13, QFont::DemiBold, false, card);
@@ -336,10 +362,10 @@ void SettingsView::refresh() {
     }
 
     const PermissionCardText text = permissionCardText(preferences_);
-    permissionGlyph_->setText(text.ready ? QStringLiteral("✓") : QStringLiteral("✋"));
-    QPalette glyph = permissionGlyph_->palette();
-    glyph.setColor(QPalette::WindowText, text.ready ? readyGreen : accent);
-    permissionGlyph_->setPalette(glyph);
+    auto* mark = static_cast<StatusMark*>(permissionMark_);
+    mark->ready = text.ready;
+    mark->color = text.ready ? readyGreen : accent;
+    mark->update();
     permissionTitle_->setText(text.title);
     permissionSubtitle_->setText(text.subtitle);
     static_cast<Dot*>(statusDot_)->color =
@@ -356,6 +382,14 @@ void SettingsView::refresh() {
     loginError_->setText(preferences_.loginError().value_or(QString()));
     loginError_->setVisible(preferences_.loginError().has_value());
     menuBarSwitch_->setChecked(preferences_.showsMenuBarIcon());
+    // The chosen segment in the accent colour.
+    const QString segmentStyle =
+        QStringLiteral("QToolButton { border: 1px solid palette(mid); padding: 3px 10px; }"
+                       "QToolButton:checked { background: %1; color: white; border-color: %1; }")
+            .arg(accent.name());
+    for (QAbstractButton* segment : appearanceGroup_->buttons()) {
+        segment->setStyleSheet(segmentStyle);
+    }
     if (auto* chosen = appearanceButton(preferences_.appearance())) {
         chosen->setChecked(true);
     }

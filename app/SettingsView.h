@@ -64,7 +64,7 @@ private:
 
     QScrollArea* scroll_ = nullptr;
     QLabel* icon_ = nullptr;
-    QLabel* permissionGlyph_ = nullptr;
+    QWidget* permissionMark_ = nullptr;
     QLabel* permissionTitle_ = nullptr;
     QLabel* permissionSubtitle_ = nullptr;
     QWidget* statusDot_ = nullptr;
