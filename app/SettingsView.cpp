@@ -17,34 +17,16 @@ namespace {
 
 const QColor readyGreen(52, 168, 83);
 
-// A 7-pixel status dot.
-class Dot : public QWidget {
-public:
-    explicit Dot(QWidget* parent)
-        : QWidget(parent) {
-        setFixedSize(7, 7);
-    }
-    QColor color;
-
-protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(color);
-        painter.drawEllipse(rect());
-    }
-};
-
-// The permission card's mark: a white tick on green when ready, else a white "!" on the
-// accent colour. Painted, so it never depends on a font having the glyph.
+// A filled circle, with a white tick or "!" on it or nothing (the status dot). Painted, so
+// it never depends on a font having the glyph.
 class StatusMark : public QWidget {
 public:
-    explicit StatusMark(QWidget* parent)
+    enum class Sign { none, tick, exclamation };
+    StatusMark(int side, QWidget* parent)
         : QWidget(parent) {
-        setFixedSize(26, 26);
+        setFixedSize(side, side);
     }
-    bool ready = false;
+    Sign sign = Sign::none;
     QColor color;
 
 protected:
@@ -53,11 +35,11 @@ protected:
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
         painter.setBrush(color);
-        painter.drawEllipse(QRectF(rect()).adjusted(1, 1, -1, -1));
+        painter.drawEllipse(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5));
         painter.setPen(QPen(Qt::white, 2.4, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-        if (ready) {
+        if (sign == Sign::tick) {
             painter.drawPolyline(QPolygonF{{7.5, 13.5}, {11.5, 17.5}, {18.5, 9.5}});
-        } else {
+        } else if (sign == Sign::exclamation) {
             painter.drawLine(QPointF(13, 7.5), QPointF(13, 14.5));
             painter.drawPoint(QPointF(13, 18.5));
         }
@@ -174,7 +156,7 @@ QWidget* SettingsView::permissionCard() {
     auto* card = new Card;
     auto* row = new QHBoxLayout;
     row->setSpacing(12);
-    permissionMark_ = new StatusMark(card);
+    permissionMark_ = new StatusMark(26, card);
     row->addWidget(permissionMark_);
     auto* texts = new QVBoxLayout;
     texts->setSpacing(4);
@@ -183,9 +165,8 @@ QWidget* SettingsView::permissionCard() {
     texts->addWidget(permissionTitle_);
     texts->addWidget(permissionSubtitle_);
     row->addLayout(texts, 1);
-    auto* dot = new Dot(card);
-    statusDot_ = dot;
-    row->addWidget(dot);
+    statusDot_ = new StatusMark(7, card);
+    row->addWidget(statusDot_);
     auto* button = new QPushButton(localized("去授权"), card);
     button->setCursor(Qt::PointingHandCursor);
     connect(button, &QPushButton::clicked, this, [this] {
@@ -363,12 +344,12 @@ void SettingsView::refresh() {
 
     const PermissionCardText text = permissionCardText(preferences_);
     auto* mark = static_cast<StatusMark*>(permissionMark_);
-    mark->ready = text.ready;
+    mark->sign = text.ready ? StatusMark::Sign::tick : StatusMark::Sign::exclamation;
     mark->color = text.ready ? readyGreen : accent;
     mark->update();
     permissionTitle_->setText(text.title);
     permissionSubtitle_->setText(text.subtitle);
-    static_cast<Dot*>(statusDot_)->color =
+    static_cast<StatusMark*>(statusDot_)->color =
         text.ready ? readyGreen : palette().color(QPalette::PlaceholderText);
     statusDot_->setVisible(preferences_.trusted);
     statusDot_->update();
