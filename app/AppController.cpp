@@ -16,8 +16,14 @@ namespace {
 constexpr auto settingsScreenshotDelay = std::chrono::milliseconds(1000);
 constexpr auto captureDelay = std::chrono::milliseconds(500);
 
-QColor trayInk() {
-    return desktopPrefersDark() ? QColor(0xf2, 0xf2, 0xf2) : QColor(0x20, 0x20, 0x22);
+QImage panelIcon(NativeAppAppearance& appearance) {
+    return appearance.applicationIcon().scaled(SwitcherView::iconSize, SwitcherView::iconSize,
+                                               Qt::KeepAspectRatio, Qt::SmoothTransformation);
+}
+
+// The tray sits on the desktop's panel, whose colours follow the desktop, not Hopla.
+QColor trayInk(bool desktopDark) {
+    return desktopDark ? QColor(0xf2, 0xf2, 0xf2) : QColor(0x20, 0x20, 0x22);
 }
 
 } // namespace
@@ -52,14 +58,16 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
     app->panel_ = std::make_unique<SwitcherPanel>(
         localized("Hopla 应用切换器"), [self] { return self->appearance_->accent(); }, false,
         [](const QString& text) { return localized(text.toUtf8().constData()); },
-        app->appearance_->applicationIcon().scaled(80, 80, Qt::KeepAspectRatio,
-                                                   Qt::SmoothTransformation),
+        panelIcon(*app->appearance_),
         SwitcherPanelEnvironment{
             &app->scheduler_,
             app->workspace_.get(),
             [support] { return support->compositing(); },
             [support](const QWidget& w) { return support->isViewable(w.winId()); },
             {}});
+    QObject::connect(
+        app->appearance_.get(), &NativeAppAppearance::selectionChanged, &app->panel_->view(),
+        [self] { self->panel_->view().setFallbackIcon(panelIcon(*self->appearance_)); });
     app->switcher_ = std::make_unique<ApplicationSwitcherController>(
         *app->panel_, *app->workspace_, *app->windows_, app->scheduler_);
     app->tap_ = std::make_unique<KeyboardTap>(app->keys_, app->scheduler_, x11::readServerLayout);
@@ -98,7 +106,7 @@ void AppController::launch() {
     preferences_->applyAppearance = [desktopDark](AppAppearance appearance) {
         applyAppearance(appearance, desktopDark);
     };
-    buildMenu();
+    buildMenu(desktopDark);
     preferences_->onEnabledChanged = [this] {
         switcher_->dismiss();
         refresh();
@@ -148,13 +156,13 @@ void AppController::launch() {
     }
 }
 
-void AppController::buildMenu() {
+void AppController::buildMenu(bool desktopDark) {
     statusMenu_ = std::make_unique<StatusMenu>(
         StatusMenu::Actions{[this] { showSettings(); },
                             [this] { toggleEnabled(); },
                             {}, // the update check comes with the updater
                             [this] { quit(); }},
-        trayInk());
+        trayInk(desktopDark));
     statusMenu_->setEnabledChecked(preferences_->enabled());
     permission_->showEnabled = [this](bool on) { statusMenu_->setEnabledChecked(on); };
 }

@@ -54,7 +54,7 @@ public:
 private:
     explicit AppController(LaunchOptions options);
     void launch();
-    void buildMenu();
+    void buildMenu(bool desktopDark);
     void report(ApplicationActivationFailure failure);
 
     LaunchOptions options_;

@@ -28,6 +28,12 @@ public:
                  std::function<QString(const QString&)> localize, QImage fallbackIcon,
                  QWidget* parent = nullptr);
 
+    // Hopla's own icon, drawn for candidates without one (it follows the accent palette).
+    void setFallbackIcon(QImage icon) {
+        fallbackIcon_ = std::move(icon);
+        update();
+    }
+
     // Whether the background is drawn translucent (a compositor will blend it) or opaque.
     void setTranslucentBackground(bool translucent);
 
