@@ -115,13 +115,12 @@ void AppController::launch() {
         settingsScreenshot_ =
             ScheduledTask(scheduler_, scheduler_.after(settingsScreenshotDelay, [this] {
                 showSettings();
-                settingsScreenshot_ =
-                    ScheduledTask(scheduler_, scheduler_.after(captureDelay, [this] {
-                        const QString& path = *options_.settingsScreenshot;
-                        if (!settingsWindow_->capture(path, options_.settingsScrollBottom)) {
-                            std::fprintf(stderr, "hopla: cannot write %s\n", qPrintable(path));
-                        }
-                    }));
+                settingsCapture_ = ScheduledTask(scheduler_, scheduler_.after(captureDelay, [this] {
+                    const QString& path = *options_.settingsScreenshot;
+                    if (!settingsWindow_->capture(path, options_.settingsScrollBottom)) {
+                        std::fprintf(stderr, "hopla: cannot write %s\n", qPrintable(path));
+                    }
+                }));
             }));
     }
     statusMenu_->setVisible(preferences_->showsMenuBarIcon());
@@ -170,6 +169,7 @@ void AppController::buildMenu(bool desktopDark) {
 AppController::~AppController() {
     refreshTimer_.reset();
     settingsScreenshot_.reset();
+    settingsCapture_.reset();
     panelScreenshot_.reset();
     if (tap_) {
         tap_->stop();

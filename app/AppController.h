@@ -76,6 +76,7 @@ private:
     std::unique_ptr<SettingsWindow> settingsWindow_;
     ScheduledTask refreshTimer_;
     ScheduledTask settingsScreenshot_;
+    ScheduledTask settingsCapture_; // a task of its own: the first one is running when it is set
     ScheduledTask panelScreenshot_;
     Lifetime lifetime_;
 };
