@@ -127,6 +127,14 @@ void AppController::launch() {
     preferences_->onMenuBarVisibilityChanged = [this] {
         statusMenu_->setVisible(preferences_->showsMenuBarIcon());
     };
+    // Coming to the front (the settings window) re-reads the login item, which the user may
+    // have changed elsewhere.
+    QObject::connect(qApp, &QGuiApplication::applicationStateChanged, preferences_.get(),
+                     [this](Qt::ApplicationState state) {
+                         if (state == Qt::ApplicationActive) {
+                             preferences_->refreshLoginStatus();
+                         }
+                     });
     switcher_->start();
     tap_->isSessionOpen = [this] { return switcher_->session().has_value(); };
     tap_->onInput = [this](const GestureAction& action) {

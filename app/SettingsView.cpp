@@ -332,14 +332,29 @@ QString SettingsView::permissionSubtitle() const {
     return permissionSubtitle_->text();
 }
 
-void SettingsView::refresh() {
-    const QColor accent = appearance_.accent();
+void SettingsView::applyAccent(const QColor& accent) {
     icon_->setPixmap(QPixmap::fromImage(appearance_.applicationIcon()));
     if (auto* badge = findChild<QLabel*>(QStringLiteral("versionBadge"))) {
         QColor tint = accent;
         tint.setAlphaF(0.1f);
         badge->setStyleSheet(
             QStringLiteral("background: %1; border-radius: 9px;").arg(tint.name(QColor::HexArgb)));
+    }
+    // The chosen segment in the accent colour.
+    const QString segmentStyle =
+        QStringLiteral("QToolButton { border: 1px solid palette(mid); padding: 3px 10px; }"
+                       "QToolButton:checked { background: %1; color: white; border-color: %1; }")
+            .arg(accent.name());
+    for (QAbstractButton* segment : appearanceGroup_->buttons()) {
+        segment->setStyleSheet(segmentStyle);
+    }
+}
+
+void SettingsView::refresh() {
+    const QColor accent = appearance_.accent();
+    if (shownPalette_ != appearance_.selection()) { // styles are costly: only on a new palette
+        shownPalette_ = appearance_.selection();
+        applyAccent(accent);
     }
 
     const PermissionCardText text = permissionCardText(preferences_);
@@ -363,14 +378,6 @@ void SettingsView::refresh() {
     loginError_->setText(preferences_.loginError().value_or(QString()));
     loginError_->setVisible(preferences_.loginError().has_value());
     menuBarSwitch_->setChecked(preferences_.showsMenuBarIcon());
-    // The chosen segment in the accent colour.
-    const QString segmentStyle =
-        QStringLiteral("QToolButton { border: 1px solid palette(mid); padding: 3px 10px; }"
-                       "QToolButton:checked { background: %1; color: white; border-color: %1; }")
-            .arg(accent.name());
-    for (QAbstractButton* segment : appearanceGroup_->buttons()) {
-        segment->setStyleSheet(segmentStyle);
-    }
     if (auto* chosen = appearanceButton(preferences_.appearance())) {
         chosen->setChecked(true);
     }

@@ -55,6 +55,7 @@ private:
     QWidget* settingsCard();
     QWidget* shortcutCard();
     QWidget* footer();
+    void applyAccent(const QColor& accent);
     QWidget* row(const QString& glyph, const QString& title, QLabel* subtitle, QWidget* control);
 
     Preferences& preferences_;
@@ -75,6 +76,7 @@ private:
     QLabel* loginError_ = nullptr;
     Switch* menuBarSwitch_ = nullptr;
     QButtonGroup* appearanceGroup_ = nullptr;
+    std::optional<NativeAccentPalette> shownPalette_; // whose colours the styles carry
 };
 
 } // namespace hopla
