@@ -1,6 +1,7 @@
 #include "app/SingleInstance.h"
 
 #include <QLocalSocket>
+#include <QStandardPaths>
 
 #include <unistd.h>
 
@@ -21,7 +22,10 @@ SingleInstance::~SingleInstance() = default;
 QString SingleInstance::defaultName(const QString& display) {
     QString screen = display;
     screen.replace(QLatin1Char('/'), QLatin1Char('_'));
-    return QStringLiteral("hopla-%1-%2").arg(::getuid()).arg(screen);
+    // The user's runtime folder is private to them; the temporary folder is the fallback.
+    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    const QString name = QStringLiteral("hopla-%1-%2").arg(::getuid()).arg(screen);
+    return runtime.isEmpty() ? name : runtime + QLatin1Char('/') + name;
 }
 
 SingleInstance::Claim SingleInstance::claim() {

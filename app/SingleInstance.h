@@ -24,7 +24,7 @@ public:
     explicit SingleInstance(QString name);
     ~SingleInstance() override;
 
-    // The socket name for this user on this display.
+    // The socket for this user on this display, in the user's runtime folder.
     static QString defaultName(const QString& display);
 
     Claim claim();
