@@ -1,3 +1,5 @@
+#include "core/ApplicationWindowRestorer.h"
+#include "platform/qt/QtScheduler.h"
 #include "tests/x11/X11WorkspaceFixture.h"
 
 #include <gtest/gtest.h>

@@ -2,15 +2,11 @@
 
 // The real-desktop fixture shared by the workspace tests: a workspace and window system on
 // the test display, and helpers to start clients and wait for X state.
-#include "core/ApplicationSwitcherController.h"
-#include "core/ApplicationWindowRestorer.h"
-#include "platform/qt/QtScheduler.h"
 #include "platform/x11/ClientWindows.h"
 #include "platform/x11/WindowIcon.h"
 #include "platform/x11/X11Trust.h"
 #include "platform/x11/X11WindowSystem.h"
 #include "platform/x11/X11Workspace.h"
-#include "tests/support/RecordingPanel.h"
 #include "tests/support/X11Desktop.h"
 
 #include <QCoreApplication>

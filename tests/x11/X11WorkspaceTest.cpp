@@ -114,26 +114,6 @@ TEST_F(X11WorkspaceTest, ActivatingAnApplicationOnAnotherDesktopSwitchesThereAnd
     EXPECT_TRUE(desktop.waitFor([&] { return spaceChanges >= 1; }));
 }
 
-TEST_F(X11WorkspaceTest, TheRestorerBringsBackAMinimizedWindow) {
-    const Client c = client({"--class", "mini,Mini"});
-    const auto window = c.windows.front();
-    auto x = hopla::x11::XConnection::open(nullptr, nullptr);
-    ASSERT_TRUE(x);
-    desktop.minimize(window);
-    const auto minimized = [&] {
-        return hopla::x11::readClientWindow(*x, window).value().minimized;
-    };
-    ASSERT_TRUE(desktop.waitFor(minimized));
-
-    hopla::QtScheduler scheduler;
-    hopla::ApplicationWindowRestorer restorer(*windowSystem, scheduler, "test");
-    std::optional<hopla::ApplicationWindowRestorer::Result> result;
-    restorer.restoreIfNeeded(c.pid(), [&](auto r) { result = r; });
-    ASSERT_TRUE(desktop.waitFor([&] { return result.has_value(); }));
-    EXPECT_EQ(result, hopla::ApplicationWindowRestorer::Result::ready);
-    EXPECT_TRUE(desktop.waitFor([&] { return !minimized(); }));
-}
-
 TEST_F(X11WorkspaceTest, ObserversHearOfActivationsAndTerminations) {
     std::vector<ProcessId> activated, terminated;
     const auto subscription = workspace->observe({
@@ -210,40 +190,6 @@ TEST_F(X11WorkspaceTest, BadPropertiesAndVanishedWindowsAreSkipped) {
     EXPECT_TRUE(
         desktop.waitFor([&] { return !hopla::x11::readClientWindow(*x, window).has_value(); }));
     EXPECT_EQ(app(goodPid), nullptr);
-}
-
-TEST_F(X11WorkspaceTest, TheSwitcherControllerSwitchesBetweenRealApplications) {
-    const Client a = client({"--class", "first,First"});
-    const Client b = client({"--class", "second,Second"});
-    // A known starting point: B active, and noted as such by the workspace.
-    app(b.pid())->activate();
-    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(b.pid()); }));
-
-    hopla::QtScheduler scheduler;
-    hopla::testing::RecordingPanel panel;
-    hopla::ApplicationSwitcherController controller(panel, *workspace, *windowSystem, scheduler);
-    std::vector<ProcessId> activated;
-    controller.onActivated = [&](const RunningApplicationPtr& r) {
-        activated.push_back(r->processId());
-    };
-    controller.start();
-    // The recency list follows real activations: A, B, then A again.
-    const auto recentFront = [&] {
-        return controller.recent().ids().empty() ? 0 : controller.recent().ids().front();
-    };
-    app(a.pid())->activate();
-    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()) && recentFront() == a.pid(); }));
-    app(b.pid())->activate();
-    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(b.pid()) && recentFront() == b.pid(); }));
-    app(a.pid())->activate();
-    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()) && recentFront() == a.pid(); }));
-
-    ASSERT_TRUE(controller.route(hopla::GestureAction::tab(false)));
-    ASSERT_EQ(controller.session()->selectedID(), b.pid());
-    controller.route(hopla::GestureAction::release());
-    ASSERT_TRUE(desktop.waitFor([&] { return !activated.empty(); }));
-    EXPECT_EQ(activated, (std::vector<ProcessId>{b.pid()}));
-    EXPECT_TRUE(activeIs(b.pid()));
 }
 
 TEST_F(X11WorkspaceTest, OldClientsIconPixmapIsReadWithItsMask) {
