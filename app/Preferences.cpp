@@ -94,10 +94,15 @@ void Preferences::setAppearance(AppAppearance appearance) {
 
 void Preferences::refreshLoginStatus() {
     const LoginItemStatus status = loginItem_.status();
-    loginEnabled_ =
+    const bool enabled =
         status == LoginItemStatus::enabled || status == LoginItemStatus::requiresApproval;
-    loginNeedsApproval_ = status == LoginItemStatus::requiresApproval;
-    emit changed();
+    const bool needsApproval = status == LoginItemStatus::requiresApproval;
+    // Read every 2 s: only a change is worth redrawing the settings for.
+    if (enabled != loginEnabled_ || needsApproval != loginNeedsApproval_) {
+        loginEnabled_ = enabled;
+        loginNeedsApproval_ = needsApproval;
+        emit changed();
+    }
 }
 
 void Preferences::setLoginEnabled(bool on) {
@@ -107,6 +112,7 @@ void Preferences::setLoginEnabled(bool on) {
             localized("无法更新登录项，请将 Hopla 放入「应用程序」后重试。\n%1").arg(*failure);
     }
     refreshLoginStatus();
+    emit changed(); // the message may have come or gone with the state unchanged
 }
 
 } // namespace hopla

@@ -46,6 +46,7 @@ public:
     bool loginEnabled() const { return loginEnabled_; }
     bool loginNeedsApproval() const { return loginNeedsApproval_; }
     const std::optional<QString>& loginError() const { return loginError_; }
+    // Re-reads the login item; announces only when its state changed.
     void refreshLoginStatus();
     void setLoginEnabled(bool on);
 

@@ -57,10 +57,14 @@ TEST_F(PreferencesTest, EveryAssignmentIsWrittenAndAnnouncedEvenOfTheSameValue) 
 
 TEST_F(PreferencesTest, LoginItemStateAndRefusalsAreReported) {
     hopla::Preferences preferences(settings, login);
+    int changes = 0;
+    QObject::connect(&preferences, &hopla::Preferences::changed, [&] { ++changes; });
     login.current = LoginItemStatus::requiresApproval;
     preferences.refreshLoginStatus();
     EXPECT_TRUE(preferences.loginEnabled());
     EXPECT_TRUE(preferences.loginNeedsApproval());
+    preferences.refreshLoginStatus();
+    EXPECT_EQ(changes, 1) << "re-reading an unchanged state is not news";
 
     login.current = LoginItemStatus::notRegistered;
     login.refusal = "read-only configuration folder";
