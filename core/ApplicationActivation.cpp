@@ -120,17 +120,18 @@ void ApplicationActivationCoordinator::openThen(const RunningApplicationPtr& app
     // The answer may come on any thread: hop to the main queue before reading anything.
     // The scheduler outlives the coordinator, so the answer may use it even when the
     // coordinator is gone by then.
-    workspace_.openApplication(*location, [scheduler = &scheduler_, self = lifetime_.weak(this),
-                                           request,
-                                           next = std::move(next)](std::optional<QString> error) {
-        scheduler->post([self, request, failed = error.has_value(), next] {
-            auto* coordinator = self.get();
-            if (!coordinator || coordinator->identity_ != request) {
-                return;
-            }
-            next(!failed);
-        });
-    });
+    workspace_.openApplication(*location, app->processId(),
+                               [scheduler = &scheduler_, self = lifetime_.weak(this), request,
+                                next = std::move(next)](std::optional<QString> error) {
+                                   scheduler->post(
+                                       [self, request, failed = error.has_value(), next] {
+                                           auto* coordinator = self.get();
+                                           if (!coordinator || coordinator->identity_ != request) {
+                                               return;
+                                           }
+                                           next(!failed);
+                                       });
+                               });
 }
 
 } // namespace hopla

@@ -57,6 +57,9 @@ void ApplicationSwitcherController::start() {
     if (observers_.active()) {
         return;
     }
+    // Until the first activation is seen, the desktop's stacking order stands for recency,
+    // so the very first switch already goes to the previous application.
+    recent_.seed(workspace_.stackingOrder());
     const auto self = lifetime_.weak(this);
     observers_ = workspace_.observe({
         .activated =

@@ -14,6 +14,14 @@ void RecentApps::activate(ProcessId id) {
     ids_.insert(ids_.begin(), id);
 }
 
+void RecentApps::seed(const std::vector<ProcessId>& mostRecentFirst) {
+    for (const ProcessId id : mostRecentFirst) {
+        if (std::find(ids_.begin(), ids_.end(), id) == ids_.end()) {
+            ids_.push_back(id);
+        }
+    }
+}
+
 std::vector<AppEntry> RecentApps::ordered(std::vector<AppEntry> entries) const {
     constexpr auto unlisted = std::numeric_limits<std::int64_t>::max();
     std::unordered_map<ProcessId, std::int64_t> position;

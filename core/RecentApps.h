@@ -12,6 +12,9 @@ class RecentApps {
 public:
     // Moves the identifier to the front, inserting it when it is new.
     void activate(ProcessId id);
+    // Adds the identifiers not yet listed at the back, in the given order (most recent
+    // first): what the desktop already knows of recency when Hopla starts.
+    void seed(const std::vector<ProcessId>& mostRecentFirst);
 
     // The entries sorted by recency: listed applications in list order, then the others by
     // name (naturally, case-insensitively), equal names by increasing identifier. Stable.

@@ -69,10 +69,16 @@ public:
     // The running application with this process id; null when there is none.
     virtual RunningApplicationPtr application(ProcessId id) = 0;
     virtual ProcessId currentProcessId() const = 0;
+    // The running applications in the order the desktop stacks their windows, topmost
+    // first, each once: the best guess of recency before any activation was seen.
+    virtual std::vector<ProcessId> stackingOrder() = 0;
 
-    // Opens (launches or activates) the application installed at the location. The answer
-    // arrives later, possibly on another thread.
-    virtual void openApplication(const QString& bundleLocation, OpenAnswer answer) = 0;
+    // Opens the application installed at the location, as the desktop's launcher would, and
+    // makes it active. `running` names the running application the open is meant for: while
+    // it still has windows it is brought forward by another route than activate(), never
+    // started again. The answer arrives later, possibly on another thread.
+    virtual void openApplication(const QString& bundleLocation, std::optional<ProcessId> running,
+                                 OpenAnswer answer) = 0;
 
     // Registers the observer until the subscription is dropped.
     [[nodiscard]] virtual Subscription observe(WorkspaceObserver observer) = 0;

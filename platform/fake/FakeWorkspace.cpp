@@ -87,7 +87,8 @@ RunningApplicationPtr FakeWorkspace::application(ProcessId id) {
     return fake(id);
 }
 
-void FakeWorkspace::openApplication(const QString& bundleLocation, OpenAnswer answer) {
+void FakeWorkspace::openApplication(const QString& bundleLocation, std::optional<ProcessId>,
+                                    OpenAnswer answer) {
     openRequests.push_back(bundleLocation);
     if (holdOpenAnswers) {
         held_.emplace_back(bundleLocation, std::move(answer));

@@ -75,6 +75,8 @@ public:
     // Whether a successful open brings the application at that location to the front.
     bool openActivates = true;
     std::vector<QString> openRequests;
+    // What stackingOrder() answers, topmost first.
+    std::vector<ProcessId> stacking;
     // Answers the oldest held open request.
     void answerOpen(std::optional<QString> error = std::nullopt);
     std::size_t heldOpens() const { return held_.size(); }
@@ -84,7 +86,9 @@ public:
     RunningApplicationPtr frontmostApplication() override;
     RunningApplicationPtr application(ProcessId id) override;
     ProcessId currentProcessId() const override { return currentProcess_; }
-    void openApplication(const QString& bundleLocation, OpenAnswer answer) override;
+    std::vector<ProcessId> stackingOrder() override { return stacking; }
+    void openApplication(const QString& bundleLocation, std::optional<ProcessId> running,
+                         OpenAnswer answer) override;
     [[nodiscard]] Subscription observe(WorkspaceObserver observer) override;
 
 private:

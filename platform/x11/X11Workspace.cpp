@@ -108,10 +108,7 @@ QImage X11Application::icon() const {
     return {};
 }
 
-bool X11Application::activate() {
-    if (terminated_ || workspace_.connectionLost()) {
-        return false;
-    }
+const ClientWindow* X11Application::focusTarget() const {
     // The most recently used window is the topmost of the application's in the stacking order.
     const auto stacking = readStacking(*workspace_.x_).value_or(std::vector<xcb_window_t>{});
     const ClientWindow* target = nullptr;
@@ -127,6 +124,14 @@ bool X11Application::activate() {
             target = &w;
         }
     }
+    return target;
+}
+
+bool X11Application::activate() {
+    if (terminated_ || workspace_.connectionLost()) {
+        return false;
+    }
+    const ClientWindow* target = focusTarget();
     if (!target) {
         return false; // nothing of it can take the focus
     }
@@ -141,6 +146,32 @@ bool X11Application::activate() {
         XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER; // source 2: a pager acting for the user
     xcb_ewmh_request_change_active_window(x.ewmh(), x.screenNumber(), target->id, fromPager,
                                           workspace_.timestamp(), readActiveWindow(x));
+    xcb_flush(x.raw());
+    return true;
+}
+
+bool X11Application::forceForward() {
+    if (terminated_ || workspace_.connectionLost()) {
+        return false;
+    }
+    const ClientWindow* target = focusTarget();
+    if (!target) {
+        return false;
+    }
+    auto& x = *workspace_.x_;
+    const xcb_window_t w = target->id;
+    const xcb_timestamp_t time = workspace_.timestamp();
+    if (target->minimized) {
+        xcb_map_window(x.raw(), w); // ICCCM: mapping an iconic window asks for Normal state
+    }
+    // Asking as the application itself (source 1) is the route window managers with a
+    // strict focus-stealing policy still honour for a window of the focused client.
+    constexpr auto fromApplication = XCB_EWMH_CLIENT_SOURCE_TYPE_NORMAL;
+    xcb_ewmh_request_change_active_window(x.ewmh(), x.screenNumber(), w, fromApplication, time,
+                                          readActiveWindow(x));
+    const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+    xcb_configure_window(x.raw(), w, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+    xcb_set_input_focus(x.raw(), XCB_INPUT_FOCUS_PARENT, w, time);
     xcb_flush(x.raw());
     return true;
 }
@@ -260,6 +291,23 @@ std::vector<RunningApplicationPtr> X11Workspace::runningApplications() {
     return {apps_.begin(), apps_.end()};
 }
 
+std::vector<ProcessId> X11Workspace::stackingOrder() {
+    if (connectionLost()) {
+        return {};
+    }
+    refresh();
+    const auto stacking = readStacking(*x_).value_or(std::vector<xcb_window_t>{});
+    std::vector<ProcessId> order;
+    for (auto it = stacking.rbegin(); it != stacking.rend(); ++it) { // topmost first
+        const auto app = owner(*it);
+        if (app && app->activationPolicy() == ActivationPolicy::regular &&
+            std::find(order.begin(), order.end(), app->pid_) == order.end()) {
+            order.push_back(app->pid_);
+        }
+    }
+    return order;
+}
+
 RunningApplicationPtr X11Workspace::frontmostApplication() {
     if (connectionLost()) {
         return nullptr;
@@ -283,7 +331,23 @@ RunningApplicationPtr X11Workspace::application(ProcessId id) {
     return it == apps_.end() ? nullptr : *it;
 }
 
-void X11Workspace::openApplication(const QString& bundleLocation, OpenAnswer answer) {
+void X11Workspace::openApplication(const QString& bundleLocation, std::optional<ProcessId> running,
+                                   OpenAnswer answer) {
+    // Opening an application that runs brings it forward rather than starting a copy (on
+    // X11 a second launch of most programs opens a new instance). Only an application
+    // with no window left is launched.
+    refresh();
+    for (const auto& app : apps_) {
+        if (running && app->pid_ == *running && !app->windows_.empty()) {
+            const bool forward = app->forceForward();
+            answer(
+                forward
+                    ? std::nullopt
+                    : std::optional(
+                          QStringLiteral("no window of %1 takes the focus").arg(bundleLocation)));
+            return;
+        }
+    }
     launcher_.async([bundleLocation, answer = std::move(answer)] {
         if (bundleLocation.endsWith(QLatin1String(".desktop"))) {
             answer(DesktopEntries::launch(bundleLocation));

@@ -36,11 +36,17 @@ public:
     QImage icon() const override;
     void unhide() override {}
     bool activate() override;
+    // Brings the application's most recent window forward without the window manager's
+    // consent: maps it when minimized, raises it and gives it the input focus. False when
+    // it has no window that takes the focus.
+    bool forceForward();
 
     const std::vector<ClientWindow>& windows() const { return windows_; }
 
 private:
     friend class X11Workspace;
+    // The window to bring forward: the topmost of those that take the focus.
+    const ClientWindow* focusTarget() const;
 
     X11Workspace& workspace_;
     ProcessId pid_;
@@ -65,7 +71,9 @@ public:
     RunningApplicationPtr frontmostApplication() override;
     RunningApplicationPtr application(ProcessId id) override;
     ProcessId currentProcessId() const override { return self_; }
-    void openApplication(const QString& bundleLocation, OpenAnswer answer) override;
+    std::vector<ProcessId> stackingOrder() override;
+    void openApplication(const QString& bundleLocation, std::optional<ProcessId> running,
+                         OpenAnswer answer) override;
     [[nodiscard]] Subscription observe(WorkspaceObserver observer) override;
 
     // The X server time of the user's latest input, sent with activation requests so the

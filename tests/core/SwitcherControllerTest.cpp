@@ -84,6 +84,24 @@ TEST_F(ControllerTest, SwitchTabListsByRecencySelectsThePreviousAndReleaseActiva
     EXPECT_EQ(controller->recent().ids().front(), 20); // followed the activation notice
 }
 
+TEST_F(ControllerTest, StackingOrderSeedsRecencyOnceWithoutOverridingWhatWasSeen) {
+    app(10, "Alpha");
+    app(20, "Bravo");
+    app(30, "Charlie");
+    controller->stop();
+    workspace.stacking = {30, 20, 10}; // Charlie on top, Bravo under it
+    controller->start();
+    EXPECT_TRUE(controller->route(GestureAction::tab(false)));
+    EXPECT_EQ(candidates(), (std::vector<ProcessId>{30, 20, 10}));
+    EXPECT_EQ(controller->session()->selectedID(), 20);
+    controller->dismiss();
+
+    workspace.bringToFront(10); // seen: now the most recent
+    controller->stop();
+    controller->start(); // a later start only appends what it did not know
+    EXPECT_EQ(controller->recent().ids(), (std::vector<ProcessId>{10, 30, 20}));
+}
+
 TEST_F(ControllerTest, ShiftTabSelectsTheLastAndTabStepsAndClearsTheFailureMark) {
     app(10, "Alpha");
     app(20, "Bravo");

@@ -145,7 +145,7 @@ TEST_F(X11WorkspaceTest, OpensAnApplicationFromItsDesktopEntry) {
         QStandardPaths::locate(QStandardPaths::ApplicationsLocation, "hopla-chinese.desktop");
     ASSERT_FALSE(entry.isEmpty());
     std::optional<std::optional<QString>> answer;
-    workspace->openApplication(entry, [&](std::optional<QString> error) {
+    workspace->openApplication(entry, std::nullopt, [&](std::optional<QString> error) {
         QMetaObject::invokeMethod(qApp,
                                   [&, error] { answer = error; }); // answers on another thread
     });
@@ -168,11 +168,41 @@ TEST_F(X11WorkspaceTest, OpensAnApplicationFromItsDesktopEntry) {
     }();
 
     std::optional<std::optional<QString>> failure;
-    workspace->openApplication("/nonexistent/thing.desktop", [&](std::optional<QString> error) {
-        QMetaObject::invokeMethod(qApp, [&, error] { failure = error; });
-    });
+    workspace->openApplication("/nonexistent/thing.desktop", std::nullopt,
+                               [&](std::optional<QString> error) {
+                                   QMetaObject::invokeMethod(qApp, [&, error] { failure = error; });
+                               });
     ASSERT_TRUE(desktop.waitFor([&] { return failure.has_value(); }));
     EXPECT_TRUE(failure->has_value());
+}
+
+TEST_F(X11WorkspaceTest, OpeningARunningApplicationBringsItForwardAndStartsNoCopy) {
+    const Client a = client({"--class", "a,A"});
+    const Client b = client({"--class", "b,B"});
+    const auto order = workspace->stackingOrder(); // topmost first: B was mapped last
+    ASSERT_GE(order.size(), 2u);
+    EXPECT_EQ(order[0], b.pid());
+    EXPECT_EQ(order[1], a.pid());
+
+    desktop.minimize(a.windows.front());
+    ASSERT_TRUE(desktop.waitFor([&] { return !activeIs(a.pid()) && activeIs(b.pid()); }));
+    const auto countCopies = [&] {
+        const auto all = workspace->runningApplications();
+        return std::count_if(all.begin(), all.end(), [&](const RunningApplicationPtr& r) {
+            return r->bundleLocation() == app(a.pid())->bundleLocation();
+        });
+    };
+    const auto before = countCopies();
+    std::optional<std::optional<QString>> answer;
+    workspace->openApplication(*app(a.pid())->bundleLocation(), a.pid(),
+                               [&](std::optional<QString> error) { answer = error; });
+    ASSERT_TRUE(desktop.waitFor([&] { return answer.has_value(); }));
+    EXPECT_EQ(*answer, std::nullopt);
+    EXPECT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()); }));
+    const auto& windows = static_cast<const hopla::x11::X11Application&>(*app(a.pid())).windows();
+    EXPECT_FALSE(windows.front().minimized);
+    desktop.waitFor([] { return false; }, 300ms); // a launched copy would show up by now
+    EXPECT_EQ(countCopies(), before);
 }
 
 TEST_F(X11WorkspaceTest, BadPropertiesAndVanishedWindowsAreSkipped) {
