@@ -3,6 +3,7 @@
 #include "app/ColorScheme.h"
 #include "app/HoplaIcons.h"
 #include "platform/x11/X11Keyboard.h"
+#include "platform/xfce/XfwmShortcuts.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -91,7 +92,8 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
     app->settingsWindow_ = std::make_unique<SettingsWindow>(
         *app->preferences_, *app->appearance_,
         SettingsWindow::Actions{[self] { self->requestPermission(); },
-                                [self] { self->showSettings(); }, [self] { self->quit(); }});
+                                [self] { self->showSettings(); }, [self] { self->quit(); },
+                                [self] { self->releaseShortcut(); }});
     app->launch();
     return app;
 }
@@ -111,6 +113,7 @@ void AppController::launch() {
         switcher_->dismiss();
         refresh();
     };
+    preferences_->onSwitchModifierChanged = preferences_->onEnabledChanged;
     if (options_.settingsScreenshot) {
         settingsScreenshot_ =
             ScheduledTask(scheduler_, scheduler_.after(settingsScreenshotDelay, [this] {
@@ -176,6 +179,7 @@ void AppController::buildMenu(bool desktopDark) {
 
 AppController::~AppController() {
     refreshTimer_.reset();
+    releaseRetry_.reset();
     settingsScreenshot_.reset();
     settingsCapture_.reset();
     panelScreenshot_.reset();
@@ -222,6 +226,24 @@ void AppController::requestPermission() {
         text += QStringLiteral("\n\n") + trust_.reason;
     }
     QMessageBox::information(settingsWindow_->window(), QStringLiteral("Hopla"), text);
+}
+
+void AppController::releaseShortcut() {
+    const auto& conflict = preferences_->windowManagerConflict;
+    if (!conflict || !conflict->releasable) {
+        return;
+    }
+    if (const auto error =
+            xfce::releaseXfwmSwitchBinding(displayName(preferences_->switchModifier()))) {
+        QMessageBox::warning(
+            settingsWindow_->window(), QStringLiteral("Hopla"),
+            localized("无法释放 %1 的快捷键：%2").arg(conflict->windowManager, *error));
+        return;
+    }
+    // The window manager lets go once it has read the change: try now and a moment later.
+    refresh();
+    releaseRetry_ = ScheduledTask(
+        scheduler_, scheduler_.after(std::chrono::milliseconds(300), [this] { refresh(); }));
 }
 
 void AppController::quit() {

@@ -49,6 +49,8 @@ public:
     void toggleEnabled();
     void showSettings();
     void requestPermission();
+    // Removes the window manager's own binding of the switch shortcut, where it can be told.
+    void releaseShortcut();
     void quit();
 
 private:
@@ -78,6 +80,7 @@ private:
     ScheduledTask settingsScreenshot_;
     ScheduledTask settingsCapture_; // a task of its own: the first one is running when it is set
     ScheduledTask panelScreenshot_;
+    ScheduledTask releaseRetry_;
     Lifetime lifetime_;
 };
 

@@ -22,19 +22,24 @@ void PermissionRefresh::run() {
         dismiss_();
     };
     if (trust.trusted && preferences_.enabled()) {
+        const SwitchModifier wanted = preferences_.switchModifier();
+        if (source_.running() && source_.switchModifier() != wanted) {
+            stopAndDismiss(); // a new shortcut: grab it afresh
+        }
+        source_.setSwitchModifier(wanted);
         // X11 names no owner of a shortcut: a conflict shows up as our grab being refused,
         // so every run tries again and notices when the other program let go.
+        preferences_.conflictingApp.reset();
+        preferences_.windowManagerConflict.reset();
+        preferences_.runtimeError.reset();
         if (tap_.start()) {
-            preferences_.conflictingApp.reset();
-            preferences_.runtimeError.reset();
-        } else if (const auto failure = source_.lastFailure(); failure && failure->conflict) {
-            preferences_.conflictingApp =
-                localized("占用 %1 的程序").arg(QString::fromStdString(failure->what));
-            preferences_.runtimeError.reset();
-            dismiss_();
+            if (const auto holder = source_.interceptedBy()) {
+                preferences_.windowManagerConflict = WindowManagerConflict{
+                    QString::fromStdString(holder->name),
+                    displayName(wanted) + QStringLiteral("+Tab"), true, false};
+            }
         } else {
-            preferences_.conflictingApp.reset();
-            preferences_.runtimeError = localized("键盘监听不可用，请检查权限后重启。");
+            publishFailure(source_.lastFailure().value_or(KeyEventSource::StartFailure{}));
             dismiss_();
         }
     } else {
@@ -42,6 +47,7 @@ void PermissionRefresh::run() {
             stopAndDismiss();
         }
         preferences_.conflictingApp.reset();
+        preferences_.windowManagerConflict.reset();
         // Linux has no dialog that grants the permission: say what is missing instead.
         preferences_.runtimeError =
             trust.trusted ? std::nullopt : std::optional<QString>(trust.reason);
@@ -50,6 +56,36 @@ void PermissionRefresh::run() {
     preferences_.listening = source_.running();
     preferences_.refreshLoginStatus();
     preferences_.announce();
+}
+
+void PermissionRefresh::publishFailure(const KeyEventSource::StartFailure& failure) {
+    using Reason = KeyEventSource::StartFailure::Reason;
+    const QString what = QString::fromStdString(failure.what);
+    switch (failure.reason) {
+    case Reason::shortcutTaken:
+        switch (failure.holder.kind) {
+        case ShortcutHolder::Kind::switcher:
+            preferences_.conflictingApp = QString::fromStdString(failure.holder.name);
+            return;
+        case ShortcutHolder::Kind::windowManager:
+            preferences_.windowManagerConflict =
+                WindowManagerConflict{QString::fromStdString(failure.holder.name), what, false,
+                                      failure.holder.releasable};
+            return;
+        case ShortcutHolder::Kind::unknown:
+            preferences_.conflictingApp = localized("占用 %1 的程序").arg(what);
+            return;
+        }
+        return;
+    case Reason::noModifier:
+        preferences_.runtimeError =
+            localized("键盘上没有键被映射为 %1 修饰键，切换无法开始。请检查键盘布局设置。")
+                .arg(what);
+        return;
+    case Reason::unavailable:
+        preferences_.runtimeError = localized("键盘监听不可用，请检查权限后重启。");
+        return;
+    }
 }
 
 } // namespace hopla

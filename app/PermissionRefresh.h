@@ -30,6 +30,9 @@ public:
     void run();
 
 private:
+    // Says on the settings card why the tap could not start.
+    void publishFailure(const KeyEventSource::StartFailure& failure);
+
     KeyboardTap& tap_;
     KeyEventSource& source_;
     Preferences& preferences_;

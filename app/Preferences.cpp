@@ -10,6 +10,7 @@ constexpr const char* switchingEnabledKey = "switchingEnabled";
 constexpr const char* showsMenuBarIconKey = "showsMenuBarIcon";
 constexpr const char* appearanceKey = "appearance";
 constexpr const char* iCloudSyncEnabledKey = "iCloudSyncEnabled";
+constexpr const char* switchModifierKey = "switchModifier";
 
 // A stored Boolean, or the default when the key is missing or holds something else.
 bool storedBool(const QSettings& defaults, const char* key, bool fallback) {
@@ -50,6 +51,14 @@ std::optional<AppAppearance> appAppearanceFromRaw(const QString& raw) {
     return std::nullopt;
 }
 
+QString rawValue(SwitchModifier modifier) {
+    return modifier == SwitchModifier::alt ? QStringLiteral("alt") : QStringLiteral("super");
+}
+
+QString displayName(SwitchModifier modifier) {
+    return modifier == SwitchModifier::alt ? QStringLiteral("Alt") : QStringLiteral("Super");
+}
+
 QString localized(const char* key) {
     return QCoreApplication::translate("Hopla", key);
 }
@@ -63,6 +72,19 @@ Preferences::Preferences(QSettings& defaults, LoginItem& loginItem)
     appearance_ = appAppearanceFromRaw(defaults_.value(QLatin1String(appearanceKey)).toString())
                       .value_or(AppAppearance::system);
     iCloudSyncEnabled_ = storedBool(defaults_, iCloudSyncEnabledKey, false);
+    if (defaults_.value(QLatin1String(switchModifierKey)).toString() ==
+        rawValue(SwitchModifier::alt)) {
+        switchModifier_ = SwitchModifier::alt;
+    }
+}
+
+void Preferences::setSwitchModifier(SwitchModifier modifier) {
+    switchModifier_ = modifier;
+    emit changed();
+    defaults_.setValue(QLatin1String(switchModifierKey), rawValue(modifier));
+    if (onSwitchModifierChanged) {
+        onSwitchModifierChanged();
+    }
 }
 
 void Preferences::assign(bool& field, bool value, const char* key,
@@ -109,7 +131,8 @@ void Preferences::setLoginEnabled(bool on) {
     loginError_.reset();
     if (const auto failure = loginItem_.setEnabled(on)) {
         loginError_ =
-            localized("无法更新登录项，请将 Hopla 放入「应用程序」后重试。\n%1").arg(*failure);
+            localized("无法更新登录项，请检查自动启动文件夹 ~/.config/autostart 后重试。\n%1")
+                .arg(*failure);
     }
     refreshLoginStatus();
     emit changed(); // the message may have come or gone with the state unchanged

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/KeyEventSource.h"
 #include "platform/LoginItem.h"
 
 #include <QObject>
@@ -16,6 +17,21 @@ enum class AppAppearance { system, light, dark };
 
 QString rawValue(AppAppearance appearance);
 std::optional<AppAppearance> appAppearanceFromRaw(const QString& raw);
+
+// The switch modifier as stored ("super", "alt") and as users read it ("Super", "Alt").
+QString rawValue(SwitchModifier modifier);
+QString displayName(SwitchModifier modifier);
+
+// The window manager keeps the switch shortcut from Hopla: it holds the combination, or it
+// takes the modifier key for itself so the combination never arrives.
+struct WindowManagerConflict {
+    QString windowManager; // "Xfwm4"
+    QString combination;   // "Super+Tab"
+    bool takesModifier = false;
+    bool releasable = false; // Hopla can release the binding (xfwm4, through xfconf)
+
+    friend bool operator==(const WindowManagerConflict&, const WindowManagerConflict&) = default;
+};
 
 // The translation of one of the shell's texts (Simplified Chinese keys), or the key itself.
 QString localized(const char* key);
@@ -35,12 +51,15 @@ public:
     AppAppearance appearance() const { return appearance_; }
     void setAppearance(AppAppearance appearance);
     bool iCloudSyncEnabled() const { return iCloudSyncEnabled_; }
+    SwitchModifier switchModifier() const { return switchModifier_; }
+    void setSwitchModifier(SwitchModifier modifier);
 
     // Live status, set by the application controller.
     bool trusted = false;
     bool listening = false;
     std::optional<QString> runtimeError;
     std::optional<QString> conflictingApp;
+    std::optional<WindowManagerConflict> windowManagerConflict;
     QString syncStatus;
 
     bool loginEnabled() const { return loginEnabled_; }
@@ -53,6 +72,7 @@ public:
     // Called after every assignment of enabled / showsMenuBarIcon.
     std::function<void()> onEnabledChanged;
     std::function<void()> onMenuBarVisibilityChanged;
+    std::function<void()> onSwitchModifierChanged;
     // Applies the appearance to the application (light, dark or the system's).
     std::function<void(AppAppearance)> applyAppearance;
 
@@ -71,6 +91,7 @@ private:
     bool enabled_ = true;
     bool showsMenuBarIcon_ = true;
     AppAppearance appearance_ = AppAppearance::system;
+    SwitchModifier switchModifier_ = SwitchModifier::super;
     bool iCloudSyncEnabled_ = false;
     bool loginEnabled_ = false;
     bool loginNeedsApproval_ = false;

@@ -67,11 +67,49 @@ QString versionText() {
 
 } // namespace
 
+namespace {
+
+// Where the user lets go of a window manager's binding that Hopla cannot change itself.
+QString windowManagerAdvice(const WindowManagerConflict& c) {
+    const QString wm = c.windowManager.toLower();
+    if (c.takesModifier) {
+        if (wm.startsWith(QLatin1String("icewm"))) {
+            return localized("IceWM 的 Win95Keys 选项让它独占 Super 键：在 ~/.icewm/preferences "
+                             "中写入 Win95Keys=0 并重启 IceWM，或者在下方改用 Alt+Tab。");
+        }
+        return localized("按下的 %1 没有到达 Hopla：请在 %2 的设置中取消它对这个修饰键的占用，"
+                         "或者在下方换用另一个快捷键。")
+            .arg(c.combination, c.windowManager);
+    }
+    if (c.releasable) {
+        return localized("这是窗口管理器自己的快捷键。点“释放快捷键”，Hopla 会在 %1 "
+                         "的键盘快捷键设置里移除它。")
+            .arg(c.windowManager);
+    }
+    if (wm == QLatin1String("openbox")) {
+        return localized("这是窗口管理器自己的快捷键：在 ~/.config/openbox/rc.xml 的 <keyboard> "
+                         "中删除 %1 的 <keybind>，再运行 openbox --reconfigure；或者在下方换用"
+                         "另一个快捷键。")
+            .arg(c.combination);
+    }
+    return localized("这是窗口管理器自己的快捷键：请在 %1 的键盘快捷键设置中移除 %2，"
+                     "或者在下方换用另一个快捷键。")
+        .arg(c.windowManager, c.combination);
+}
+
+} // namespace
+
 PermissionCardText permissionCardText(const Preferences& p) {
     PermissionCardText text;
-    text.ready = p.trusted && p.listening && !p.conflictingApp;
+    const QString modifier = displayName(p.switchModifier());
+    text.ready = p.trusted && p.listening && !p.conflictingApp && !p.windowManagerConflict;
     if (p.conflictingApp) {
         text.title = localized("另一个切换器正在运行");
+    } else if (p.windowManagerConflict) {
+        const auto& c = *p.windowManagerConflict;
+        text.title = c.takesModifier
+                         ? localized("%1 拦截了 %2 键").arg(c.windowManager, modifier)
+                         : localized("%1 占用了 %2").arg(c.windowManager, c.combination);
     } else if (text.ready) {
         text.title = localized("准备就绪");
     } else if (!p.trusted) {
@@ -81,26 +119,28 @@ PermissionCardText permissionCardText(const Preferences& p) {
     }
     if (p.conflictingApp) {
         text.subtitle = localized("请先退出 %1，避免快捷键被重复处理。").arg(*p.conflictingApp);
+    } else if (p.windowManagerConflict) {
+        text.subtitle = windowManagerAdvice(*p.windowManagerConflict);
     } else if (p.runtimeError) {
         text.subtitle = localized(p.runtimeError->toUtf8().constData());
     } else if (text.ready) {
-        text.subtitle = localized("按下 ⌘ Tab，试试你的第一个字母。");
+        text.subtitle = localized("按下 %1 Tab，试试你的第一个字母。").arg(modifier);
     } else if (p.trusted) {
         text.subtitle = localized("开启应用切换后，即可使用快捷键。");
     } else {
         text.subtitle = localized("授权后即可接管快捷键，不记录文字输入。");
     }
+    text.offersRelease = p.windowManagerConflict && p.windowManagerConflict->releasable &&
+                         !p.windowManagerConflict->takesModifier && !p.conflictingApp;
     return text;
 }
 
 SettingsView::SettingsView(Preferences& preferences, NativeAppAppearance& appearance,
-                           std::function<void()> requestPermission, std::function<void()> quit,
-                           QWidget* parent)
+                           Actions actions, QWidget* parent)
     : QWidget(parent)
     , preferences_(preferences)
     , appearance_(appearance)
-    , requestPermission_(std::move(requestPermission))
-    , quit_(std::move(quit)) {
+    , actions_(std::move(actions)) {
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(28, 20, 28, 20);
@@ -170,12 +210,20 @@ QWidget* SettingsView::permissionCard() {
     auto* button = new QPushButton(localized("去授权"), card);
     button->setCursor(Qt::PointingHandCursor);
     connect(button, &QPushButton::clicked, this, [this] {
-        if (requestPermission_) {
-            requestPermission_();
+        if (actions_.requestPermission) {
+            actions_.requestPermission();
         }
     });
     permissionButton_ = button;
     row->addWidget(button);
+    releaseButton_ = new QPushButton(localized("释放快捷键"), card);
+    releaseButton_->setCursor(Qt::PointingHandCursor);
+    connect(releaseButton_, &QPushButton::clicked, this, [this] {
+        if (actions_.releaseShortcut) {
+            actions_.releaseShortcut();
+        }
+    });
+    row->addWidget(releaseButton_);
     card->body()->addLayout(row);
     return card;
 }
@@ -215,10 +263,29 @@ QWidget* SettingsView::settingsCard() {
     enabledSwitch_->setAccessibleName(localized("启用应用切换"));
     connect(enabledSwitch_, &QAbstractButton::clicked, this,
             [this](bool on) { preferences_.setEnabled(on); });
+    enabledSubtitle_ = textLabel(QString(), 11, QFont::Normal, true, nullptr);
     card->body()->addWidget(
-        row(QStringLiteral("⌘"), localized("启用应用切换"),
-            textLabel(localized("用 Hopla 接管 ⌘ Tab"), 11, QFont::Normal, true, nullptr),
-            enabledSwitch_));
+        row(QStringLiteral("⌨"), localized("启用应用切换"), enabledSubtitle_, enabledSwitch_));
+    divider();
+
+    auto* shortcuts = new QWidget;
+    auto* shortcutLine = new QHBoxLayout(shortcuts);
+    shortcutLine->setContentsMargins(0, 0, 0, 0);
+    shortcutLine->setSpacing(0);
+    modifierGroup_ = new QButtonGroup(shortcuts);
+    for (const SwitchModifier m : {SwitchModifier::super, SwitchModifier::alt}) {
+        auto* button = new QToolButton(shortcuts);
+        button->setText(displayName(m) + QStringLiteral("+Tab"));
+        button->setCheckable(true);
+        modifierGroup_->addButton(button, static_cast<int>(m));
+        shortcutLine->addWidget(button);
+    }
+    connect(modifierGroup_, &QButtonGroup::idClicked, this,
+            [this](int id) { preferences_.setSwitchModifier(static_cast<SwitchModifier>(id)); });
+    card->body()->addWidget(row(QStringLiteral("⇥"), localized("切换快捷键"),
+                                textLabel(localized("窗口管理器不占用 Alt+Tab 时，也可以改用它"),
+                                          11, QFont::Normal, true, nullptr),
+                                shortcuts));
     divider();
 
     loginSwitch_ = new Switch(accent);
@@ -239,10 +306,10 @@ QWidget* SettingsView::settingsCard() {
     divider();
 
     menuBarSwitch_ = new Switch(accent);
-    menuBarSwitch_->setAccessibleName(localized("显示菜单栏图标"));
+    menuBarSwitch_->setAccessibleName(localized("显示托盘图标"));
     connect(menuBarSwitch_, &QAbstractButton::clicked, this,
             [this](bool on) { preferences_.setShowsMenuBarIcon(on); });
-    card->body()->addWidget(row(QStringLiteral("▭"), localized("显示菜单栏图标"),
+    card->body()->addWidget(row(QStringLiteral("▭"), localized("显示托盘图标"),
                                 textLabel(localized("隐藏后，重新打开 Hopla 即可进入设置"), 11,
                                           QFont::Normal, true, nullptr),
                                 menuBarSwitch_));
@@ -282,7 +349,7 @@ QWidget* SettingsView::shortcutCard() {
     card->body()->setSpacing(15);
     card->body()->addWidget(textLabel(localized("指尖捷径"), 13, QFont::DemiBold, false, card));
     const std::pair<QStringList, const char*> rows[] = {
-        {{QStringLiteral("⌘"), QStringLiteral("⇥")}, "按住 ⌘，按 Tab 唤出应用"},
+        {{QString(), QStringLiteral("⇥")}, "按住 %1，按 Tab 唤出应用"},
         {{QStringLiteral("A … Z")}, "输入首字母跳转，中文自动取拼音"},
         {{QStringLiteral("↖")}, "点击应用图标，直接切换并收起"},
         {{QStringLiteral("esc")}, "收起面板，保留已经完成的跳转"}};
@@ -290,9 +357,17 @@ QWidget* SettingsView::shortcutCard() {
         auto* line = new QHBoxLayout;
         line->setSpacing(12);
         for (const QString& key : keys) {
-            line->addWidget(keyCap(key, card));
+            auto* cap = keyCap(key, card);
+            line->addWidget(cap);
+            if (key.isEmpty()) {
+                modifierCap_ = cap; // shows the chosen modifier
+            }
         }
-        line->addWidget(textLabel(localized(description), 12, QFont::Normal, false, card), 1);
+        auto* label = textLabel(localized(description), 12, QFont::Normal, false, card);
+        if (!modifierGuide_) {
+            modifierGuide_ = label;
+        }
+        line->addWidget(label, 1);
         card->body()->addLayout(line);
     }
     return card;
@@ -312,8 +387,8 @@ QWidget* SettingsView::footer() {
     auto* quit = new QPushButton(localized("退出 Hopla"), bar);
     quit->setFlat(true);
     connect(quit, &QPushButton::clicked, this, [this] {
-        if (quit_) {
-            quit_();
+        if (actions_.quit) {
+            actions_.quit();
         }
     });
     line->addWidget(quit);
@@ -322,6 +397,10 @@ QWidget* SettingsView::footer() {
 
 QAbstractButton* SettingsView::appearanceButton(AppAppearance appearance) const {
     return appearanceGroup_->button(static_cast<int>(appearance));
+}
+
+QAbstractButton* SettingsView::modifierButton(SwitchModifier modifier) const {
+    return modifierGroup_->button(static_cast<int>(modifier));
 }
 
 QString SettingsView::permissionTitle() const {
@@ -345,8 +424,10 @@ void SettingsView::applyAccent(const QColor& accent) {
         QStringLiteral("QToolButton { border: 1px solid palette(mid); padding: 3px 10px; }"
                        "QToolButton:checked { background: %1; color: white; border-color: %1; }")
             .arg(accent.name());
-    for (QAbstractButton* segment : appearanceGroup_->buttons()) {
-        segment->setStyleSheet(segmentStyle);
+    for (QButtonGroup* group : {appearanceGroup_, modifierGroup_}) {
+        for (QAbstractButton* segment : group->buttons()) {
+            segment->setStyleSheet(segmentStyle);
+        }
     }
 }
 
@@ -369,11 +450,19 @@ void SettingsView::refresh() {
     statusDot_->setVisible(preferences_.trusted);
     statusDot_->update();
     permissionButton_->setVisible(!preferences_.trusted);
+    releaseButton_->setVisible(text.offersRelease);
 
+    const QString modifier = displayName(preferences_.switchModifier());
+    enabledSubtitle_->setText(localized("用 Hopla 接管 %1 Tab").arg(modifier));
+    modifierCap_->setText(modifier);
+    modifierGuide_->setText(localized("按住 %1，按 Tab 唤出应用").arg(modifier));
+    if (auto* chosen = modifierGroup_->button(static_cast<int>(preferences_.switchModifier()))) {
+        chosen->setChecked(true);
+    }
     enabledSwitch_->setChecked(preferences_.enabled());
     loginSwitch_->setChecked(preferences_.loginEnabled());
     loginSubtitle_->setText(preferences_.loginNeedsApproval()
-                                ? localized("已请求启动，等待你在系统设置中批准")
+                                ? localized("已请求启动，等待你在桌面设置中批准")
                                 : localized("让快捷切换随时待命"));
     loginError_->setText(preferences_.loginError().value_or(QString()));
     loginError_->setVisible(preferences_.loginError().has_value());

@@ -23,6 +23,7 @@ struct PermissionCardText {
     bool ready = false;
     QString title;
     QString subtitle;
+    bool offersRelease = false; // the window manager's binding can be released from here
 };
 PermissionCardText permissionCardText(const Preferences& preferences);
 
@@ -32,8 +33,12 @@ PermissionCardText permissionCardText(const Preferences& preferences);
 class SettingsView : public QWidget {
     Q_OBJECT
 public:
-    SettingsView(Preferences& preferences, NativeAppAppearance& appearance,
-                 std::function<void()> requestPermission, std::function<void()> quit,
+    struct Actions {
+        std::function<void()> requestPermission;
+        std::function<void()> quit;
+        std::function<void()> releaseShortcut; // lets the window manager's binding go
+    };
+    SettingsView(Preferences& preferences, NativeAppAppearance& appearance, Actions actions,
                  QWidget* parent = nullptr);
 
     QScrollArea* scrollArea() const { return scroll_; }
@@ -46,6 +51,8 @@ public:
     Switch* menuBarSwitch() const { return menuBarSwitch_; }
     QAbstractButton* appearanceButton(AppAppearance appearance) const;
     QAbstractButton* permissionButton() const { return permissionButton_; }
+    QAbstractButton* releaseButton() const { return releaseButton_; }
+    QAbstractButton* modifierButton(SwitchModifier modifier) const;
     QString permissionTitle() const;
     QString permissionSubtitle() const;
 
@@ -60,8 +67,7 @@ private:
 
     Preferences& preferences_;
     NativeAppAppearance& appearance_;
-    std::function<void()> requestPermission_;
-    std::function<void()> quit_;
+    Actions actions_;
 
     QScrollArea* scroll_ = nullptr;
     QLabel* icon_ = nullptr;
@@ -70,6 +76,11 @@ private:
     QLabel* permissionSubtitle_ = nullptr;
     QWidget* statusDot_ = nullptr;
     QAbstractButton* permissionButton_ = nullptr;
+    QAbstractButton* releaseButton_ = nullptr;
+    QLabel* enabledSubtitle_ = nullptr;
+    QButtonGroup* modifierGroup_ = nullptr;
+    QLabel* modifierCap_ = nullptr;
+    QLabel* modifierGuide_ = nullptr;
     Switch* enabledSwitch_ = nullptr;
     Switch* loginSwitch_ = nullptr;
     QLabel* loginSubtitle_ = nullptr;

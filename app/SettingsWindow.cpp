@@ -29,8 +29,9 @@ void SettingsWindow::show() {
         window_ = std::make_unique<QWidget>();
         window_->setWindowTitle(QStringLiteral("Hopla"));
         window_->setWindowIcon(QPixmap::fromImage(appearance_.applicationIcon()));
-        view_ = new SettingsView(preferences_, appearance_, actions_.requestPermission,
-                                 actions_.quit, window_.get());
+        view_ = new SettingsView(
+            preferences_, appearance_,
+            {actions_.requestPermission, actions_.quit, actions_.releaseShortcut}, window_.get());
         auto* layout = new QVBoxLayout(window_.get());
         layout->setContentsMargins(0, 0, 0, 0);
         layout->addWidget(view_);

@@ -23,8 +23,9 @@ public:
 
     struct Actions {
         std::function<void()> requestPermission;
-        std::function<void()> showSettings; // Ctrl+,
-        std::function<void()> quit;         // Ctrl+Q and the footer's button
+        std::function<void()> showSettings;    // Ctrl+,
+        std::function<void()> quit;            // Ctrl+Q and the footer's button
+        std::function<void()> releaseShortcut; // the permission card's "释放快捷键"
     };
     SettingsWindow(Preferences& preferences, NativeAppAppearance& appearance, Actions actions);
     ~SettingsWindow();

@@ -1,4 +1,5 @@
 #include "app/AppController.h"
+#include "app/SettingsView.h"
 #include "app/SingleInstance.h"
 #include "app/Translations.h"
 
@@ -114,9 +115,7 @@ int main(int argc, char* argv[]) {
     instance.onReopen = [&controller] { controller->reopen(); };
     if (!options.preview && !controller->preferences().listening) {
         std::fprintf(stderr, "hopla: not switching: %s\n",
-                     qPrintable(controller->preferences().conflictingApp.value_or(
-                         controller->preferences().runtimeError.value_or(
-                             QStringLiteral("switching is off")))));
+                     qPrintable(hopla::permissionCardText(controller->preferences()).subtitle));
     }
     return application.exec();
 }

@@ -20,17 +20,37 @@ struct KeyEvent {
     bool repeated = false;
 };
 
+// The modifier held while pressing Tab to switch. Super is free on most desktops; Alt
+// serves where the user turned off the window manager's own Alt+Tab.
+enum class SwitchModifier { super, alt };
+
+// Who holds the switch shortcut when Hopla cannot have it.
+struct ShortcutHolder {
+    enum class Kind { switcher, windowManager, unknown };
+    Kind kind = Kind::unknown;
+    std::string name; // "Xfwm4", "alttab"; empty when unknown
+    // The window manager can be told to let go of its binding, and Hopla knows how.
+    bool releasable = false;
+
+    friend bool operator==(const ShortcutHolder&, const ShortcutHolder&) = default;
+};
+
 // Where keyboard events come from: the desktop's keyboard, seen on a thread of the
 // source's own. The handler answers at once whether the event is taken (swallowed).
 class KeyEventSource {
 public:
     using Handler = std::function<bool(const KeyEvent&)>;
 
-    // Why the last start() failed. A conflict means another program holds the switch
-    // shortcut (named in `what`, e.g. "Super+Tab"); otherwise `what` says what is missing.
+    // Why the last start() failed.
     struct StartFailure {
-        bool conflict = false;
+        enum class Reason {
+            unavailable,   // no keyboard access; `what` says what is missing
+            shortcutTaken, // another program holds `what` ("Super+Tab"): see `holder`
+            noModifier,    // no key sits on the switch modifier; `what` names it ("Super")
+        };
+        Reason reason = Reason::unavailable;
         std::string what;
+        ShortcutHolder holder;
     };
 
     virtual ~KeyEventSource() = default;
@@ -40,6 +60,7 @@ public:
     virtual bool start(Handler handler) = 0;
     // Stops delivering; nothing is held afterwards. Safe to call when stopped.
     virtual void stop() = 0;
+    // Delivering, with the switch shortcut held.
     virtual bool running() const = 0;
     // Nothing after a successful start() or before the first one.
     virtual std::optional<StartFailure> lastFailure() const = 0;
@@ -47,6 +68,15 @@ public:
     // (Tab, letters, Escape, Space) and the release of the switch key. Called from the
     // handler's thread or the main thread; must not wait for the handler.
     virtual void setSessionKeys(bool wanted) = 0;
+
+    // The modifier the next start() grabs with; a running source keeps its own until then.
+    virtual void setSwitchModifier(SwitchModifier modifier) = 0;
+    // The modifier of the running source (or of the next start when stopped).
+    virtual SwitchModifier switchModifier() const = 0;
+    // While running: the switch shortcut was pressed but never arrived, because another
+    // program (the window manager) takes the modifier key for itself. Cleared when one
+    // arrives again.
+    virtual std::optional<ShortcutHolder> interceptedBy() const = 0;
 };
 
 } // namespace hopla

@@ -14,6 +14,9 @@ public:
     std::optional<StartFailure> refusal;
     std::vector<bool> sessionKeys; // every setSessionKeys call, in order
     int starts = 0;
+    SwitchModifier modifier = SwitchModifier::super;
+    // What interceptedBy() answers while running.
+    std::optional<ShortcutHolder> interceptor;
 
     bool start(Handler handler) override {
         ++starts;
@@ -28,6 +31,9 @@ public:
     bool running() const override { return static_cast<bool>(handler_); }
     std::optional<StartFailure> lastFailure() const override { return failure_; }
     void setSessionKeys(bool wanted) override { sessionKeys.push_back(wanted); }
+    void setSwitchModifier(SwitchModifier m) override { modifier = m; }
+    SwitchModifier switchModifier() const override { return modifier; }
+    std::optional<ShortcutHolder> interceptedBy() const override { return interceptor; }
 
     // Passes the event to the handler; unhandled (no handler) events pass.
     bool send(const KeyEvent& event) { return handler_ && handler_(event); }

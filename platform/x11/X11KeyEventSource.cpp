@@ -1,6 +1,7 @@
 #include "platform/x11/X11KeyEventSource.h"
 
 #include "core/VirtualKeys.h"
+#include "platform/x11/ShortcutHolders.h"
 #include "platform/x11/SwitchKeyGrabs.h"
 #include "platform/x11/XConnection.h"
 
@@ -8,7 +9,10 @@
 #define explicit explicit_field
 #include <xcb/xkb.h>
 #undef explicit
+#include <xcb/xinput.h>
 #include <xcb/xtest.h>
+
+#include <algorithm>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -20,6 +24,16 @@ namespace {
 
 constexpr std::uint8_t evdevOffset = 8;
 constexpr std::int64_t leftCommand = 55;
+constexpr std::int64_t rightCommand = 54;
+constexpr std::int64_t leftOption = 58;
+
+const char* modifierName(SwitchModifier m) {
+    return m == SwitchModifier::alt ? "Alt" : "Super";
+}
+
+bool contains(const std::vector<xcb_keycode_t>& keys, std::uint8_t keycode) {
+    return std::find(keys.begin(), keys.end(), keycode) != keys.end();
+}
 
 std::optional<std::int64_t> virtualKey(std::uint8_t keycode) {
     if (keycode < evdevOffset) {
@@ -65,17 +79,18 @@ bool X11KeyEventSource::start(Handler handler) {
     std::string error;
     x_ = XConnection::open(nullptr, &error);
     if (!x_) {
-        return fail({false, error});
+        return fail({StartFailure::Reason::unavailable, error, {}});
     }
     keyboard_ = readServerKeyboard(*x_, &error);
     if (!keyboard_) {
-        return fail({false, error});
+        return fail({StartFailure::Reason::unavailable, error, {}});
     }
-    auto grabbed = SwitchKeyGrabs::grab(*x_, *keyboard_, keyboard_->superMask);
-    if (auto* conflict = std::get_if<GrabConflict>(&grabbed)) {
-        return fail({true, conflict->combination.toStdString()});
+    active_ = requested_.load();
+    if (auto refused = grabSwitchKeys(*keyboard_)) {
+        return fail(std::move(*refused));
     }
-    grabs_ = std::make_unique<Grabs>(Grabs{std::move(std::get<SwitchKeyGrabs>(grabbed))});
+    windowManager_ = windowManagerHolder(*x_);
+    watchRawKeys();
     // Held keys repeat as presses without releases in between, so repeats are told apart.
     xcb_xkb_use_extension(x_->raw(), 1, 0);
     xcb_xkb_per_client_flags(x_->raw(), XCB_XKB_ID_USE_CORE_KBD,
@@ -99,10 +114,56 @@ bool X11KeyEventSource::start(Handler handler) {
     wantSession_ = 0;
     keyboardTaken_ = false;
     down_.reset();
+    rawDown_.reset();
+    tabAwaited_ = false;
+    intercepted_ = false;
     running_ = true;
     thread_ = std::thread([this] { run(); });
     pthread_setname_np(thread_.native_handle(), "hopla-keyboard");
     return true;
+}
+
+std::optional<KeyEventSource::StartFailure>
+X11KeyEventSource::grabSwitchKeys(const ServerKeyboard& keyboard) {
+    grabs_.reset();
+    grabsHeld_ = false;
+    const std::uint16_t mask = keyboard.maskOf(active_);
+    if (mask == 0) {
+        // Grabbing with no modifier would take the bare Tab from every application.
+        return StartFailure{StartFailure::Reason::noModifier, modifierName(active_), {}};
+    }
+    auto grabbed = SwitchKeyGrabs::grab(*x_, keyboard, mask);
+    if (auto* conflict = std::get_if<GrabConflict>(&grabbed)) {
+        return StartFailure{StartFailure::Reason::shortcutTaken,
+                            conflict->combination.toStdString(), findShortcutHolder(*x_)};
+    }
+    grabs_ = std::make_unique<Grabs>(Grabs{std::move(std::get<SwitchKeyGrabs>(grabbed))});
+    grabsHeld_ = true;
+    return std::nullopt;
+}
+
+void X11KeyEventSource::watchRawKeys() {
+    xcb_connection_t* c = x_->raw();
+    const xcb_query_extension_reply_t* xi = xcb_get_extension_data(c, &xcb_input_id);
+    if (!xi || !xi->present) {
+        return; // the trust check already insists on XInput 2.2; without it, no warning
+    }
+    xinputOpcode_ = xi->major_opcode;
+    const Reply<xcb_input_xi_query_version_reply_t> version(
+        xcb_input_xi_query_version_reply(c, xcb_input_xi_query_version(c, 2, 2), nullptr));
+    struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t bits;
+    } mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+           XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE};
+    xcb_input_xi_select_events(c, x_->root(), 1, &mask.head);
+}
+
+std::optional<ShortcutHolder> X11KeyEventSource::interceptedBy() const {
+    if (!running() || !intercepted_) {
+        return std::nullopt;
+    }
+    return windowManager_;
 }
 
 void X11KeyEventSource::stop() {
@@ -117,7 +178,8 @@ void X11KeyEventSource::stop() {
     ::close(wakeFd_);
     wakeFd_ = -1;
     grabs_.reset(); // releases the passive grabs
-    x_.reset();     // and closing the connection releases anything else
+    grabsHeld_ = false;
+    x_.reset(); // and closing the connection releases anything else
     handler_ = nullptr;
     running_ = false;
 }
@@ -173,12 +235,58 @@ bool X11KeyEventSource::isModifierKey(std::uint8_t keycode) const {
     return code && isModifierCode(*code);
 }
 
+bool X11KeyEventSource::isSwitchKey(std::uint8_t keycode) const {
+    return contains(keyboard_->keysOf(active_), keycode);
+}
+
+void X11KeyEventSource::handleRawKey(bool press, std::uint8_t keycode) {
+    // Only a Tab pressed with the switch modifier (and Shift at most) is ours to expect: a
+    // grab of ours covers exactly those combinations.
+    rawDown_.set(keycode, press);
+    if (!contains(keyboard_->tabKeys, keycode)) {
+        return;
+    }
+    if (press) {
+        bool modifier = false;
+        bool others = false;
+        for (std::size_t code = 0; code < rawDown_.size(); ++code) {
+            if (!rawDown_.test(code)) {
+                continue;
+            }
+            const auto key = static_cast<std::uint8_t>(code);
+            if (isSwitchKey(key)) {
+                modifier = true;
+            } else if (!contains(keyboard_->tabKeys, key) && !contains(keyboard_->shiftKeys, key)) {
+                others = true;
+            }
+        }
+        tabAwaited_ = modifier && !others;
+        return;
+    }
+    // The core events of a grabbed key come right after its raw press: by the raw release,
+    // a press that never came went to another client.
+    if (tabAwaited_) {
+        intercepted_ = true;
+    }
+    tabAwaited_ = false;
+}
+
 void X11KeyEventSource::handleEvent(const void* raw) {
     const auto* event = static_cast<const xcb_generic_event_t*>(raw);
     const std::uint8_t type = event->response_type & 0x7f;
     if (type == XCB_MAPPING_NOTIFY ||
         (xkbEventBase_ != 0 && event->response_type == xkbEventBase_)) {
         keyboardMappingChanged();
+        return;
+    }
+    if (type == XCB_GE_GENERIC && xinputOpcode_ != 0) {
+        const auto* rawKey = static_cast<const xcb_input_raw_key_press_event_t*>(raw);
+        if (rawKey->extension == xinputOpcode_ &&
+            (rawKey->event_type == XCB_INPUT_RAW_KEY_PRESS ||
+             rawKey->event_type == XCB_INPUT_RAW_KEY_RELEASE)) {
+            handleRawKey(rawKey->event_type == XCB_INPUT_RAW_KEY_PRESS,
+                         static_cast<std::uint8_t>(rawKey->detail));
+        }
         return;
     }
     if (type != XCB_KEY_PRESS && type != XCB_KEY_RELEASE) {
@@ -197,19 +305,36 @@ void X11KeyEventSource::handleEvent(const void* raw) {
         return;
     }
     if (isModifierCode(*code)) {
-        bool superHeld = false;
-        for (const xcb_keycode_t super : keyboard_->superKeys) {
-            superHeld |= down_.test(super);
+        // The switcher knows one switch modifier, in Command's place: the chosen one's keys
+        // speak as Command, and Super, when Alt is chosen, as Option.
+        bool held = false;
+        for (const xcb_keycode_t switchKey : keyboard_->keysOf(active_)) {
+            held |= down_.test(switchKey);
         }
-        handler_({KeyEvent::Type::flagsChanged, *code, superHeld, false, false, false});
+        std::int64_t as = *code;
+        if (isSwitchKey(key->detail)) {
+            as = leftCommand;
+        } else if (as == leftCommand || as == rightCommand) {
+            as = leftOption;
+        }
+        handler_({KeyEvent::Type::flagsChanged, as, held, false, false, false});
         return; // the server tracks modifier state itself: nothing to hand on
     }
+    if (tabAwaited_ && contains(keyboard_->tabKeys, key->detail)) {
+        tabAwaited_ = false; // it came: nobody took the modifier from us
+        intercepted_ = false;
+    }
     const std::uint16_t state = key->state;
+    const std::uint16_t switchMask = keyboard_->maskOf(active_);
+    const std::uint16_t otherMask =
+        keyboard_->maskOf(active_ == SwitchModifier::alt ? SwitchModifier::super
+                                                         : SwitchModifier::alt) |
+        XCB_MOD_MASK_CONTROL;
     const KeyEvent keyEvent{press ? KeyEvent::Type::keyDown : KeyEvent::Type::keyUp,
                             *code,
-                            (state & keyboard_->superMask) != 0,
+                            (state & switchMask) != 0,
                             (state & XCB_MOD_MASK_SHIFT) != 0,
-                            (state & (XCB_MOD_MASK_1 | XCB_MOD_MASK_CONTROL)) != 0,
+                            (state & otherMask & ~switchMask) != 0,
                             repeated};
     if (!handler_(keyEvent) && keyboardTaken_) {
         forward(type, key->detail);
@@ -223,13 +348,10 @@ void X11KeyEventSource::keyboardMappingChanged() {
     if (!keyboard) {
         return; // keep what we have; the next mapping change tries again
     }
-    grabs_.reset();
-    auto grabbed = SwitchKeyGrabs::grab(*x_, *keyboard, keyboard->superMask);
-    if (auto* held = std::get_if<SwitchKeyGrabs>(&grabbed)) {
-        grabs_ = std::make_unique<Grabs>(Grabs{std::move(*held)});
-    } else {
+    if (auto refused = grabSwitchKeys(*keyboard)) {
+        // No longer running: the next refresh starts afresh and reports why it cannot.
         std::lock_guard lock(failureMutex_);
-        failure_ = StartFailure{true, std::get<GrabConflict>(grabbed).combination.toStdString()};
+        failure_ = std::move(refused);
     }
     keyboard_ = std::move(keyboard);
     handler_({KeyEvent::Type::layoutChanged, 0, false, false, false, false});
@@ -255,7 +377,7 @@ void X11KeyEventSource::takeKeyboard() {
         return;
     }
     bool superHeld = false;
-    for (const xcb_keycode_t super : keyboard_->superKeys) {
+    for (const xcb_keycode_t super : keyboard_->keysOf(active_)) {
         superHeld |= (keys->keys[super / 8] >> (super % 8)) & 1;
     }
     for (int code = 0; code < 256; ++code) {

@@ -28,13 +28,16 @@ public:
 
     bool start(Handler handler) override;
     void stop() override;
-    bool running() const override { return running_; }
+    bool running() const override { return running_ && grabsHeld_; }
     void setSessionKeys(bool wanted) override;
 
     // Whether the session's keyboard grab is in place (every key comes here).
     bool holdsKeyboard() const { return keyboardHeld_; }
 
     std::optional<StartFailure> lastFailure() const override;
+    void setSwitchModifier(SwitchModifier modifier) override { requested_ = modifier; }
+    SwitchModifier switchModifier() const override { return running_ ? active_ : requested_; }
+    std::optional<ShortcutHolder> interceptedBy() const override;
 
     // The X server time of the latest key event seen (0 before the first): what a switch
     // the user just asked for passes to the window manager.
@@ -50,6 +53,11 @@ private:
     void keyboardMappingChanged();
     void forward(std::uint8_t type, std::uint8_t keycode);
     bool isModifierKey(std::uint8_t keycode) const;
+    bool isSwitchKey(std::uint8_t keycode) const;
+    // The switch grabs for the current keyboard and modifier; a failure when impossible.
+    std::optional<StartFailure> grabSwitchKeys(const ServerKeyboard& keyboard);
+    void watchRawKeys();
+    void handleRawKey(bool press, std::uint8_t keycode);
 
     Handler handler_;
     std::unique_ptr<XConnection> x_;
@@ -59,6 +67,16 @@ private:
     std::thread thread_;
     int wakeFd_ = -1;
     std::atomic<bool> running_ = false;
+    std::atomic<bool> grabsHeld_ = false; // lost when the keymap leaves no way to grab
+    std::atomic<SwitchModifier> requested_ = SwitchModifier::super;
+    std::atomic<SwitchModifier> active_ = SwitchModifier::super;
+    // Raw key events (XInput 2) arrive whatever holds a grab: they tell a Super+Tab that
+    // the window manager kept from us.
+    std::uint8_t xinputOpcode_ = 0;
+    std::bitset<256> rawDown_;
+    bool tabAwaited_ = false; // a switch Tab was pressed; its core event has not come
+    std::atomic<bool> intercepted_ = false;
+    ShortcutHolder windowManager_; // read at start, named when a switch Tab goes astray
     std::atomic<bool> stopping_ = false;
     std::atomic<int> wantSession_ = 0; // requested from any thread, applied on the event thread
     bool keyboardTaken_ = false;

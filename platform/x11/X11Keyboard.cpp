@@ -82,12 +82,21 @@ std::optional<ServerKeyboard> readServerKeyboard(XConnection& x, std::string* er
     const auto group =
         state ? xkb_state_serialize_layout(state.get(), XKB_STATE_LAYOUT_EFFECTIVE) : 0u;
 
-    ServerKeyboard keyboard{
-        *KeyboardLayout::adopt(keymap, group), keycodesFor(keymap, XKB_KEY_Tab), {}, 0, 0, 0};
+    ServerKeyboard keyboard{*KeyboardLayout::adopt(keymap, group)};
+    keyboard.tabKeys = keycodesFor(keymap, XKB_KEY_Tab);
     keyboard.superKeys = keycodesFor(keymap, XKB_KEY_Super_L);
     const auto right = keycodesFor(keymap, XKB_KEY_Super_R);
     keyboard.superKeys.insert(keyboard.superKeys.end(), right.begin(), right.end());
     keyboard.superMask = modifierOf(x, keyboard.superKeys);
+    for (const xkb_keysym_t shift : {XKB_KEY_Shift_L, XKB_KEY_Shift_R}) {
+        const auto keys = keycodesFor(keymap, shift);
+        keyboard.shiftKeys.insert(keyboard.shiftKeys.end(), keys.begin(), keys.end());
+    }
+    for (const xkb_keysym_t alt : {XKB_KEY_Alt_L, XKB_KEY_Alt_R, XKB_KEY_Meta_L}) {
+        const auto keys = keycodesFor(keymap, alt);
+        keyboard.altKeys.insert(keyboard.altKeys.end(), keys.begin(), keys.end());
+    }
+    keyboard.altMask = modifierOf(x, keyboard.altKeys);
     keyboard.numLockMask = modifierOf(x, keycodesFor(keymap, XKB_KEY_Num_Lock));
     keyboard.scrollLockMask = modifierOf(x, keycodesFor(keymap, XKB_KEY_Scroll_Lock));
     return keyboard;

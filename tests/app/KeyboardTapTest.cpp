@@ -105,7 +105,8 @@ TEST_F(KeyboardTapTest, StartDoesNothingWhileRunningAndReportsARefusal) {
     EXPECT_TRUE(tap.start());
     EXPECT_EQ(source.starts, starts);
     hopla::fake::FakeKeyEventSource refusing;
-    refusing.refusal = hopla::KeyEventSource::StartFailure{true, "Super+Tab"};
+    refusing.refusal = hopla::KeyEventSource::StartFailure{
+        hopla::KeyEventSource::StartFailure::Reason::shortcutTaken, "Super+Tab", {}};
     KeyboardTap refused(refusing, mainQueue, [] { return hopla::KeyboardLayout::fromNames({}); });
     EXPECT_FALSE(refused.start());
 }

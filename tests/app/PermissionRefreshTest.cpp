@@ -77,30 +77,63 @@ TEST_F(PermissionRefreshTest, LosingTrustStopsTheTapAndSaysWhyRegainingItStartsA
     EXPECT_TRUE(preferences.listening);
 }
 
-TEST_F(PermissionRefreshTest, ARivalHoldingTheShortcutIsNamedUntilItLetsGo) {
-    source.refusal = Failure{true, "Super+Tab"};
+TEST_F(PermissionRefreshTest, EachReasonTheTapCannotStartIsNamedUntilItGoesAway) {
+    using Reason = Failure::Reason;
+    using Kind = hopla::ShortcutHolder::Kind;
+    source.refusal = Failure{Reason::shortcutTaken, "Super+Tab", {Kind::unknown, "", false}};
     refresh.run();
     EXPECT_FALSE(source.running());
     EXPECT_EQ(preferences.conflictingApp, QStringLiteral("占用 Super+Tab 的程序"));
     EXPECT_FALSE(preferences.runtimeError) << "the conflict is the whole story";
     EXPECT_FALSE(preferences.listening);
 
+    source.refusal = Failure{Reason::shortcutTaken, "Super+Tab", {Kind::switcher, "alttab", false}};
+    refresh.run();
+    EXPECT_EQ(preferences.conflictingApp, QStringLiteral("alttab"));
+
+    source.refusal =
+        Failure{Reason::shortcutTaken, "Super+Tab", {Kind::windowManager, "Xfwm4", true}};
+    refresh.run();
+    EXPECT_FALSE(preferences.conflictingApp);
+    EXPECT_EQ(preferences.windowManagerConflict,
+              (hopla::WindowManagerConflict{"Xfwm4", "Super+Tab", false, true}));
+
+    source.refusal = Failure{Reason::noModifier, "Super", {}};
+    refresh.run();
+    EXPECT_FALSE(preferences.windowManagerConflict);
+    EXPECT_TRUE(preferences.runtimeError && preferences.runtimeError->contains("Super"));
+
+    source.refusal = Failure{Reason::unavailable, "no XInput", {}};
+    refresh.run();
+    EXPECT_EQ(preferences.runtimeError, QStringLiteral("键盘监听不可用，请检查权限后重启。"));
+    EXPECT_EQ(dismissals, 5);
+
     source.refusal.reset();
     refresh.run();
     EXPECT_TRUE(source.running());
-    EXPECT_FALSE(preferences.conflictingApp);
     EXPECT_TRUE(preferences.listening);
+    EXPECT_FALSE(preferences.runtimeError) << "the next refresh clears it";
+    EXPECT_FALSE(preferences.conflictingApp);
 }
 
-TEST_F(PermissionRefreshTest, ATapThatCannotStartForAnotherReasonPublishesTheKeyboardMessage) {
-    source.refusal = Failure{false, "no XInput"};
+TEST_F(PermissionRefreshTest, AWindowManagerTakingTheModifierAndANewShortcutAreTakenLive) {
     refresh.run();
-    EXPECT_EQ(preferences.runtimeError, QStringLiteral("键盘监听不可用，请检查权限后重启。"));
-    EXPECT_FALSE(preferences.conflictingApp);
-    EXPECT_EQ(dismissals, 1);
-    source.refusal.reset();
+    source.interceptor =
+        hopla::ShortcutHolder{hopla::ShortcutHolder::Kind::windowManager, "IceWM", false};
     refresh.run();
-    EXPECT_FALSE(preferences.runtimeError) << "the next refresh clears it";
+    EXPECT_TRUE(source.running()) << "keeps listening, so it notices when the key comes back";
+    ASSERT_TRUE(preferences.windowManagerConflict);
+    EXPECT_TRUE(preferences.windowManagerConflict->takesModifier);
+    EXPECT_EQ(preferences.windowManagerConflict->windowManager, "IceWM");
+
+    source.interceptor.reset();
+    const int starts = source.starts;
+    preferences.setSwitchModifier(hopla::SwitchModifier::alt);
+    refresh.run();
+    EXPECT_FALSE(preferences.windowManagerConflict);
+    EXPECT_EQ(source.modifier, hopla::SwitchModifier::alt);
+    EXPECT_EQ(source.starts, starts + 1) << "grabbed afresh with the new modifier";
+    EXPECT_EQ(settings.value("switchModifier").toString(), "alt");
 }
 
 } // namespace

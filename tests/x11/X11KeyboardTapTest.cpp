@@ -142,8 +142,12 @@ TEST_F(X11KeyboardTapTest, AnotherProgramHoldingSuperTabMakesStartFailWithTheCom
     EXPECT_FALSE(tap.start());
     const auto failure = source.lastFailure();
     ASSERT_TRUE(failure);
-    EXPECT_TRUE(failure->conflict);
+    EXPECT_EQ(failure->reason, Failure::Reason::shortcutTaken);
     EXPECT_EQ(failure->what, "Super+Tab");
+    // X11 names no holder: the window manager is the one to suspect when no switcher runs.
+    EXPECT_EQ(failure->holder.kind, hopla::ShortcutHolder::Kind::windowManager);
+    EXPECT_EQ(failure->holder.name, "Openbox");
+    EXPECT_FALSE(failure->holder.releasable);
 }
 
 } // namespace
