@@ -69,6 +69,8 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
     QObject::connect(
         app->appearance_.get(), &NativeAppAppearance::selectionChanged, &app->panel_->view(),
         [self] { self->panel_->view().setFallbackIcon(panelIcon(*self->appearance_)); });
+    app->workspace_->setIconSize(
+        qRound(SwitcherView::iconSize * qApp->devicePixelRatio())); // sharp on HiDPI screens
     app->switcher_ = std::make_unique<ApplicationSwitcherController>(
         *app->panel_, *app->workspace_, *app->windows_, app->scheduler_);
     app->tap_ = std::make_unique<KeyboardTap>(app->keys_, app->scheduler_, x11::readServerLayout);
@@ -196,6 +198,14 @@ AppController::~AppController() {
 
 void AppController::refresh() {
     permission_->run();
+    // What the settings card says goes to the log too, once per change: the reason switching
+    // does not work stays findable without opening the window.
+    const PermissionCardText card = permissionCardText(*preferences_);
+    const QString status = card.title + QStringLiteral(": ") + card.subtitle;
+    if (status != loggedStatus_) {
+        loggedStatus_ = status;
+        std::fprintf(stderr, "hopla: %s\n", qPrintable(status));
+    }
 }
 
 void AppController::reopen() {

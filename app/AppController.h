@@ -81,6 +81,7 @@ private:
     ScheduledTask settingsCapture_; // a task of its own: the first one is running when it is set
     ScheduledTask panelScreenshot_;
     ScheduledTask releaseRetry_;
+    QString loggedStatus_; // the settings card's text last written to the log
     Lifetime lifetime_;
 };
 

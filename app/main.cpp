@@ -1,5 +1,4 @@
 #include "app/AppController.h"
-#include "app/SettingsView.h"
 #include "app/SingleInstance.h"
 #include "app/Translations.h"
 
@@ -113,9 +112,5 @@ int main(int argc, char* argv[]) {
         return 1;
     }
     instance.onReopen = [&controller] { controller->reopen(); };
-    if (!options.preview && !controller->preferences().listening) {
-        std::fprintf(stderr, "hopla: not switching: %s\n",
-                     qPrintable(hopla::permissionCardText(controller->preferences()).subtitle));
-    }
     return application.exec();
 }

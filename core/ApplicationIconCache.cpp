@@ -1,19 +1,13 @@
 #include "core/ApplicationIconCache.h"
 
 #include <QFileInfo>
-#include <QGuiApplication>
 #include <QHashFunctions>
-#include <QIcon>
-#include <QImageReader>
-#include <QSettings>
 
 #include <unordered_set>
 
 namespace hopla {
 
 namespace {
-
-constexpr int iconSize = 80;
 
 std::size_t hashValue(std::size_t seed, const QString& text) {
     return qHash(text, seed);
@@ -76,8 +70,8 @@ std::optional<QImage> ApplicationIconCache::load(const ApplicationIconIdentity& 
         return hit;
     }
     QImage image;
-    if (identity.bundleURL && QFileInfo::exists(*identity.bundleURL)) {
-        image = fileIcon_ ? fileIcon_(*identity.bundleURL) : QImage();
+    if (fileIcon_ && identity.bundleURL && QFileInfo::exists(*identity.bundleURL)) {
+        image = fileIcon_(*identity.bundleURL);
     } else if (fallback) {
         image = fallback();
     }
@@ -87,27 +81,6 @@ std::optional<QImage> ApplicationIconCache::load(const ApplicationIconIdentity& 
     }
     icons_.insert_or_assign(identity, copy);
     return copy;
-}
-
-QImage ApplicationIconCache::defaultFileIcon(const QString& path) {
-    if (path.endsWith(QLatin1String(".desktop"))) {
-        // A desktop entry names its icon: a theme name, or an absolute path.
-        QSettings entry(path, QSettings::IniFormat);
-        const QString icon = entry.value(QStringLiteral("Desktop Entry/Icon")).toString();
-        if (icon.isEmpty()) {
-            return {};
-        }
-        if (QFileInfo(icon).isAbsolute()) {
-            return QImageReader(icon).read();
-        }
-        if (qobject_cast<QGuiApplication*>(
-                QCoreApplication::instance())) { // themes need a GUI application
-            return QIcon::fromTheme(icon).pixmap(iconSize, iconSize).toImage();
-        }
-        return {};
-    }
-    QImageReader reader(path);
-    return reader.canRead() ? reader.read() : QImage();
 }
 
 } // namespace hopla

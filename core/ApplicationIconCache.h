@@ -42,8 +42,10 @@ public:
     // Reads the icon of an installed application from its location; a null image when none.
     using FileIcon = std::function<QImage(const QString& path)>;
 
-    // The default reads a desktop entry's icon from the icon theme, or an image file as is.
-    explicit ApplicationIconCache(FileIcon fileIcon = defaultFileIcon);
+    // Without a file-icon reader every icon comes from the fallback, the application's own
+    // icon: on Linux the desktop owns the whole lookup (its entry's themed icon, the
+    // window's icon), and an executable on disk holds no image to read.
+    explicit ApplicationIconCache(FileIcon fileIcon = nullptr);
 
     // Drops every icon whose identity is not listed.
     void retain(const std::vector<ApplicationIconIdentity>& identities);
@@ -53,8 +55,6 @@ public:
                                const std::function<QImage()>& fallback);
     std::optional<QImage> cached(const ApplicationIconIdentity& identity) const;
     std::size_t size() const { return icons_.size(); }
-
-    static QImage defaultFileIcon(const QString& path);
 
 private:
     std::unordered_map<ApplicationIconIdentity, QImage, ApplicationIconIdentityHash> icons_;

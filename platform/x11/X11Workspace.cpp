@@ -1,13 +1,11 @@
 #include "platform/x11/X11Workspace.h"
 
 #include "platform/x11/ProcessInfo.h"
+#include "platform/x11/ThemedIcon.h"
 #include "platform/x11/WindowIcon.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <QGuiApplication>
-#include <QIcon>
-#include <QImageReader>
 #include <QProcess>
 
 #include <algorithm>
@@ -17,7 +15,6 @@ namespace hopla::x11 {
 
 namespace {
 
-constexpr int iconSize = 80;
 constexpr std::uint32_t iconPropertyLimit = 4 << 20; // bytes: a 1024×1024 icon
 constexpr std::uint32_t allDesktops = 0xFFFFFFFF;
 
@@ -81,22 +78,19 @@ bool X11Application::isActive() const {
 }
 
 QImage X11Application::icon() const {
+    // The icon users know from menus and docks comes first; then what the window itself
+    // offers, newest form first.
+    const int size = workspace_.iconSize_;
+    if (entry_) {
+        if (QImage themed = themedIcon(entry_->icon, size); !themed.isNull()) {
+            return themed;
+        }
+    }
     for (const auto& w : windows_) {
         if (const auto data = workspace_.x_->cardinals(w.id, workspace_.x_->ewmh()->_NET_WM_ICON,
                                                        XCB_ATOM_CARDINAL, iconPropertyLimit)) {
-            if (QImage image = imageFromWmIcon(*data, iconSize); !image.isNull()) {
+            if (QImage image = imageFromWmIcon(*data, size); !image.isNull()) {
                 return image;
-            }
-        }
-    }
-    if (entry_ && !entry_->icon.isEmpty()) {
-        if (QFileInfo(entry_->icon).isAbsolute()) {
-            return QImageReader(entry_->icon).read();
-        }
-        if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
-            if (QImage themed = QIcon::fromTheme(entry_->icon).pixmap(iconSize, iconSize).toImage();
-                !themed.isNull()) {
-                return themed;
             }
         }
     }

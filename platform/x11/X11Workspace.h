@@ -79,6 +79,9 @@ public:
     // The X server time of the user's latest input, sent with activation requests so the
     // window manager's focus-stealing prevention lets them through.
     void setUserTime(xcb_timestamp_t time) { userTime_ = time; }
+    // The size in device pixels icons are wanted at (the panel's tile at the screen's
+    // device pixel ratio): window icons are picked the nearest at or above it.
+    void setIconSize(int pixels) { iconSize_ = pixels; }
 
     // Re-reads the client list now; observers hear of applications that went away.
     void refresh();
@@ -102,6 +105,7 @@ private:
     DesktopEntries entries_;
     std::vector<std::shared_ptr<X11Application>> apps_; // in order of first appearance
     ProcessId lastActive_ = 0;
+    int iconSize_ = 80;
     xcb_timestamp_t userTime_ = XCB_CURRENT_TIME;
     xcb_timestamp_t lastServerTime_ = XCB_CURRENT_TIME;
     ObserverList<WorkspaceObserver> observers_;

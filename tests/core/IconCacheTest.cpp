@@ -62,6 +62,12 @@ TEST_F(IconCacheTest, MissingOrVanishedLocationsUseTheFallbackAndNothingIsCached
     EXPECT_EQ(cache.load(identity(13, std::nullopt), nullptr), std::nullopt);
     EXPECT_EQ(cache.size(), 1u);
     EXPECT_EQ(fileReads, 0);
+
+    // With no file-icon reader an application on disk still gets its own icon.
+    ApplicationIconCache ownIcons;
+    EXPECT_EQ(
+        ownIcons.load(identity(14, bundle), [] { return solid8(Qt::green); })->pixelColor(0, 0),
+        QColor(Qt::green));
 }
 
 TEST_F(IconCacheTest, KeepsAPrivateCopyOfTheImage) {

@@ -108,17 +108,55 @@ X11Desktop* X11Desktop::start(QString* error) {
                                  &mask);
     xcb_flush(desktop->watcher_->connection);
 
-    desktop->windowManager_ = std::make_unique<QProcess>();
-    desktop->windowManager_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    dieWithParent(*desktop->windowManager_);
-    desktop->windowManager_->start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
-    if (!desktop->windowManager_->waitForStarted(10000)) {
-        *error = "openbox did not start (is the openbox package installed?)";
+    desktop->windowManagerName_ = qEnvironmentVariable("HOPLA_TEST_WM", QStringLiteral("openbox"));
+    desktop->home_ = std::make_unique<QTemporaryDir>();
+    if (desktop->windowManagerName_ == QLatin1String("xfwm4")) {
+        // xfconfd is started by the bus on first use and keeps its store under this home.
+        qputenv("XDG_CONFIG_HOME", desktop->home_->filePath(QStringLiteral("config")).toUtf8());
+        desktop->bus_ = std::make_unique<QProcess>();
+        dieWithParent(*desktop->bus_);
+        desktop->bus_->start(QStringLiteral("dbus-daemon"),
+                             {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                              QStringLiteral("--print-address=1")});
+        if (!desktop->bus_->waitForReadyRead(10000)) {
+            *error = "dbus-daemon did not start (is the dbus package installed?)";
+            return nullptr;
+        }
+        qputenv("DBUS_SESSION_BUS_ADDRESS", desktop->bus_->readLine().trimmed());
+    }
+    if (desktop->windowManagerName_ == QLatin1String("icewm")) {
+        qputenv("ICEWM_PRIVCFG", desktop->home_->path().toUtf8());
+    }
+    if (!desktop->startWindowManager(error)) {
         return nullptr;
     }
-    // openbox announces itself before it redirects maps. It is ready once a probe window
-    // shows up in its client list; a probe mapped too early is mapped again.
-    xcb_connection_t* c = desktop->watcher_->connection;
+    singleton() = std::move(desktop);
+    return singleton().get();
+}
+
+QString X11Desktop::windowManagerConfig() const {
+    return windowManagerName_ == QLatin1String("icewm") ? home_->path() : QString();
+}
+
+bool X11Desktop::startWindowManager(QString* error) {
+    windowManager_ = std::make_unique<QProcess>();
+    windowManager_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    dieWithParent(*windowManager_);
+    QStringList arguments;
+    if (windowManagerName_ == QLatin1String("openbox")) {
+        arguments << QStringLiteral("--sm-disable");
+    } else if (windowManagerName_ == QLatin1String("xfwm4")) {
+        arguments << QStringLiteral("--sm-client-disable") << QStringLiteral("--compositor=off");
+    }
+    windowManager_->start(windowManagerName_, arguments);
+    if (!windowManager_->waitForStarted(10000)) {
+        *error = windowManagerName_ + " did not start (is its package installed?)";
+        return false;
+    }
+    // A window manager announces itself before it redirects maps. It is ready once a probe
+    // window shows up in its client list; a probe mapped too early is mapped again.
+    xcb_connection_t* c = watcher_->connection;
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
     const auto cookie = xcb_intern_atom(c, 0, 16, "_NET_CLIENT_LIST");
     xcb_intern_atom_reply_t* atomReply = xcb_intern_atom_reply(c, cookie, nullptr);
     const xcb_atom_t clientList = atomReply ? atomReply->atom : xcb_atom_t{XCB_ATOM_NONE};
@@ -144,16 +182,19 @@ X11Desktop* X11Desktop::start(QString* error) {
         xcb_unmap_window(c, probe);
         xcb_map_window(c, probe);
         xcb_flush(c);
-        ready = desktop->waitFor(probeManaged, std::chrono::milliseconds(200));
+        ready = waitFor(probeManaged, std::chrono::milliseconds(200));
     }
     xcb_destroy_window(c, probe);
     xcb_flush(c);
     if (!ready) {
-        *error = "openbox did not take over the display";
-        return nullptr;
+        *error = windowManagerName_ + " did not take over the display";
     }
-    singleton() = std::move(desktop);
-    return singleton().get();
+    return ready;
+}
+
+bool X11Desktop::restartWindowManager(QString* error) {
+    stop(windowManager_.get());
+    return startWindowManager(error);
 }
 
 X11Desktop::~X11Desktop() {
@@ -162,7 +203,7 @@ X11Desktop::~X11Desktop() {
     }
     clients_.clear();
     watcher_.reset();
-    for (auto* process : {windowManager_.get(), server_.get()}) {
+    for (auto* process : {windowManager_.get(), bus_.get(), server_.get()}) {
         if (process && process->state() != QProcess::NotRunning) {
             process->terminate();
             if (!process->waitForFinished(5000)) {
@@ -176,6 +217,10 @@ X11Desktop::~X11Desktop() {
 QProcess* X11Desktop::launch(const QString& program, const QStringList& arguments) {
     auto client = std::make_unique<QProcess>();
     client->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // Clients are real X clients, whatever platform the test itself renders on.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    client->setProcessEnvironment(environment);
     dieWithParent(*client);
     client->start(program, arguments);
     client->waitForStarted(10000);

@@ -3,6 +3,7 @@
 #include <QProcess>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 
 #include <chrono>
 #include <cstdint>
@@ -12,12 +13,21 @@
 
 namespace hopla::testing {
 
-// A private X display for one test program: Xvfb with openbox, started once, with DISPLAY
-// pointing at it. Clients started through it are stopped with it.
+// A private X display for one test program: Xvfb with a window manager (openbox unless
+// HOPLA_TEST_WM names xfwm4 or icewm), started once, with DISPLAY pointing at it. xfwm4
+// runs in a private D-Bus session with its own xfconf store; IceWM reads its settings from
+// a private folder. Clients started through it are stopped with it.
 class X11Desktop {
 public:
     // Starts the desktop, or says why it could not (the test then fails with that reason).
     static X11Desktop* start(QString* error);
+    // "openbox", "xfwm4" or "icewm".
+    const QString& windowManager() const { return windowManagerName_; }
+    // Where IceWM reads its preferences (ICEWM_PRIVCFG); empty for the others.
+    QString windowManagerConfig() const;
+    // Stops the window manager and starts it again (to read changed settings); false with
+    // the reason when it does not take over again.
+    bool restartWindowManager(QString* error);
     static X11Desktop* instance();
     // Stops the desktop and everything started on it.
     static void shutdown();
@@ -45,8 +55,13 @@ public:
 private:
     X11Desktop() = default;
 
+    bool startWindowManager(QString* error);
+
     QString display_;
+    QString windowManagerName_;
+    std::unique_ptr<QTemporaryDir> home_; // the window manager's and D-Bus's private files
     std::unique_ptr<QProcess> server_;
+    std::unique_ptr<QProcess> bus_;
     std::unique_ptr<QProcess> windowManager_;
     std::vector<std::unique_ptr<QProcess>> clients_;
     struct Watcher;

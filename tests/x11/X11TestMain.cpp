@@ -2,9 +2,9 @@
 // folder holding a desktop entry named in Chinese.
 #include "tests/support/X11Desktop.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QGuiApplication>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -12,7 +12,11 @@
 #include <cstring>
 
 int main(int argc, char** argv) {
-    QCoreApplication application(argc, argv);
+    // A GUI application, as Hopla is: icon themes need one (offscreen is enough).
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    QGuiApplication application(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     if (hopla::testing::onlyListingTests(argc, argv)) {
         return RUN_ALL_TESTS();

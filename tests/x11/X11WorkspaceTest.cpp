@@ -205,6 +205,25 @@ TEST_F(X11WorkspaceTest, OpeningARunningApplicationBringsItForwardAndStartsNoCop
     EXPECT_EQ(countCopies(), before);
 }
 
+TEST_F(X11WorkspaceTest, RealApplicationsShowTheirOwnIcons) {
+    // xterm's entry names an SVG in hicolor, SpeedCrunch's a file in the pixmaps folder (its
+    // window sets no icon), galculator's a themed PNG; xcalc has neither entry nor window
+    // icon, only the WM_HINTS pixmap.
+    std::vector<QImage> icons;
+    for (const char* program : {"xterm", "speedcrunch", "galculator"}) {
+        QProcess* process = desktop.launch(QString::fromLatin1(program), {});
+        const auto pid = static_cast<ProcessId>(process->processId());
+        ASSERT_TRUE(desktop.waitFor([&] { return app(pid) != nullptr; })) << program;
+        const QImage icon = app(pid)->icon();
+        ASSERT_FALSE(icon.isNull()) << program << " shows no icon of its own";
+        EXPECT_GE(icon.width(), 32) << program;
+        for (const QImage& other : icons) {
+            EXPECT_NE(icon, other) << program << " shows another application's icon";
+        }
+        icons.push_back(icon);
+    }
+}
+
 TEST_F(X11WorkspaceTest, BadPropertiesAndVanishedWindowsAreSkipped) {
     // A malformed icon is ignored (the window manager may then offer its own default).
     const Client bad = client({"--bad-icon", "--class", "bad,Bad"});
