@@ -102,15 +102,24 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
 
 void AppController::launch() {
     appearance_->applyApplicationIcon();
-    const bool desktopDark = desktopPrefersDark();
+    colorScheme_ = std::make_unique<DesktopColorScheme>();
+    const bool desktopDark = colorScheme_->dark();
     applyAppearance(preferences_->appearance(), desktopDark);
     if (options_.preview && (options_.dark || options_.light)) {
         applyAppearance(options_.light ? AppAppearance::light : AppAppearance::dark, desktopDark);
     }
-    preferences_->applyAppearance = [desktopDark](AppAppearance appearance) {
-        applyAppearance(appearance, desktopDark);
+    preferences_->applyAppearance = [this](AppAppearance appearance) {
+        applyAppearance(appearance, colorScheme_->dark());
     };
     buildMenu(desktopDark);
+    // "跟随系统" and the tray's ink follow the desktop while Hopla runs.
+    QObject::connect(colorScheme_.get(), &DesktopColorScheme::changed, colorScheme_.get(),
+                     [this](bool dark) {
+                         statusMenu_->setInk(trayInk(dark));
+                         if (!options_.preview || !(options_.dark || options_.light)) {
+                             applyAppearance(preferences_->appearance(), dark);
+                         }
+                     });
     preferences_->onEnabledChanged = [this] {
         switcher_->dismiss();
         refresh();

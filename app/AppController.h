@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ColorScheme.h"
 #include "app/KeyboardTap.h"
 #include "app/LaunchOptions.h"
 #include "app/PermissionRefresh.h"
@@ -64,6 +65,7 @@ private:
     x11::TrustReport trust_; // the server's extensions do not change while connected
     QtScheduler scheduler_;
     std::unique_ptr<NativeAppAppearance> appearance_;
+    std::unique_ptr<DesktopColorScheme> colorScheme_;
     std::unique_ptr<XdgAutostart> autostart_;
     std::unique_ptr<Preferences> preferences_;
     std::unique_ptr<x11::X11Workspace> workspace_;

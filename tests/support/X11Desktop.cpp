@@ -214,9 +214,10 @@ X11Desktop::~X11Desktop() {
     }
 }
 
-QProcess* X11Desktop::launch(const QString& program, const QStringList& arguments) {
+QProcess* X11Desktop::launch(const QString& program, const QStringList& arguments,
+                             QProcess::ProcessChannelMode channels) {
     auto client = std::make_unique<QProcess>();
-    client->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    client->setProcessChannelMode(channels);
     // Clients are real X clients, whatever platform the test itself renders on.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));

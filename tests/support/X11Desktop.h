@@ -36,7 +36,8 @@ public:
     const QString& display() const { return display_; }
 
     // Starts a client on the desktop; it is stopped when the test program ends.
-    QProcess* launch(const QString& program, const QStringList& arguments);
+    QProcess* launch(const QString& program, const QStringList& arguments,
+                     QProcess::ProcessChannelMode channels = QProcess::ForwardedErrorChannel);
     // Stops one client and waits (bounded) for its process to end.
     void stop(QProcess* client);
 
