@@ -40,6 +40,28 @@ bool desktopPrefersDark() {
     return qEnvironmentVariable("GTK_THEME").endsWith(QStringLiteral(":dark"));
 }
 
+DesktopColorScheme::DesktopColorScheme()
+    : dark_(desktopPrefersDark()) {
+    QDBusConnection::sessionBus().connect(QStringLiteral("org.freedesktop.portal.Desktop"),
+                                          QStringLiteral("/org/freedesktop/portal/desktop"),
+                                          QStringLiteral("org.freedesktop.portal.Settings"),
+                                          QStringLiteral("SettingChanged"), this,
+                                          SLOT(settingChanged(QString, QString, QDBusVariant)));
+}
+
+void DesktopColorScheme::settingChanged(const QString& group, const QString& key,
+                                        const QDBusVariant& value) {
+    if (group != QLatin1String("org.freedesktop.appearance") ||
+        key != QLatin1String("color-scheme")) {
+        return;
+    }
+    const bool dark = unwrap(value.variant()).toUInt() == 1;
+    if (dark != dark_) {
+        dark_ = dark;
+        emit changed(dark);
+    }
+}
+
 QPalette lightPalette() {
     const std::unique_ptr<QStyle> fusion(QStyleFactory::create(QStringLiteral("Fusion")));
     QPalette palette = fusion ? fusion->standardPalette() : QPalette();

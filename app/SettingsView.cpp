@@ -58,11 +58,12 @@ QLabel* keyCap(const QString& caption, QWidget* parent) {
 }
 
 QString versionText() {
+    const QString build = QStringLiteral(HOPLA_BUILD_NUMBER);
     return localized("版本 %1（%2）")
         .arg(QCoreApplication::applicationVersion().isEmpty()
                  ? QStringLiteral("—")
                  : QCoreApplication::applicationVersion(),
-             QStringLiteral("—"));
+             build.isEmpty() ? QStringLiteral("—") : build);
 }
 
 } // namespace

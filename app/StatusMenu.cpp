@@ -41,6 +41,10 @@ void StatusMenu::setVisible(bool visible) {
     tray_->setVisible(visible);
 }
 
+void StatusMenu::setInk(const QColor& ink) {
+    tray_->setIcon(icon(ink));
+}
+
 QIcon StatusMenu::icon(const QColor& ink) {
     QIcon icon;
     for (int pixels : {16, 20, 22, 24, 32, 40, 48, 64}) {

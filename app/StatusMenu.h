@@ -27,6 +27,8 @@ public:
     // Shows or hides the tray icon; nothing shows where the desktop has no tray.
     void setVisible(bool visible);
     static QIcon icon(const QColor& ink);
+    // Redraws the rabbit, when the desktop's colours changed.
+    void setInk(const QColor& ink);
 
     QMenu& menu() { return *menu_; }
     QAction& enabledItem() { return *enabledItem_; }

@@ -38,7 +38,7 @@ public:
     QAccessible::State state() const override {
         QAccessible::State s;
         s.selectable = true;
-        s.selected = view_ && view_->tileLabel(index_).endsWith(QStringLiteral("，已选中"));
+        s.selected = view_ && view_->isTileSelected(index_);
         return s;
     }
 

@@ -55,7 +55,10 @@ SwitcherView::SwitcherView(PanelModel& model, std::function<QColor()> accent, bo
     , fallbackIcon_(std::move(fallbackIcon)) {
     setAttribute(Qt::WA_OpaquePaintEvent, false);
     setFocusPolicy(Qt::NoFocus);
-    setMouseTracking(false);
+    // The failure mark's tool tip: hovering must reach the view, and the panel never becomes
+    // the active window, which is where Qt shows tool tips otherwise.
+    setMouseTracking(true);
+    setAttribute(Qt::WA_AlwaysShowToolTips);
     installSwitcherAccessibility();
     connect(&model_, &PanelModel::changed, this, &SwitcherView::modelChanged);
 }
@@ -104,6 +107,12 @@ QRect SwitcherView::badgeRect(int index) const {
     return QRect(icon.center().x() - size.width() / 2,
                  icon.bottom() + 1 + iconBottomPadding - size.height(), size.width(),
                  size.height());
+}
+
+bool SwitcherView::isTileSelected(int index) const {
+    const auto& apps = model_.session().apps();
+    return index >= 0 && index < static_cast<int>(apps.size()) &&
+           model_.session().selectedID() == apps[static_cast<std::size_t>(index)].id;
 }
 
 QString SwitcherView::tileLabel(int index) const {

@@ -43,6 +43,7 @@ public:
     QRect badgeRect(int index) const;
     // The accessible label of tile i: name, badge and whether it is selected.
     QString tileLabel(int index) const;
+    bool isTileSelected(int index) const;
     // How far the row is scrolled to the left.
     int scrollOffset() const { return scroll_; }
 
