@@ -72,8 +72,8 @@
         <translation>Quit %1 first so the shortcut is not handled twice.</translation>
     </message>
     <message>
-        <source>按下 ⌘ Tab，试试你的第一个字母。</source>
-        <translation>Press Super+Tab and try your first letter.</translation>
+        <source>按下 %1 Tab，试试你的第一个字母。</source>
+        <translation>Press %1+Tab and try your first letter.</translation>
     </message>
     <message>
         <source>开启应用切换后，即可使用快捷键。</source>
@@ -92,23 +92,23 @@
         <translation>Enable app switching</translation>
     </message>
     <message>
-        <source>用 Hopla 接管 ⌘ Tab</source>
-        <translation>Let Hopla handle Super+Tab</translation>
+        <source>用 Hopla 接管 %1 Tab</source>
+        <translation>Let Hopla handle %1+Tab</translation>
     </message>
     <message>
         <source>登录时自动启动</source>
         <translation>Start at login</translation>
     </message>
     <message>
-        <source>已请求启动，等待你在系统设置中批准</source>
-        <translation>Requested; waiting for your approval in the system settings</translation>
+        <source>已请求启动，等待你在桌面设置中批准</source>
+        <translation>Requested; waiting for your approval in the desktop settings</translation>
     </message>
     <message>
         <source>让快捷切换随时待命</source>
         <translation>Keep quick switching ready at all times</translation>
     </message>
     <message>
-        <source>显示菜单栏图标</source>
+        <source>显示托盘图标</source>
         <translation>Show the tray icon</translation>
     </message>
     <message>
@@ -140,8 +140,8 @@
         <translation>At your fingertips</translation>
     </message>
     <message>
-        <source>按住 ⌘，按 Tab 唤出应用</source>
-        <translation>Hold Super and press Tab to call up your apps</translation>
+        <source>按住 %1，按 Tab 唤出应用</source>
+        <translation>Hold %1 and press Tab to call up your apps</translation>
     </message>
     <message>
         <source>输入首字母跳转，中文自动取拼音</source>
@@ -184,14 +184,62 @@
         <translation>Hopla needs an X11 session whose server offers XInput 2.2 and XTEST.</translation>
     </message>
     <message>
-        <source>无法更新登录项，请将 Hopla 放入「应用程序」后重试。
+        <source>无法更新登录项，请检查自动启动文件夹 ~/.config/autostart 后重试。
 %1</source>
-        <translation>The login item could not be updated. Check that Hopla is installed and try again.
+        <translation>The login item could not be updated. Check the autostart folder ~/.config/autostart and try again.
 %1</translation>
     </message>
     <message>
         <source>仅保存在本机</source>
         <translation>Saved on this computer only</translation>
+    </message>
+    <message>
+        <source>%1 拦截了 %2 键</source>
+        <translation>%1 takes the %2 key</translation>
+    </message>
+    <message>
+        <source>%1 占用了 %2</source>
+        <translation>%1 holds %2</translation>
+    </message>
+    <message>
+        <source>IceWM 的 Win95Keys 选项让它独占 Super 键：在 ~/.icewm/preferences 中写入 Win95Keys=0 并重启 IceWM，或者在下方改用 Alt+Tab。</source>
+        <translation>IceWM keeps the Super key for itself (its Win95Keys option): write Win95Keys=0 in ~/.icewm/preferences and restart IceWM, or switch to Alt+Tab below.</translation>
+    </message>
+    <message>
+        <source>按下的 %1 没有到达 Hopla：请在 %2 的设置中取消它对这个修饰键的占用，或者在下方换用另一个快捷键。</source>
+        <translation>%1 never reaches Hopla: stop %2 from taking this modifier in its settings, or choose another shortcut below.</translation>
+    </message>
+    <message>
+        <source>这是窗口管理器自己的快捷键。点“释放快捷键”，Hopla 会在 %1 的键盘快捷键设置里移除它。</source>
+        <translation>This is the window manager's own shortcut. Click “Release shortcut” and Hopla removes it from the keyboard shortcuts of %1.</translation>
+    </message>
+    <message>
+        <source>这是窗口管理器自己的快捷键：在 ~/.config/openbox/rc.xml 的 &lt;keyboard&gt; 中删除 %1 的 &lt;keybind&gt;，再运行 openbox --reconfigure；或者在下方换用另一个快捷键。</source>
+        <translation>This is the window manager's own shortcut: remove the &lt;keybind&gt; of %1 from &lt;keyboard&gt; in ~/.config/openbox/rc.xml and run openbox --reconfigure, or choose another shortcut below.</translation>
+    </message>
+    <message>
+        <source>这是窗口管理器自己的快捷键：请在 %1 的键盘快捷键设置中移除 %2，或者在下方换用另一个快捷键。</source>
+        <translation>This is the window manager's own shortcut: remove %2 in the keyboard shortcuts of %1, or choose another shortcut below.</translation>
+    </message>
+    <message>
+        <source>释放快捷键</source>
+        <translation>Release shortcut</translation>
+    </message>
+    <message>
+        <source>切换快捷键</source>
+        <translation>Switching shortcut</translation>
+    </message>
+    <message>
+        <source>窗口管理器不占用 Alt+Tab 时，也可以改用它</source>
+        <translation>Alt+Tab works too where the window manager leaves it free</translation>
+    </message>
+    <message>
+        <source>键盘上没有键被映射为 %1 修饰键，切换无法开始。请检查键盘布局设置。</source>
+        <translation>No key on this keyboard is mapped to the %1 modifier, so switching cannot start. Check the keyboard layout settings.</translation>
+    </message>
+    <message>
+        <source>无法释放 %1 的快捷键：%2</source>
+        <translation>Could not release the shortcut of %1: %2</translation>
     </message>
 </context>
 </TS>
