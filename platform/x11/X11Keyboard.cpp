@@ -82,7 +82,7 @@ std::optional<ServerKeyboard> readServerKeyboard(XConnection& x, std::string* er
     const auto group =
         state ? xkb_state_serialize_layout(state.get(), XKB_STATE_LAYOUT_EFFECTIVE) : 0u;
 
-    ServerKeyboard keyboard{*KeyboardLayout::adopt(keymap, group)};
+    ServerKeyboard keyboard{*KeyboardLayout::adopt(keymap, group), {}, {}, 0, {}, {}, 0, 0, 0};
     keyboard.tabKeys = keycodesFor(keymap, XKB_KEY_Tab);
     keyboard.superKeys = keycodesFor(keymap, XKB_KEY_Super_L);
     const auto right = keycodesFor(keymap, XKB_KEY_Super_R);
