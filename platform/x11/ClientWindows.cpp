@@ -205,25 +205,33 @@ void fillPidsFromResources(XConnection& x, std::vector<ClientWindow>& windows) {
 
 } // namespace
 
-std::optional<std::vector<ClientWindow>> readClientWindows(XConnection& x) {
-    const auto list = x.cardinals(x.root(), x.ewmh()->_NET_CLIENT_LIST, XCB_ATOM_WINDOW, listLimit);
-    if (!list) {
-        return std::nullopt;
-    }
+std::optional<std::vector<xcb_window_t>> readClientList(XConnection& x) {
+    return x.cardinals(x.root(), x.ewmh()->_NET_CLIENT_LIST, XCB_ATOM_WINDOW, listLimit);
+}
+
+std::vector<ClientWindow> readClientWindows(XConnection& x, const std::vector<xcb_window_t>& list) {
     std::vector<Requests> requests;
-    requests.reserve(list->size());
-    for (const xcb_window_t w : *list) {
+    requests.reserve(list.size());
+    for (const xcb_window_t w : list) {
         requests.push_back(request(x, w));
     }
     std::vector<ClientWindow> windows;
-    windows.reserve(list->size());
-    for (std::size_t i = 0; i < list->size(); ++i) {
-        if (auto c = collect(x, (*list)[i], requests[i])) {
+    windows.reserve(list.size());
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        if (auto c = collect(x, list[i], requests[i])) {
             windows.push_back(std::move(*c));
         }
     }
     fillPidsFromResources(x, windows);
     return windows;
+}
+
+std::optional<std::vector<ClientWindow>> readClientWindows(XConnection& x) {
+    const auto list = readClientList(x);
+    if (!list) {
+        return std::nullopt;
+    }
+    return readClientWindows(x, *list);
 }
 
 std::optional<ClientWindow> readClientWindow(XConnection& x, xcb_window_t window) {

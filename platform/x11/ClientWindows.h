@@ -31,6 +31,12 @@ struct ClientWindow {
 // (no EWMH window manager).
 std::optional<std::vector<ClientWindow>> readClientWindows(XConnection& x);
 
+// _NET_CLIENT_LIST, in its order; nothing when unreadable.
+std::optional<std::vector<xcb_window_t>> readClientList(XConnection& x);
+
+// Reads the given windows the same way, batched, leaving out those that vanished.
+std::vector<ClientWindow> readClientWindows(XConnection& x, const std::vector<xcb_window_t>& list);
+
 // Reads one window the same way; nothing when it no longer exists.
 std::optional<ClientWindow> readClientWindow(XConnection& x, xcb_window_t window);
 

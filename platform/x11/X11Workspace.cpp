@@ -9,6 +9,7 @@
 #include <QProcess>
 
 #include <algorithm>
+#include <set>
 #include <unistd.h>
 
 namespace hopla::x11 {
@@ -206,7 +207,7 @@ X11Workspace::X11Workspace(std::unique_ptr<XConnection> x, std::unique_ptr<XConn
     loginSession_ = std::make_unique<LoginSession>(
         [this] { observers_.notify(&WorkspaceObserver::sessionResignedActive); });
     refresh();
-    if (const auto active = owner(readActiveWindow(*x_))) {
+    if (const auto active = owner(active_)) {
         lastActive_ = active->pid_;
     }
 }
@@ -218,14 +219,69 @@ bool X11Workspace::connectionLost() const {
 }
 
 void X11Workspace::refresh() {
-    std::vector<ClientWindow> windows;
-    if (!connectionLost()) {
-        windows = readClientWindows(*x_).value_or(std::vector<ClientWindow>{});
+    listStale_ = true;
+    activeStale_ = true;
+    for (const auto& [window, read] : windows_) {
+        staleWindows_.insert(window);
     }
+    update();
+}
+
+void X11Workspace::update() {
+    if (connectionLost()) {
+        clientList_.clear();
+        windows_.clear();
+        staleWindows_.clear();
+        active_ = XCB_WINDOW_NONE;
+        regroup();
+        return;
+    }
+    if (!listStale_ && staleWindows_.empty() && !activeStale_) {
+        return; // nothing changed since the last look: no round trip
+    }
+    if (listStale_) {
+        listStale_ = false;
+        clientList_ = readClientList(*x_).value_or(std::vector<xcb_window_t>{});
+        const std::set<xcb_window_t> listed(clientList_.begin(), clientList_.end());
+        std::erase_if(windows_, [&](const auto& entry) { return !listed.contains(entry.first); });
+        const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        for (const xcb_window_t w : clientList_) {
+            if (!windows_.contains(w)) {
+                // Changes to it are told from now on; it is read after asking for them.
+                xcb_change_window_attributes(events_->raw(), w, XCB_CW_EVENT_MASK, &mask);
+                staleWindows_.insert(w);
+            }
+        }
+        xcb_flush(events_->raw());
+    }
+    if (!staleWindows_.empty()) {
+        const std::vector<xcb_window_t> stale(staleWindows_.begin(), staleWindows_.end());
+        staleWindows_.clear();
+        for (const xcb_window_t w : stale) {
+            windows_.erase(w); // a window that vanished meanwhile stays out
+        }
+        for (auto& read : readClientWindows(*x_, stale)) {
+            if (std::find(clientList_.begin(), clientList_.end(), read.id) != clientList_.end()) {
+                windows_.insert_or_assign(read.id, std::move(read));
+            }
+        }
+    }
+    if (activeStale_) {
+        activeStale_ = false;
+        active_ = readActiveWindow(*x_);
+    }
+    regroup();
+}
+
+void X11Workspace::regroup() {
     std::map<ProcessId, std::vector<ClientWindow>> byApp;
     std::vector<ProcessId> order;
-    for (auto& w : windows) {
-        const ProcessId id = applicationIdOf(w);
+    for (const xcb_window_t w : clientList_) {
+        const auto read = windows_.find(w);
+        if (read == windows_.end()) {
+            continue;
+        }
+        const ProcessId id = applicationIdOf(read->second);
         if (id == self_) {
             continue; // Hopla's own windows never count
         }
@@ -233,7 +289,7 @@ void X11Workspace::refresh() {
         if (list.empty()) {
             order.push_back(id);
         }
-        list.push_back(std::move(w));
+        list.push_back(read->second);
     }
 
     std::vector<std::shared_ptr<X11Application>> gone;
@@ -281,7 +337,7 @@ std::shared_ptr<X11Application> X11Workspace::owner(xcb_window_t window) {
 }
 
 std::vector<RunningApplicationPtr> X11Workspace::runningApplications() {
-    refresh();
+    drainEvents(); // what the server already told: no round trip unless something changed
     return {apps_.begin(), apps_.end()};
 }
 
@@ -289,7 +345,7 @@ std::vector<ProcessId> X11Workspace::stackingOrder() {
     if (connectionLost()) {
         return {};
     }
-    refresh();
+    drainEvents();
     const auto stacking = readStacking(*x_).value_or(std::vector<xcb_window_t>{});
     std::vector<ProcessId> order;
     for (auto it = stacking.rbegin(); it != stacking.rend(); ++it) { // topmost first
@@ -306,11 +362,11 @@ RunningApplicationPtr X11Workspace::frontmostApplication() {
     if (connectionLost()) {
         return nullptr;
     }
-    const xcb_window_t active = readActiveWindow(*x_);
-    auto app = owner(active);
-    if (!app && active != XCB_WINDOW_NONE) {
+    drainEvents();
+    auto app = owner(active_);
+    if (!app && active_ != XCB_WINDOW_NONE) {
         refresh(); // a window newer than the last look
-        app = owner(active);
+        app = owner(active_);
     }
     if (app) {
         noteActive(app);
@@ -319,7 +375,7 @@ RunningApplicationPtr X11Workspace::frontmostApplication() {
 }
 
 RunningApplicationPtr X11Workspace::application(ProcessId id) {
-    refresh();
+    drainEvents();
     const auto it =
         std::find_if(apps_.begin(), apps_.end(), [id](const auto& a) { return a->pid_ == id; });
     return it == apps_.end() ? nullptr : *it;
@@ -330,7 +386,7 @@ void X11Workspace::openApplication(const QString& bundleLocation, std::optional<
     // Opening an application that runs brings it forward rather than starting a copy (on
     // X11 a second launch of most programs opens a new instance). Only an application
     // with no window left is launched.
-    refresh();
+    drainEvents();
     for (const auto& app : apps_) {
         if (running && app->pid_ == *running && !app->windows_.empty()) {
             const bool forward = app->forceForward();
@@ -363,29 +419,34 @@ Subscription X11Workspace::observe(WorkspaceObserver observer) {
 
 void X11Workspace::drainEvents() {
     if (connectionLost()) {
-        notifier_->setEnabled(false);
+        if (notifier_->isEnabled()) {
+            notifier_->setEnabled(false);
+            update(); // every application has gone with the connection
+        }
         return;
     }
-    bool clientsChanged = false;
     bool activeChanged = false;
     bool desktopChanged = false;
+    auto* e = x_->ewmh();
     while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(events_->raw())}) {
         if ((event->response_type & 0x7f) != XCB_PROPERTY_NOTIFY) {
             continue;
         }
         const auto* property = reinterpret_cast<const xcb_property_notify_event_t*>(event.get());
+        lastServerTime_ = property->time;
         if (property->window != x_->root()) {
+            if (windows_.contains(property->window)) {
+                staleWindows_.insert(property->window); // a name, state or hint changed
+            }
             continue;
         }
-        lastServerTime_ = property->time;
-        auto* e = x_->ewmh();
-        clientsChanged |= property->atom == e->_NET_CLIENT_LIST;
+        listStale_ |= property->atom == e->_NET_CLIENT_LIST;
         activeChanged |= property->atom == e->_NET_ACTIVE_WINDOW;
         desktopChanged |= property->atom == e->_NET_CURRENT_DESKTOP;
     }
-    if (clientsChanged) {
-        refresh();
-    }
+    const bool clientsChanged = listStale_;
+    activeStale_ |= activeChanged;
+    update();
     if (activeChanged || clientsChanged) {
         handleActiveWindowChange();
     }
@@ -395,14 +456,13 @@ void X11Workspace::drainEvents() {
 }
 
 void X11Workspace::handleActiveWindowChange() {
-    const xcb_window_t active = readActiveWindow(*x_);
-    if (active == XCB_WINDOW_NONE) {
+    if (active_ == XCB_WINDOW_NONE) {
         return; // focus is between windows: wait for where it lands
     }
-    auto app = owner(active);
+    auto app = owner(active_);
     if (!app) {
         refresh();
-        app = owner(active);
+        app = owner(active_);
     }
     if (app) {
         noteActive(app);

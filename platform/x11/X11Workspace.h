@@ -12,6 +12,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 namespace hopla::x11 {
@@ -83,7 +84,10 @@ public:
     // device pixel ratio): window icons are picked the nearest at or above it.
     void setIconSize(int pixels) { iconSize_ = pixels; }
 
-    // Re-reads the client list now; observers hear of applications that went away.
+    // Re-reads every window now; observers hear of applications that went away. Otherwise
+    // the applications are kept up to date from the server's notifications (client list,
+    // active window, and property changes of every client window), so asking for them
+    // costs no round trip unless something changed.
     void refresh();
     bool connectionLost() const;
 
@@ -91,6 +95,9 @@ private:
     friend class X11Application;
     X11Workspace(std::unique_ptr<XConnection> x, std::unique_ptr<XConnection> events);
     void drainEvents();
+    // Reads what the notifications marked as changed, then regroups the applications.
+    void update();
+    void regroup();
     void handleActiveWindowChange();
     // Tells observers when the active application differs from the one last noted. Called
     // on every read of the active window, so what observers hear matches what was read.
@@ -104,6 +111,12 @@ private:
     ProcessId self_;
     DesktopEntries entries_;
     std::vector<std::shared_ptr<X11Application>> apps_; // in order of first appearance
+    std::vector<xcb_window_t> clientList_;              // _NET_CLIENT_LIST as last read
+    std::map<xcb_window_t, ClientWindow> windows_;      // what was read of each client
+    std::set<xcb_window_t> staleWindows_;               // changed since they were read
+    bool listStale_ = true;
+    bool activeStale_ = true;
+    xcb_window_t active_ = XCB_WINDOW_NONE;
     ProcessId lastActive_ = 0;
     int iconSize_ = 80;
     xcb_timestamp_t userTime_ = XCB_CURRENT_TIME;

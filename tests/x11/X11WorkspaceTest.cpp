@@ -224,6 +224,63 @@ TEST_F(X11WorkspaceTest, RealApplicationsShowTheirOwnIcons) {
     }
 }
 
+TEST_F(X11WorkspaceTest, TheListKeptFromNotificationsMatchesAFreshReadThroughEveryChange) {
+    // What the workspace holds, against what the server says now.
+    const auto kept = [&] {
+        QStringList seen;
+        for (const auto& a : workspace->runningApplications()) {
+            for (const auto& w : static_cast<const hopla::x11::X11Application&>(*a).windows()) {
+                seen << QString("%1 %2 %3 %4")
+                            .arg(w.id)
+                            .arg(w.title)
+                            .arg(w.minimized)
+                            .arg(a->processId());
+            }
+        }
+        seen.sort();
+        return seen;
+    };
+    const auto fresh = [&] {
+        QStringList seen;
+        auto x = hopla::x11::XConnection::open(nullptr, nullptr);
+        for (const auto& w :
+             hopla::x11::readClientWindows(*x).value_or(std::vector<hopla::x11::ClientWindow>{})) {
+            if (w.pid != static_cast<ProcessId>(QCoreApplication::applicationPid())) {
+                seen << QString("%1 %2 %3 %4")
+                            .arg(w.id)
+                            .arg(w.title)
+                            .arg(w.minimized)
+                            .arg(w.pid.value_or(0));
+            }
+        }
+        seen.sort();
+        return seen;
+    };
+    const auto agree = [&] { return desktop.waitFor([&] { return kept() == fresh(); }); };
+    auto x = hopla::x11::XConnection::open(nullptr, nullptr);
+    const Client a = client({"--class", "a,A", "--title", "first"});
+    const Client b = client({"--class", "b,B"});
+    ASSERT_TRUE(agree()) << "created";
+    const QByteArray renamed = "renamed";
+    xcb_change_property(x->raw(), XCB_PROP_MODE_REPLACE, a.windows.front(), x->ewmh()->_NET_WM_NAME,
+                        x->utf8String, 8, renamed.size(), renamed.constData());
+    xcb_flush(x->raw());
+    ASSERT_TRUE(agree()) << "renamed";
+    EXPECT_TRUE(kept().join(' ').contains("renamed"));
+    desktop.minimize(b.windows.front());
+    ASSERT_TRUE(agree()) << "minimized";
+    xcb_unmap_window(x->raw(), a.windows.front()); // withdrawn: no longer managed
+    xcb_flush(x->raw());
+    ASSERT_TRUE(agree()) << "unmapped";
+    desktop.stop(b.process);
+    ASSERT_TRUE(agree()) << "destroyed";
+    const Client c = client({"--class", "c,C"});
+    QString error;
+    ASSERT_TRUE(desktop.restartWindowManager(&error)) << error.toStdString();
+    EXPECT_TRUE(agree()) << "after the window manager restarted";
+    EXPECT_TRUE(app(c.pid()));
+}
+
 TEST_F(X11WorkspaceTest, BadPropertiesAndVanishedWindowsAreSkipped) {
     // A malformed icon is ignored (the window manager may then offer its own default).
     const Client bad = client({"--bad-icon", "--class", "bad,Bad"});
