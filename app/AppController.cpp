@@ -65,7 +65,10 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
             app->workspace_.get(),
             [support] { return support->compositing(); },
             [support](const QWidget& w) { return support->isViewable(w.winId()); },
-            {}});
+            {},
+            [support](QWidget& w, const QImage& image) {
+                support->setBackground(w.winId(), image);
+            }});
     QObject::connect(
         app->appearance_.get(), &NativeAppAppearance::selectionChanged, &app->panel_->view(),
         [self] { self->panel_->view().setFallbackIcon(panelIcon(*self->appearance_)); });
@@ -207,6 +210,7 @@ AppController::~AppController() {
 
 void AppController::refresh() {
     permission_->run();
+    panelSupport_->recheckCompositing(); // a compositor may have come or gone
     // What the settings card says goes to the log too, once per change: the reason switching
     // does not work stays findable without opening the window.
     const PermissionCardText card = permissionCardText(*preferences_);

@@ -19,7 +19,7 @@ void BM_ShowToFirstPaint30(benchmark::State& state) {
     fallback.fill(Qt::gray);
     hopla::SwitcherPanel panel(
         "Hopla", [] { return QColor(10, 132, 255); }, false, [](const QString& s) { return s; },
-        fallback, {&scheduler, nullptr, [] { return false; }, {}, {}});
+        fallback, {&scheduler, nullptr, [] { return false; }, {}, {}, {}});
     std::vector<hopla::AppEntry> apps;
     hopla::IconMap icons;
     for (int i = 0; i < 30; ++i) {

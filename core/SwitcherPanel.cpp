@@ -87,6 +87,16 @@ void SwitcherPanel::present() {
         return;
     }
     if (!window_->isVisible()) {
+        if (environment_.firstFrame) {
+            window_->winId(); // the native window must exist to be given its image
+            const qreal ratio = window_->devicePixelRatioF();
+            QImage frame(window_->size() * ratio,
+                         translucent_ ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
+            frame.setDevicePixelRatio(ratio);
+            frame.fill(Qt::transparent);
+            view_->render(&frame, view_->pos());
+            environment_.firstFrame(*window_, frame);
+        }
         window_->show();
     }
     window_->raise();

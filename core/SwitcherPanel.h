@@ -27,6 +27,10 @@ struct SwitcherPanelEnvironment {
     std::function<bool(const QWidget&)> isOnScreen;
     // The pointer position; defaults to QCursor::pos().
     std::function<QPoint()> pointer;
+    // Hands the window server the panel's first image before the window is mapped, so the
+    // panel is complete the moment it appears rather than after its first paint; may be
+    // absent.
+    std::function<void(QWidget& window, const QImage& image)> firstFrame;
 };
 
 // The floating window the switcher draws in: frameless, above everything, never focused

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QImage>
+
+#include <map>
 #include <memory>
 
 namespace hopla::x11 {
@@ -14,12 +17,21 @@ public:
     static std::unique_ptr<X11PanelSupport> open();
     ~X11PanelSupport();
 
-    bool compositing();
+    // The answer of the latest recheckCompositing(): no round trip when a panel opens.
+    bool compositing() const { return compositing_; }
+    void recheckCompositing();
     bool isViewable(unsigned long window);
+    // Makes the image the window's background, sent on Qt's own connection so that the
+    // server has it before Qt's request to map the window: the first pixels on screen are
+    // the whole panel. Ignored where the image cannot travel as is (a server of the other
+    // byte order, a depth other than 24 or 32).
+    void setBackground(unsigned long window, const QImage& image);
 
 private:
     explicit X11PanelSupport(std::unique_ptr<XConnection> x);
     std::unique_ptr<XConnection> x_;
+    bool compositing_ = false;
+    std::map<unsigned long, int> depths_; // of the windows given a background so far
 };
 
 } // namespace hopla::x11

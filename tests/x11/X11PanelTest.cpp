@@ -27,6 +27,7 @@ struct X11PanelTest : ::testing::Test {
     std::unique_ptr<hopla::x11::XConnection> x = hopla::x11::XConnection::open(nullptr, nullptr);
     std::vector<hopla::ProcessId> clicked;
     std::unique_ptr<hopla::SwitcherPanel> panel;
+    bool withFirstFrame = true;
 
     void SetUp() override {
         ASSERT_TRUE(support && x);
@@ -40,7 +41,12 @@ struct X11PanelTest : ::testing::Test {
                 nullptr,
                 [this] { return support->compositing(); },
                 [this](const QWidget& w) { return support->isViewable(w.winId()); },
-                {}});
+                {},
+                [this](QWidget& w, const QImage& image) {
+                    if (withFirstFrame) {
+                        support->setBackground(w.winId(), image);
+                    }
+                }});
         panel->model().onSelect = [this](hopla::ProcessId id) { clicked.push_back(id); };
     }
 
@@ -58,6 +64,30 @@ struct X11PanelTest : ::testing::Test {
             QString::fromLatin1(client->readLine()).simplified().section(' ', 1, 1).toUInt();
         EXPECT_TRUE(desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == window; }));
         return window;
+    }
+
+    // The screen's pixels in the rectangle, read in one GetImage of the root.
+    QImage screen(QRect area) {
+        const hopla::x11::Reply<xcb_get_image_reply_t> image(
+            xcb_get_image_reply(x->raw(),
+                                xcb_get_image(x->raw(), XCB_IMAGE_FORMAT_Z_PIXMAP, x->root(),
+                                              area.x(), area.y(), area.width(), area.height(), ~0u),
+                                nullptr));
+        if (!image) {
+            return {};
+        }
+        return QImage(xcb_get_image_data(image.get()), area.width(), area.height(),
+                      QImage::Format_RGB32)
+            .copy();
+    }
+    // What the panel shows the moment the server has mapped it, before Qt had a chance to
+    // paint: Qt's connection is synchronised, and no event is handled meanwhile.
+    QImage firstPixels() {
+        panel->show(session(), {});
+        auto* native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+        xcb_connection_t* qt = native->connection();
+        free(xcb_get_input_focus_reply(qt, xcb_get_input_focus(qt), nullptr));
+        return screen(panel->window().geometry());
     }
 
     QColor rootPixel(QPoint at) {
@@ -110,6 +140,31 @@ TEST_F(X11PanelTest, WithoutACompositorTheCornersShowTheDesktopNotBlack) {
     })) << "the panel itself is dark glass";
     EXPECT_EQ(rootPixel(frame.topLeft() + QPoint(1, 1)), QColor(Qt::white))
         << "the white root shows through the cut corner";
+}
+
+TEST_F(X11PanelTest, TheFirstPixelsOnScreenAreTheWholeSession) {
+    const QImage first = firstPixels();
+    ASSERT_FALSE(first.isNull());
+    const QImage painted = panel->view().grab().toImage().convertToFormat(QImage::Format_RGB32);
+    ASSERT_EQ(first.size(), painted.size());
+    // The server shows the panel as painted, every tile and the selection, before any paint.
+    int differing = 0;
+    for (int y = 0; y < first.height(); ++y) {
+        for (int x = 0; x < first.width(); ++x) {
+            differing += first.pixel(x, y) != painted.pixel(x, y);
+        }
+    }
+    EXPECT_LT(differing, first.width() * first.height() / 50) << differing << " pixels differ";
+
+    panel->hide(); // and without the image it would not be: nothing is painted yet
+    ASSERT_TRUE(desktop.waitFor([&] { return !viewable(); }));
+    withFirstFrame = false;
+    const std::uint32_t none = XCB_BACK_PIXMAP_NONE;
+    xcb_change_window_attributes(x->raw(), panel->window().winId(), XCB_CW_BACK_PIXMAP, &none);
+    xcb_flush(x->raw());
+    free(xcb_get_input_focus_reply(x->raw(), xcb_get_input_focus(x->raw()), nullptr));
+    const QImage unpainted = firstPixels();
+    EXPECT_NE(unpainted, first);
 }
 
 // The checks run 0.12 s and 0.24 s after showing: the unmap must come before the second.
