@@ -1,0 +1,249 @@
+// The guarded configuration file and its monitor, on real file systems: the guard between
+// writers, the limits, conflict copies, crashes mid-write, a full and a read-only disk,
+// and the monitor through replacements and a vanishing folder.
+#include "configuration/SecureConfigurationFileMonitor.h"
+#include "configuration/SecureConfigurationRepository.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <random>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using hopla::ConfigurationFailure;
+using hopla::SecureConfigurationError;
+using hopla::SecureConfigurationFileMonitor;
+using hopla::SecureConfigurationRepository;
+using Repository = SecureConfigurationRepository;
+
+struct ConfigurationStoreTest : ::testing::Test {
+    QTemporaryDir dir;
+    QString path = dir.filePath("Hopla/config.json");
+    QString locks = dir.filePath("locks");
+
+    Repository repository() const { return Repository(path, locks); }
+    void put(const QString& at, const QByteArray& data) const {
+        QDir().mkpath(QFileInfo(at).absolutePath());
+        QFile file(at);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(data);
+    }
+    QByteArray contents() const {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    static ConfigurationFailure refused(SecureConfigurationError e) {
+        return ConfigurationFailure::of(e);
+    }
+    static std::optional<ConfigurationFailure> failureOf(const Repository::ReadResult& r) {
+        const auto* f = std::get_if<ConfigurationFailure>(&r);
+        return f ? std::optional(*f) : std::nullopt;
+    }
+};
+
+TEST_F(ConfigurationStoreTest, AWriterOverwritesOnlyWhatItLastSaw) {
+    Repository first = repository();
+    EXPECT_FALSE(first.isCurrent({}));
+    EXPECT_EQ(first.write("one"), std::nullopt) << "nothing there yet: may create";
+    Repository second = repository();
+    EXPECT_EQ(second.write("two"), refused(SecureConfigurationError::externalChange))
+        << "a file it never read";
+    ASSERT_EQ(std::get<QByteArray>(second.read()), "one");
+    EXPECT_EQ(second.write("two"), std::nullopt);
+    EXPECT_EQ(first.write("three"), refused(SecureConfigurationError::externalChange));
+    EXPECT_EQ(contents(), "two") << "the refused write left the file alone";
+    EXPECT_TRUE(second.isCurrent("two"));
+    EXPECT_FALSE(first.isCurrent("two"));
+    EXPECT_EQ(second.revision(), 2);
+    ASSERT_TRUE(std::holds_alternative<QByteArray>(second.adopt("elsewhere")));
+    EXPECT_EQ(second.revision(), 3);
+
+    QFile::remove(path); // removed behind its back after a read
+    EXPECT_EQ(second.write("four"), refused(SecureConfigurationError::externalChange));
+    EXPECT_EQ(repository().write("five"), std::nullopt) << "a fresh one may create it again";
+
+    // Paths with . and .. name the same file.
+    Repository dotted(dir.filePath("Hopla/../Hopla/./config.json"), locks);
+    EXPECT_EQ(dotted.path(), path);
+}
+
+TEST_F(ConfigurationStoreTest, TheSizeLimitAndTheSyncToolsConflictCopiesStopReading) {
+    put(path, QByteArray(Repository::sizeLimit, 'x'));
+    EXPECT_EQ(std::get<QByteArray>(repository().read()).size(), Repository::sizeLimit);
+    put(path, QByteArray(Repository::sizeLimit + 1, 'x'));
+    Repository over = repository();
+    EXPECT_EQ(failureOf(over.read()), refused(SecureConfigurationError::tooLarge));
+    EXPECT_EQ(over.revision(), 0);
+    EXPECT_EQ(over.write(QByteArray(Repository::sizeLimit + 1, 'y')),
+              refused(SecureConfigurationError::tooLarge));
+    EXPECT_EQ(failureOf(over.adopt(QByteArray(Repository::sizeLimit + 1, 'y'))),
+              refused(SecureConfigurationError::tooLarge));
+
+    put(path, "{}");
+    put(dir.filePath("Hopla/other.sync-conflict-20260101-000000-ABCDEFG.json"), "{}");
+    EXPECT_TRUE(std::holds_alternative<QByteArray>(repository().read())) << "another file's copy";
+    for (const char* copy : {"config.sync-conflict-20261123-101010-ABCDEFG.json",
+                             "config (conflicted copy 2026-11-23 101010).json",
+                             "config (Ada's conflicted copy 2026-11-23).json"}) {
+        const QString at = dir.filePath(QStringLiteral("Hopla/") + copy);
+        put(at, "{}");
+        EXPECT_EQ(failureOf(repository().read()), refused(SecureConfigurationError::conflict))
+            << copy;
+        QFile::remove(at);
+    }
+    EXPECT_TRUE(std::holds_alternative<QByteArray>(repository().read()));
+}
+
+TEST_F(ConfigurationStoreTest, ReplaceKeepsABackupButNeverOverwritesOne) {
+    put(path, "old");
+    Repository r = repository();
+    const QString backup = dir.filePath("backups/config.json");
+    EXPECT_EQ(r.replace("new", backup), std::nullopt);
+    EXPECT_EQ(contents(), "new");
+    EXPECT_TRUE(r.isCurrent("new"));
+    EXPECT_TRUE(r.replace("newer", backup).has_value()) << "the backup exists already";
+    EXPECT_EQ(contents(), "new");
+}
+
+TEST_F(ConfigurationStoreTest, AWriterKilledAtAnyMomentLeavesTheOldBytesOrTheNew) {
+    const QByteArray a(3'000'000, 'a'), b(2'000'000, 'b');
+    ASSERT_EQ(repository().replace(a), std::nullopt);
+    std::mt19937 random(7);
+    for (int round = 0; round < 40; ++round) {
+        const pid_t writer = ::fork();
+        if (writer == 0) { // writes one and the other until killed
+            Repository own = repository();
+            for (int i = 0;; ++i) {
+                own.replace(i % 2 ? a : b);
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+        ::kill(writer, SIGKILL);
+        ::waitpid(writer, nullptr, 0);
+        const QByteArray now = contents();
+        ASSERT_TRUE(now == a || now == b) << "round " << round << ": " << now.size() << " bytes";
+    }
+    // What a killed writer left aside is not taken for the file.
+    EXPECT_TRUE(std::holds_alternative<QByteArray>(repository().read()));
+}
+
+// A small file system of its own, mounted for the test (needs root, as CI has).
+struct MountedFolder {
+    QTemporaryDir dir;
+    bool mounted = false;
+    explicit MountedFolder(const QString& options) {
+        mounted =
+            QProcess::execute("mount", {"-t", "tmpfs", "-o", options, "tmpfs", dir.path()}) == 0;
+    }
+    ~MountedFolder() {
+        if (mounted) {
+            QProcess::execute("umount", {dir.path()});
+        }
+    }
+};
+
+TEST_F(ConfigurationStoreTest, AFullOrReadOnlyDiskGivesTheSystemsReasonAndKeepsTheFile) {
+    MountedFolder full("size=64k");
+    if (!full.mounted) {
+        GTEST_SKIP() << "cannot mount a tmpfs here (not root)";
+    }
+    Repository small(full.dir.filePath("config.json"), locks);
+    ASSERT_EQ(small.write("{\"version\":1}"), std::nullopt);
+    const auto failure = small.write(QByteArray(200'000, 'x'));
+    ASSERT_TRUE(failure && !failure->refusal);
+    EXPECT_FALSE(failure->description().isEmpty());
+    QFile kept(full.dir.filePath("config.json"));
+    ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
+    EXPECT_EQ(kept.readAll(), "{\"version\":1}");
+    EXPECT_TRUE(small.isCurrent("{\"version\":1}")) << "a failure changes nothing";
+
+    MountedFolder readOnly("ro,size=64k");
+    Repository locked(readOnly.dir.filePath("Hopla/config.json"), locks);
+    const auto refusedWrite = locked.write("{}");
+    ASSERT_TRUE(refusedWrite && !refusedWrite->refusal);
+    EXPECT_TRUE(refusedWrite->description().contains("Read-only") ||
+                refusedWrite->description().contains("read-only") ||
+                !refusedWrite->description().isEmpty());
+}
+
+struct MonitorTest : ConfigurationStoreTest {
+    std::atomic<int> changes = 0;
+    SecureConfigurationFileMonitor monitor{path, [this] { ++changes; }};
+    void SetUp() override { QDir().mkpath(dir.filePath("Hopla")); }
+    bool waitFor(int count) {
+        for (int i = 0; i < 500 && changes < count; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return changes >= count;
+    }
+};
+
+TEST_F(MonitorTest, SeesWritesAndMovesOfTheOneFileAndNothingElse) {
+    monitor.start();
+    monitor.start(); // once is enough
+    put(dir.filePath("Hopla/other.json"), "x");
+    put(path, "x");
+    ASSERT_TRUE(waitFor(1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(changes, 1) << "the neighbour's write is not ours";
+    ASSERT_TRUE(QFile::rename(dir.filePath("Hopla/other.json"), path + ".tmp"));
+    ASSERT_TRUE(QFile::rename(path, dir.filePath("Hopla/away.json"))); // moved away
+    ASSERT_TRUE(waitFor(2));
+    ASSERT_TRUE(QFile::rename(path + ".tmp", path)); // moved onto the name
+    ASSERT_TRUE(waitFor(3));
+    monitor.stop();
+    monitor.stop();
+    put(path, "after");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(changes, 3) << "stopped";
+}
+
+TEST_F(MonitorTest, SeesEveryOneOfAThousandReplacementsAndOutlivesItsFolder) {
+    monitor.start();
+    for (int i = 0; i < 1000; ++i) {
+        put(path + ".new", QByteArray::number(i));
+        ASSERT_TRUE(::rename(QFile::encodeName(path + ".new"), QFile::encodeName(path)) == 0);
+    }
+    EXPECT_TRUE(waitFor(1000)) << changes;
+
+    const int before = changes;
+    ASSERT_TRUE(QDir(dir.filePath("Hopla")).removeRecursively());
+    ASSERT_TRUE(waitFor(before + 1)) << "the file went with its folder";
+    put(path, "back"); // the folder and the file come back
+    ASSERT_TRUE(waitFor(before + 2));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200)); // let the last events land
+    const int again = changes;
+    put(path, "written again");
+    EXPECT_TRUE(waitFor(again + 1)) << "still watching the new folder";
+}
+
+TEST_F(MonitorTest, TwoMachinesOnOneSyncedFolderLoseNoEdit) {
+    // Each side has its own lock folder (another machine) and re-reads when told.
+    Repository left(path, dir.filePath("left-locks"));
+    Repository right(path, dir.filePath("right-locks"));
+    monitor.start();
+    ASSERT_EQ(left.write("L1"), std::nullopt);
+    ASSERT_TRUE(waitFor(1));
+    ASSERT_EQ(std::get<QByteArray>(right.read()), "L1");
+    ASSERT_EQ(right.write("L1 R1"), std::nullopt);
+    // Left edits from what it saw last: refused, so it re-reads what the monitor reported
+    // and edits that.
+    EXPECT_EQ(left.write("L1 L2"), refused(SecureConfigurationError::externalChange));
+    ASSERT_TRUE(waitFor(2));
+    const QByteArray seen = std::get<QByteArray>(left.read());
+    ASSERT_EQ(left.write(seen + " L2"), std::nullopt);
+    EXPECT_EQ(contents(), "L1 R1 L2");
+}
+
+} // namespace
