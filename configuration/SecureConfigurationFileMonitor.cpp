@@ -16,8 +16,8 @@ namespace hopla {
 
 namespace {
 
-constexpr std::uint32_t folderEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
-                                       IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+constexpr std::uint32_t folderEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE |
+                                       IN_DELETE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr std::uint32_t ancestorEvents = IN_CREATE | IN_MOVED_TO | IN_ONLYDIR;
 
 // Watches the folder, or while it is missing the nearest folder above it that exists.
