@@ -1,5 +1,8 @@
 #include "app/Preferences.h"
 
+#include "configuration/SecureConfigurationFileMonitor.h"
+#include "configuration/SecureConfigurationRepository.h"
+
 #include <QCoreApplication>
 
 namespace hopla {
@@ -63,10 +66,11 @@ QString localized(const char* key) {
     return QCoreApplication::translate("Hopla", key);
 }
 
-Preferences::Preferences(QSettings& defaults, LoginItem& loginItem)
+Preferences::Preferences(QSettings& defaults, LoginItem& loginItem, SyncPlaces places)
     : syncStatus(localized("仅保存在本机"))
     , defaults_(defaults)
-    , loginItem_(loginItem) {
+    , loginItem_(loginItem)
+    , places_(std::move(places)) {
     enabled_ = storedBool(defaults_, switchingEnabledKey, true);
     showsMenuBarIcon_ = storedBool(defaults_, showsMenuBarIconKey, true);
     appearance_ = appAppearanceFromRaw(defaults_.value(QLatin1String(appearanceKey)).toString())
@@ -75,6 +79,9 @@ Preferences::Preferences(QSettings& defaults, LoginItem& loginItem)
     if (defaults_.value(QLatin1String(switchModifierKey)).toString() ==
         rawValue(SwitchModifier::alt)) {
         switchModifier_ = SwitchModifier::alt;
+    }
+    if (iCloudSyncEnabled_) {
+        startCloudSync();
     }
 }
 
@@ -95,23 +102,28 @@ void Preferences::assign(bool& field, bool value, const char* key,
     if (after) {
         after();
     }
+    persistCloudIfEnabled();
 }
 
 void Preferences::setEnabled(bool enabled) {
+    noteLocalEdit(LocalEdit::editedEnabled);
     assign(enabled_, enabled, switchingEnabledKey, onEnabledChanged);
 }
 
 void Preferences::setShowsMenuBarIcon(bool shows) {
+    noteLocalEdit(LocalEdit::editedMenuBarIcon);
     assign(showsMenuBarIcon_, shows, showsMenuBarIconKey, onMenuBarVisibilityChanged);
 }
 
 void Preferences::setAppearance(AppAppearance appearance) {
+    noteLocalEdit(LocalEdit::editedAppearance);
     appearance_ = appearance;
     emit changed();
     defaults_.setValue(QLatin1String(appearanceKey), rawValue(appearance));
     if (applyAppearance) {
         applyAppearance(appearance);
     }
+    persistCloudIfEnabled();
 }
 
 void Preferences::refreshLoginStatus() {

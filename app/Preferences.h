@@ -1,5 +1,6 @@
 #pragma once
 
+#include "configuration/SecureConfigurationError.h"
 #include "platform/KeyEventSource.h"
 #include "platform/LoginItem.h"
 
@@ -8,9 +9,20 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace hopla {
+
+class SecureConfigurationFileMonitor;
+class SecureConfigurationRepository;
+
+// Where the settings' mirror lives: the user's home (whose Nextcloud, Dropbox, Sync or
+// ownCloud folder is the synced folder unless one was chosen) and where lock files go.
+struct SyncPlaces {
+    QString home;       // empty: the user's home
+    QString lockFolder; // empty: the runtime folder
+};
 
 // The application's appearance choice.
 enum class AppAppearance { system, light, dark };
@@ -42,7 +54,8 @@ QString localized(const char* key);
 class Preferences : public QObject {
     Q_OBJECT
 public:
-    Preferences(QSettings& defaults, LoginItem& loginItem);
+    Preferences(QSettings& defaults, LoginItem& loginItem, SyncPlaces places = {});
+    ~Preferences() override;
 
     bool enabled() const { return enabled_; }
     void setEnabled(bool enabled);
@@ -51,6 +64,16 @@ public:
     AppAppearance appearance() const { return appearance_; }
     void setAppearance(AppAppearance appearance);
     bool iCloudSyncEnabled() const { return iCloudSyncEnabled_; }
+
+    // The mirror of the settings in the synced folder: <folder>/Hopla/config.json. The
+    // folder is the one chosen (stored under "sync.folder"), else the first that exists of
+    // ~/Nextcloud, ~/Dropbox, ~/Sync and ~/ownCloud; none means the mirror is unavailable.
+    std::optional<QString> syncFolder() const;
+    void setSyncFolder(const QString& folder);
+    QString cloudFilePath() const;
+    // Turns the mirror on (the file wins when it exists, else the local settings create
+    // it) or off; what happened is in syncStatus.
+    void setICloudSync(bool on);
     SwitchModifier switchModifier() const { return switchModifier_; }
     void setSwitchModifier(SwitchModifier modifier);
 
@@ -83,6 +106,22 @@ signals:
     void changed();
 
 private:
+    void startCloudSync();
+    void persistCloudIfEnabled();
+    std::optional<ConfigurationFailure> writeCloudConfiguration();
+    std::optional<QString> loadCloudConfiguration(); // an error text, or nothing
+    void startCloudMonitoring();
+    void pollCloudConfiguration();
+    SecureConfigurationRepository& cloudRepository();
+    // Local edits not yet in the file: when another machine's version arrives first, they
+    // are kept over it and written again, so neither side's edit is lost.
+    enum LocalEdit : unsigned { editedEnabled = 1, editedAppearance = 2, editedMenuBarIcon = 4 };
+    void noteLocalEdit(LocalEdit edit) {
+        if (!applyingCloud_) {
+            unsyncedEdits_ |= edit;
+        }
+    }
+
     // Publishes a stored switch, writes it under its key (also when unchanged), then tells.
     void assign(bool& field, bool value, const char* key, const std::function<void()>& after);
 
@@ -96,6 +135,11 @@ private:
     bool loginEnabled_ = false;
     bool loginNeedsApproval_ = false;
     std::optional<QString> loginError_;
+    SyncPlaces places_;
+    std::unique_ptr<SecureConfigurationRepository> cloudRepository_;
+    std::unique_ptr<SecureConfigurationFileMonitor> cloudMonitor_;
+    bool applyingCloud_ = false; // values read from the file are not written back
+    unsigned unsyncedEdits_ = 0;
 };
 
 } // namespace hopla

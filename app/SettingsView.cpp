@@ -4,6 +4,8 @@
 
 #include <QButtonGroup>
 #include <QCoreApplication>
+#include <QDir>
+#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QPushButton>
@@ -316,6 +318,29 @@ QWidget* SettingsView::settingsCard() {
                                 menuBarSwitch_));
     divider();
 
+    syncSwitch_ = new Switch(accent);
+    syncSwitch_->setAccessibleName(localized("同步配置"));
+    connect(syncSwitch_, &QAbstractButton::clicked, this,
+            [this](bool on) { preferences_.setICloudSync(on); });
+    auto* syncControl = new QWidget;
+    auto* syncLine = new QHBoxLayout(syncControl);
+    syncLine->setContentsMargins(0, 0, 0, 0);
+    auto* choose = new QPushButton(localized("选择文件夹…"), syncControl);
+    connect(choose, &QPushButton::clicked, this, [this] {
+        const QString folder =
+            QFileDialog::getExistingDirectory(this, localized("选择同步文件夹"),
+                                              preferences_.syncFolder().value_or(QDir::homePath()));
+        if (!folder.isEmpty()) {
+            preferences_.setSyncFolder(folder);
+        }
+    });
+    syncLine->addWidget(choose);
+    syncLine->addWidget(syncSwitch_);
+    syncSubtitle_ = textLabel(QString(), 11, QFont::Normal, true, nullptr);
+    card->body()->addWidget(
+        row(QStringLiteral("☁"), localized("同步配置"), syncSubtitle_, syncControl));
+    divider();
+
     auto* segments = new QWidget;
     auto* segmentLine = new QHBoxLayout(segments);
     segmentLine->setContentsMargins(0, 0, 0, 0);
@@ -404,6 +429,10 @@ QAbstractButton* SettingsView::modifierButton(SwitchModifier modifier) const {
     return modifierGroup_->button(static_cast<int>(modifier));
 }
 
+QString SettingsView::syncSubtitle() const {
+    return syncSubtitle_->text();
+}
+
 QString SettingsView::permissionTitle() const {
     return permissionTitle_->text();
 }
@@ -468,6 +497,12 @@ void SettingsView::refresh() {
     loginError_->setText(preferences_.loginError().value_or(QString()));
     loginError_->setVisible(preferences_.loginError().has_value());
     menuBarSwitch_->setChecked(preferences_.showsMenuBarIcon());
+    syncSwitch_->setChecked(preferences_.iCloudSyncEnabled());
+    const auto folder = preferences_.syncFolder();
+    syncSubtitle_->setText(preferences_.syncStatus + QLatin1Char('\n') +
+                           (folder
+                                ? localized("同步文件夹：%1").arg(QDir::toNativeSeparators(*folder))
+                                : localized("还没有同步文件夹")));
     if (auto* chosen = appearanceButton(preferences_.appearance())) {
         chosen->setChecked(true);
     }

@@ -49,6 +49,8 @@ public:
     Switch* enabledSwitch() const { return enabledSwitch_; }
     Switch* loginSwitch() const { return loginSwitch_; }
     Switch* menuBarSwitch() const { return menuBarSwitch_; }
+    Switch* syncSwitch() const { return syncSwitch_; }
+    QString syncSubtitle() const;
     QAbstractButton* appearanceButton(AppAppearance appearance) const;
     QAbstractButton* permissionButton() const { return permissionButton_; }
     QAbstractButton* releaseButton() const { return releaseButton_; }
@@ -86,6 +88,8 @@ private:
     QLabel* loginSubtitle_ = nullptr;
     QLabel* loginError_ = nullptr;
     Switch* menuBarSwitch_ = nullptr;
+    Switch* syncSwitch_ = nullptr;
+    QLabel* syncSubtitle_ = nullptr;
     QButtonGroup* appearanceGroup_ = nullptr;
     std::optional<NativeAccentPalette> shownPalette_; // whose colours the styles carry
 };

@@ -1,0 +1,150 @@
+// The settings mirrored in a synced folder, between two "machines": two stores with their
+// own settings and lock folders on one folder, as a sync tool makes it look.
+#include "app/CloudConfiguration.h"
+#include "app/Preferences.h"
+#include "tests/support/ScriptedLoginItem.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using hopla::AppAppearance;
+using hopla::CloudConfiguration;
+
+struct Machine {
+    Machine(const QTemporaryDir& root, const QString& name, const QString& folder)
+        : settings(root.filePath(name + ".ini"), QSettings::IniFormat) {
+        settings.setValue("sync.folder", folder);
+        preferences = std::make_unique<hopla::Preferences>(
+            settings, login,
+            hopla::SyncPlaces{root.filePath(name), root.filePath(name + "-locks")});
+    }
+    QSettings settings;
+    hopla::testing::ScriptedLoginItem login;
+    std::unique_ptr<hopla::Preferences> preferences;
+};
+
+struct CloudSyncTest : ::testing::Test {
+    QTemporaryDir root;
+    QString folder = root.filePath("Sync");
+    QString file = folder + "/Hopla/config.json";
+
+    void SetUp() override { QDir().mkpath(folder); }
+    QByteArray contents() const {
+        QFile f(file);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }
+    void put(const QByteArray& bytes) const {
+        QDir().mkpath(folder + "/Hopla");
+        QFile f(file);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+    }
+    static bool waitFor(const std::function<bool()>& condition) {
+        QDeadlineTimer deadline(5000);
+        while (!condition() && !deadline.hasExpired()) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        }
+        return condition();
+    }
+};
+
+TEST_F(CloudSyncTest, TwoMachinesConvergeAndAnEditThatLostTheRaceIsWrittenOnTop) {
+    Machine a(root, "a", folder);
+    a.preferences->setAppearance(AppAppearance::dark);
+    a.preferences->setICloudSync(true); // no file yet: A's settings create it
+    EXPECT_EQ(a.preferences->syncStatus, QString::fromUtf8("已启用同步文件夹同步"));
+    EXPECT_EQ(contents(),
+              R"({"version":1,"enabled":true,"appearance":"dark","showsMenuBarIcon":true})");
+
+    Machine b(root, "b", folder);
+    const QByteArray before = contents();
+    b.preferences->setICloudSync(true); // the file wins over B's own settings
+    EXPECT_EQ(b.preferences->appearance(), AppAppearance::dark);
+    EXPECT_EQ(contents(), before) << "applying what was read writes nothing back";
+
+    b.preferences->setEnabled(false); // B's edit reaches A through the file
+    EXPECT_TRUE(waitFor([&] { return !a.preferences->enabled(); }));
+    EXPECT_EQ(a.preferences->syncStatus, QString::fromUtf8("已从同步文件夹同步"));
+
+    // Both edit before either has read the other's: A wins the file, B is refused, reads
+    // A's version when its monitor reports it, and writes its own edit on top.
+    a.preferences->setShowsMenuBarIcon(false);
+    b.preferences->setAppearance(AppAppearance::light);
+    EXPECT_TRUE(b.preferences->syncStatus.contains(QString::fromUtf8("配置已被其它设备或程序修改")))
+        << b.preferences->syncStatus.toStdString();
+    ASSERT_TRUE(waitFor([&] {
+        return contents() ==
+               R"({"version":1,"enabled":false,"appearance":"light","showsMenuBarIcon":false})";
+    })) << contents().toStdString();
+    EXPECT_TRUE(waitFor([&] {
+        return a.preferences->appearance() == AppAppearance::light &&
+               !b.preferences->showsMenuBarIcon();
+    })) << "both machines end with both edits";
+
+    a.preferences->setICloudSync(false); // off: the file stays, changes are not followed
+    EXPECT_EQ(a.preferences->syncStatus, QString::fromUtf8("仅保存在本机"));
+    b.preferences->setEnabled(true);
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
+    EXPECT_FALSE(a.preferences->enabled());
+}
+
+TEST_F(CloudSyncTest, BadFilesAndConflictCopiesAreNotAppliedAndNoFolderKeepsItOff) {
+    Machine a(root, "a", folder);
+    ASSERT_TRUE((a.preferences->setICloudSync(true), a.preferences->iCloudSyncEnabled()));
+    for (const QByteArray& bad :
+         {QByteArray(
+              R"({"version":2,"enabled":false,"appearance":"dark","showsMenuBarIcon":false})"),
+          QByteArray(R"({"version":1,"appearance":"dark","showsMenuBarIcon":false})"),
+          QByteArray(
+              R"({"version":1,"enabled":"yes","appearance":"dark","showsMenuBarIcon":false})")}) {
+        put(bad);
+        EXPECT_TRUE(waitFor([&] {
+            return a.preferences->syncStatus.startsWith(QString::fromUtf8("同步配置读取失败"));
+        })) << bad.toStdString();
+        EXPECT_TRUE(a.preferences->enabled()) << bad.toStdString();
+        a.preferences->syncStatus.clear();
+    }
+    put(R"({"version":1,"enabled":true,"appearance":"sepia","showsMenuBarIcon":true,"extra":[1]})");
+    EXPECT_TRUE(waitFor(
+        [&] { return a.preferences->syncStatus == QString::fromUtf8("已从同步文件夹同步"); }));
+    EXPECT_EQ(a.preferences->appearance(), AppAppearance::system) << "an unknown appearance";
+
+    put(R"({"version":1,"enabled":false,"appearance":"dark","showsMenuBarIcon":true})");
+    QFile(folder + "/Hopla/config.sync-conflict-20261123-120000-ABCDEFG.json")
+        .open(QIODevice::WriteOnly);
+    EXPECT_TRUE(
+        waitFor([&] { return a.preferences->syncStatus.contains(QString::fromUtf8("冲突")); }));
+    EXPECT_TRUE(a.preferences->enabled()) << "nothing applied while a conflict copy exists";
+
+    QSettings lonely(root.filePath("c.ini"), QSettings::IniFormat);
+    hopla::testing::ScriptedLoginItem login;
+    hopla::Preferences nowhere(lonely, login,
+                               {root.filePath("empty-home"), root.filePath("c-locks")});
+    nowhere.setICloudSync(true);
+    EXPECT_FALSE(nowhere.iCloudSyncEnabled());
+    EXPECT_TRUE(nowhere.syncStatus.startsWith(QString::fromUtf8("未找到同步文件夹")));
+}
+
+TEST(CloudConfiguration, HostileBytesAreRefusedWithoutHarm) {
+    const QByteArray deep = QByteArray(100000, '[') + QByteArray(100000, ']');
+    for (const QByteArray& hostile :
+         {QByteArray(), QByteArray(R"({"version":1,"enabled":tr)"), deep,
+          QByteArray(
+              R"({"version":1e999,"enabled":true,"appearance":"x","showsMenuBarIcon":true})"),
+          QByteArray(R"({"version":1.5,"enabled":true,"appearance":"x","showsMenuBarIcon":true})"),
+          QByteArray(R"([1,2,3])"), QByteArray(5'000'001, '{'), QByteArray("\xff\xfe\x00{", 4)}) {
+        EXPECT_TRUE(std::holds_alternative<QString>(CloudConfiguration::decode(hostile)))
+            << hostile.left(40).toStdString();
+    }
+    const CloudConfiguration record{false, "light", true};
+    EXPECT_EQ(std::get<CloudConfiguration>(CloudConfiguration::decode(record.encoded())), record);
+}
+
+} // namespace
