@@ -241,5 +241,77 @@
         <source>无法释放 %1 的快捷键：%2</source>
         <translation>Could not release the shortcut of %1: %2</translation>
     </message>
+    <message>
+        <source>配置已被其它设备或程序修改，请重新加载后再编辑。</source>
+        <translation>The configuration was changed by another machine or program. Reload it before editing.</translation>
+    </message>
+    <message>
+        <source>同步文件夹中的配置存在冲突版本，请在文件管理器中处理后重新加载。</source>
+        <translation>The configuration in the synced folder has conflicting versions. Resolve them in the file manager, then reload.</translation>
+    </message>
+    <message>
+        <source>配置文件暂不可用。</source>
+        <translation>The configuration file is not available right now.</translation>
+    </message>
+    <message>
+        <source>配置文件超过 5 MB。</source>
+        <translation>The configuration file is larger than 5 MB.</translation>
+    </message>
+    <message>
+        <source>配置文件格式不正确：%1</source>
+        <translation>The configuration file is not in the expected format: %1</translation>
+    </message>
+    <message>
+        <source>已同步到同步文件夹</source>
+        <translation>Saved to the synced folder</translation>
+    </message>
+    <message>
+        <source>已从同步文件夹同步</source>
+        <translation>Updated from the synced folder</translation>
+    </message>
+    <message>
+        <source>同步保存失败：%1</source>
+        <translation>Could not save to the synced folder: %1</translation>
+    </message>
+    <message>
+        <source>已启用同步文件夹同步</source>
+        <translation>Syncing through the synced folder</translation>
+    </message>
+    <message>
+        <source>同步配置读取失败：%1</source>
+        <translation>Could not read the synced configuration: %1</translation>
+    </message>
+    <message>
+        <source>同步配置不可用：%1</source>
+        <translation>The synced configuration is not available: %1</translation>
+    </message>
+    <message>
+        <source>未找到同步文件夹</source>
+        <translation>No synced folder was found</translation>
+    </message>
+    <message>
+        <source>未找到同步文件夹，请先选择一个（Nextcloud、Dropbox、Syncthing…）</source>
+        <translation>No synced folder was found. Choose one first (Nextcloud, Dropbox, Syncthing…).</translation>
+    </message>
+    <message>
+        <source>同步配置</source>
+        <translation>Sync settings</translation>
+    </message>
+    <message>
+        <source>选择文件夹…</source>
+        <translation>Choose Folder…</translation>
+    </message>
+    <message>
+        <source>选择同步文件夹</source>
+        <translation>Choose the synced folder</translation>
+    </message>
+    <message>
+        <source>同步文件夹：%1</source>
+        <translation>Synced folder: %1</translation>
+    </message>
+    <message>
+        <source>还没有同步文件夹</source>
+        <translation>No synced folder yet</translation>
+    </message>
 </context>
 </TS>
