@@ -1,5 +1,7 @@
 #include "configuration/SecureConfigurationFileMonitor.h"
 
+#include "configuration/SecureConfigurationRepository.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -113,8 +115,13 @@ void SecureConfigurationFileMonitor::run() {
                 somethingAbove = true; // maybe the folder is back
             } else if (event->mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) {
                 folderGone = true;
-            } else if (event->len > 0 && std::strcmp(event->name, name.constData()) == 0) {
-                onChange_(); // every event of the file's name is told
+            } else if (event->len > 0 &&
+                       (std::strcmp(event->name, name.constData()) == 0 ||
+                        SecureConfigurationRepository::isConflictCopy(
+                            QFile::decodeName(event->name), QFile::decodeName(name)))) {
+                // Every event of the file's name is told, and a conflict copy coming or
+                // going: it decides whether the file may be read.
+                onChange_();
             }
         }
         if (folderGone || somethingAbove) {

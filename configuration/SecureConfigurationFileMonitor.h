@@ -8,10 +8,11 @@
 
 namespace hopla {
 
-// Tells its owner when one configuration file is written, replaced, moved away or removed,
-// by anyone (the user's sync tool bringing another machine's version included). It watches
-// the file's folder with inotify on a thread of its own and filters the folder's events
-// down to the one name; moves onto and away from the name count, so an atomic replacement
+// Tells its owner when one configuration file is written, replaced, moved away or removed
+// by anyone (the user's sync tool bringing another machine's version included), and when
+// a sync tool's conflict copy of it appears or goes. It watches the file's folder with
+// inotify on a thread of its own and filters the folder's events down to those names;
+// moves onto and away from the name count, so an atomic replacement
 // is seen (Qt's file watcher loses a file replaced that way). When the folder itself goes,
 // it waits for the folder to come back and watches it again. It carries no data: the owner
 // reads the file when told. `onChange` runs on the monitor's thread.

@@ -115,8 +115,8 @@ QString SecureConfigurationRepository::lockPath() const {
            QStringLiteral(".lock");
 }
 
-QStringList SecureConfigurationRepository::conflictCopies(const QString& path) {
-    const QFileInfo info(path);
+bool SecureConfigurationRepository::isConflictCopy(const QString& name, const QString& fileName) {
+    const QFileInfo info(fileName);
     const QString base = QRegularExpression::escape(info.completeBaseName());
     const QString suffix = info.suffix().isEmpty()
                                ? QString()
@@ -125,9 +125,14 @@ QStringList SecureConfigurationRepository::conflictCopies(const QString& path) {
                                                     " \\(conflicted copy .+\\)|"
                                                     " \\(.+ conflicted copy.*\\))%2$")
                                          .arg(base, suffix));
+    return pattern.match(name).hasMatch();
+}
+
+QStringList SecureConfigurationRepository::conflictCopies(const QString& path) {
+    const QFileInfo info(path);
     QStringList copies;
     for (const QString& name : info.dir().entryList(QDir::Files | QDir::Hidden)) {
-        if (pattern.match(name).hasMatch()) {
+        if (isConflictCopy(name, info.fileName())) {
             copies << info.dir().filePath(name);
         }
     }

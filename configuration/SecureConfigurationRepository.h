@@ -49,6 +49,8 @@ public:
     // "name.sync-conflict-….ext", Nextcloud's and ownCloud's "name (conflicted copy …).ext",
     // Dropbox's "name (… conflicted copy …).ext".
     static QStringList conflictCopies(const QString& path);
+    // Whether a file name is one of those copies of the file named `fileName`.
+    static bool isConflictCopy(const QString& name, const QString& fileName);
 
 private:
     QString lockPath() const;

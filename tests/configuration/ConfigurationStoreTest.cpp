@@ -208,6 +208,10 @@ TEST_F(MonitorTest, SeesWritesAndMovesOfTheOneFileAndNothingElse) {
     ASSERT_TRUE(waitFor(seen + 1));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     seen = changes;
+    put(dir.filePath("Hopla/config.sync-conflict-20261123-101010-ABCDEFG.json"), "x");
+    ASSERT_TRUE(waitFor(seen + 1)) << "a conflict copy decides whether the file may be read";
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    seen = changes;
     monitor.stop();
     monitor.stop();
     put(path, "after");

@@ -1,0 +1,144 @@
+// The settings' mirror carried by a real sync engine: two Syncthing instances on loopback
+// (no discovery, no relays) share one folder between two homes, as two machines would.
+// (Conflict copies are refused by name; the names Syncthing gives them are tested with the
+// store.)
+#include "app/Preferences.h"
+#include "tests/support/ScriptedLoginItem.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/prctl.h>
+
+namespace {
+
+using hopla::AppAppearance;
+
+quint16 freePort() {
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    return probe.serverPort();
+}
+
+bool waitFor(const std::function<bool()>& condition, int seconds = 60) {
+    QDeadlineTimer deadline(seconds * 1000);
+    while (!condition() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    }
+    return condition();
+}
+
+// One "machine": a home with a Syncthing instance and a Hopla settings store.
+struct Machine {
+    QString home;
+    QString folder; // the synced folder
+    QString id;
+    quint16 port = freePort();
+    QProcess engine;
+    std::unique_ptr<QSettings> settings;
+    hopla::testing::ScriptedLoginItem login;
+    std::unique_ptr<hopla::Preferences> preferences;
+
+    explicit Machine(const QString& root)
+        : home(root)
+        , folder(root + "/Sync") {
+        QDir().mkpath(folder + "/.stfolder");
+        QProcess::execute("syncthing", {"generate", "--home=" + home + "/st", "--no-default-folder",
+                                        "--skip-port-probing"});
+        QProcess ask;
+        ask.start("syncthing", {"serve", "--home=" + home + "/st", "--device-id"});
+        ask.waitForFinished(30000);
+        id = QString::fromLatin1(ask.readAllStandardOutput()).trimmed();
+        engine.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+        engine.setProcessChannelMode(QProcess::MergedChannels);
+        engine.setStandardOutputFile(home + "/syncthing.log");
+    }
+    void configure(const Machine& peer) {
+        const QString device = QStringLiteral(
+            "<device id=\"%1\" name=\"%2\" "
+            "compression=\"metadata\"><address>tcp://127.0.0.1:%3</address></device>");
+        QFile config(home + "/st/config.xml");
+        ASSERT_TRUE(config.open(QIODevice::WriteOnly));
+        config.write(
+            QStringLiteral(
+                "<configuration version=\"36\">"
+                "<folder id=\"hopla\" label=\"hopla\" path=\"%1\" type=\"sendreceive\" "
+                "rescanIntervalS=\"60\""
+                " fsWatcherEnabled=\"true\" fsWatcherDelayS=\"1\"><device id=\"%2\"></device>"
+                "<device id=\"%3\"></device></folder>%4%5<gui enabled=\"false\"></gui><options>"
+                "<listenAddress>tcp://127.0.0.1:%6</listenAddress>"
+                "<globalAnnounceEnabled>false</globalAnnounceEnabled>"
+                "<localAnnounceEnabled>false</localAnnounceEnabled><relaysEnabled>false</"
+                "relaysEnabled>"
+                "<natEnabled>false</natEnabled><urAccepted>-1</urAccepted>"
+                "<autoUpgradeIntervalH>0</autoUpgradeIntervalH>"
+                "<crashReportingEnabled>false</crashReportingEnabled><startBrowser>false</"
+                "startBrowser>"
+                "</options></configuration>")
+                .arg(folder, id, peer.id, device.arg(id, "self").arg(port),
+                     device.arg(peer.id, "peer").arg(peer.port))
+                .arg(port)
+                .toUtf8());
+    }
+    void startEngine() {
+        engine.start("syncthing",
+                     {"serve", "--home=" + home + "/st", "--no-browser", "--no-restart"});
+        ASSERT_TRUE(engine.waitForStarted(10000));
+    }
+    // Asked to quit, so it takes the worker process it runs under it along.
+    void stopEngine() {
+        engine.terminate();
+        if (!engine.waitForFinished(15000)) {
+            engine.kill();
+            engine.waitForFinished(5000);
+        }
+    }
+    void startHopla() {
+        settings = std::make_unique<QSettings>(home + "/hopla.ini", QSettings::IniFormat);
+        settings->setValue("sync.folder", folder);
+        preferences = std::make_unique<hopla::Preferences>(
+            *settings, login, hopla::SyncPlaces{home, home + "/locks"});
+    }
+    bool hasFile() const { return QFile::exists(folder + "/Hopla/config.json"); }
+};
+
+TEST(SyncthingTest, TwoHomesConvergeThroughSyncthing) {
+    if (QProcess::execute("syncthing", {"--help"}) != 0) {
+        GTEST_FAIL() << "syncthing is not installed (scripts/debian-packages.txt lists it)";
+    }
+    QTemporaryDir root;
+    Machine a(root.filePath("a")), b(root.filePath("b"));
+    ASSERT_FALSE(a.id.isEmpty() || b.id.isEmpty());
+    a.configure(b);
+    b.configure(a);
+    a.startEngine();
+    b.startEngine();
+    a.startHopla();
+    b.startHopla();
+
+    a.preferences->setAppearance(AppAppearance::dark);
+    a.preferences->setICloudSync(true);
+    ASSERT_TRUE(waitFor([&] { return b.hasFile(); })) << "Syncthing never carried the file";
+    b.preferences->setICloudSync(true);
+    EXPECT_EQ(b.preferences->appearance(), AppAppearance::dark) << "B took A's settings";
+
+    b.preferences->setEnabled(false);
+    EXPECT_TRUE(waitFor([&] { return !a.preferences->enabled(); })) << "A took B's edit";
+    a.preferences->setShowsMenuBarIcon(false);
+    EXPECT_TRUE(waitFor([&] { return !b.preferences->showsMenuBarIcon(); })) << "and B A's";
+
+    // Apart, both edit; together again, Syncthing keeps one and a conflict copy of the other,
+    // and whichever side holds the copy refuses to read until it is resolved.
+    a.stopEngine();
+    b.stopEngine();
+}
+
+} // namespace
