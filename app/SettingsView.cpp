@@ -248,6 +248,23 @@ QWidget* SettingsView::row(const QString& glyph, const QString& title, QLabel* s
     return box;
 }
 
+QWidget* SettingsView::segmented(const std::vector<std::pair<int, QString>>& choices,
+                                 QButtonGroup*& group) {
+    auto* segments = new QWidget;
+    auto* line = new QHBoxLayout(segments);
+    line->setContentsMargins(0, 0, 0, 0);
+    line->setSpacing(0);
+    group = new QButtonGroup(segments);
+    for (const auto& [id, title] : choices) {
+        auto* button = new QToolButton(segments);
+        button->setText(title);
+        button->setCheckable(true);
+        group->addButton(button, id);
+        line->addWidget(button);
+    }
+    return segments;
+}
+
 QWidget* SettingsView::settingsCard() {
     auto* card = new Card(nullptr, 0);
     auto accent = [this] { return appearance_.accent(); };
@@ -271,18 +288,10 @@ QWidget* SettingsView::settingsCard() {
         row(QStringLiteral("⌨"), localized("启用应用切换"), enabledSubtitle_, enabledSwitch_));
     divider();
 
-    auto* shortcuts = new QWidget;
-    auto* shortcutLine = new QHBoxLayout(shortcuts);
-    shortcutLine->setContentsMargins(0, 0, 0, 0);
-    shortcutLine->setSpacing(0);
-    modifierGroup_ = new QButtonGroup(shortcuts);
-    for (const SwitchModifier m : {SwitchModifier::super, SwitchModifier::alt}) {
-        auto* button = new QToolButton(shortcuts);
-        button->setText(displayName(m) + QStringLiteral("+Tab"));
-        button->setCheckable(true);
-        modifierGroup_->addButton(button, static_cast<int>(m));
-        shortcutLine->addWidget(button);
-    }
+    QWidget* shortcuts = segmented(
+        {{static_cast<int>(SwitchModifier::super), displayName(SwitchModifier::super) + "+Tab"},
+         {static_cast<int>(SwitchModifier::alt), displayName(SwitchModifier::alt) + "+Tab"}},
+        modifierGroup_);
     connect(modifierGroup_, &QButtonGroup::idClicked, this,
             [this](int id) { preferences_.setSwitchModifier(static_cast<SwitchModifier>(id)); });
     card->body()->addWidget(row(QStringLiteral("⇥"), localized("切换快捷键"),
@@ -341,22 +350,10 @@ QWidget* SettingsView::settingsCard() {
         row(QStringLiteral("☁"), localized("同步配置"), syncSubtitle_, syncControl));
     divider();
 
-    auto* segments = new QWidget;
-    auto* segmentLine = new QHBoxLayout(segments);
-    segmentLine->setContentsMargins(0, 0, 0, 0);
-    segmentLine->setSpacing(0);
-    appearanceGroup_ = new QButtonGroup(segments);
-    const std::pair<AppAppearance, const char*> choices[] = {{AppAppearance::system, "跟随系统"},
-                                                             {AppAppearance::light, "浅色"},
-                                                             {AppAppearance::dark, "深色"}};
-    for (const auto& [value, title] : choices) {
-        auto* button = new QToolButton(segments);
-        button->setText(localized(title));
-        button->setCheckable(true);
-        button->setAutoRaise(false);
-        appearanceGroup_->addButton(button, static_cast<int>(value));
-        segmentLine->addWidget(button);
-    }
+    QWidget* segments = segmented({{static_cast<int>(AppAppearance::system), localized("跟随系统")},
+                                   {static_cast<int>(AppAppearance::light), localized("浅色")},
+                                   {static_cast<int>(AppAppearance::dark), localized("深色")}},
+                                  appearanceGroup_);
     connect(appearanceGroup_, &QButtonGroup::idClicked, this,
             [this](int id) { preferences_.setAppearance(static_cast<AppAppearance>(id)); });
     card->body()->addWidget(row(

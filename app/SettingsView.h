@@ -7,6 +7,8 @@
 
 #include <functional>
 #include <optional>
+#include <utility>
+#include <vector>
 
 class QAbstractButton;
 class QButtonGroup;
@@ -64,6 +66,8 @@ private:
     QWidget* settingsCard();
     QWidget* shortcutCard();
     QWidget* footer();
+    // A row of exclusive choices (the chosen one in the accent colour), by id and title.
+    QWidget* segmented(const std::vector<std::pair<int, QString>>& choices, QButtonGroup*& group);
     void applyAccent(const QColor& accent);
     QWidget* row(const QString& glyph, const QString& title, QLabel* subtitle, QWidget* control);
 

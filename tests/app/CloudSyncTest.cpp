@@ -10,6 +10,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include "tests/support/Pump.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -47,11 +49,7 @@ struct CloudSyncTest : ::testing::Test {
         f.write(bytes);
     }
     static bool waitFor(const std::function<bool()>& condition) {
-        QDeadlineTimer deadline(5000);
-        while (!condition() && !deadline.hasExpired()) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        }
-        return condition();
+        return hopla::testing::waitUntil(condition);
     }
 };
 

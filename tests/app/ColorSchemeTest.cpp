@@ -8,6 +8,8 @@
 #include <QDeadlineTimer>
 #include <QProcess>
 
+#include "tests/support/Pump.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -40,11 +42,7 @@ struct ColorSchemeTest : ::testing::Test {
         QDBusConnection::sessionBus().send(signal);
     }
     static bool waitFor(const std::function<bool()>& condition) {
-        QDeadlineTimer deadline(5000);
-        while (!condition() && !deadline.hasExpired()) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        }
-        return condition();
+        return hopla::testing::waitUntil(condition);
     }
 };
 

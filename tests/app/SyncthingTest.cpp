@@ -13,6 +13,8 @@
 #include <QTcpServer>
 #include <QTemporaryDir>
 
+#include "tests/support/Pump.h"
+
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -29,11 +31,7 @@ quint16 freePort() {
 }
 
 bool waitFor(const std::function<bool()>& condition, int seconds = 60) {
-    QDeadlineTimer deadline(seconds * 1000);
-    while (!condition() && !deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-    }
-    return condition();
+    return hopla::testing::waitUntil(condition, std::chrono::seconds(seconds));
 }
 
 // One "machine": a home with a Syncthing instance and a Hopla settings store.

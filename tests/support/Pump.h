@@ -2,7 +2,11 @@
 
 #include "platform/fake/ManualScheduler.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+
 #include <chrono>
+#include <functional>
 
 namespace hopla::testing {
 
@@ -19,6 +23,17 @@ template <typename Condition> bool pumpUntil(fake::ManualScheduler& scheduler, C
             return false;
         }
     }
+}
+
+// Runs the Qt event loop until the condition holds or the limit passes (in real time: for
+// work that other threads and processes hand back). False when it never held.
+inline bool waitUntil(const std::function<bool()>& condition,
+                      std::chrono::milliseconds limit = std::chrono::seconds(5)) {
+    QDeadlineTimer deadline(limit);
+    while (!condition() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return condition();
 }
 
 } // namespace hopla::testing
