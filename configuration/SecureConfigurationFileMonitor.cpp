@@ -10,7 +10,6 @@
 #include <cstring>
 #include <poll.h>
 #include <pthread.h>
-#include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -61,7 +60,7 @@ void SecureConfigurationFileMonitor::start() {
         return;
     }
     stopping_ = false;
-    wakeFd_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    wake_ = std::make_unique<WakeupEvent>();
     // Watching starts before start() returns: nothing written after it goes unseen.
     inotify_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
     const Watch first = watchNearest(inotify_, QFileInfo(watched_).absolutePath());
@@ -76,11 +75,9 @@ void SecureConfigurationFileMonitor::stop() {
         return;
     }
     stopping_ = true;
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(wakeFd_, &one, sizeof one);
+    wake_->signal();
     thread_.join();
-    ::close(wakeFd_);
-    wakeFd_ = -1;
+    wake_.reset();
     if (inotify_ >= 0) {
         ::close(inotify_);
         inotify_ = -1;
@@ -97,7 +94,7 @@ void SecureConfigurationFileMonitor::run() {
     Watch watch{watchDescriptor_, watchingFolder_};
     alignas(inotify_event) std::array<char, 64 * 1024> buffer{};
     while (!stopping_) {
-        pollfd fds[2] = {{inotify, POLLIN, 0}, {wakeFd_, POLLIN, 0}};
+        pollfd fds[2] = {{inotify, POLLIN, 0}, {wake_->fd(), POLLIN, 0}};
         if (::poll(fds, 2, -1) < 0 || (fds[1].revents & POLLIN)) {
             continue; // interrupted, or asked to stop
         }

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "platform/WakeupEvent.h"
+
 #include <QString>
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <thread>
 
 namespace hopla {
@@ -35,7 +38,7 @@ private:
     QString watched_; // the file, its path standardised
     std::function<void()> onChange_;
     std::thread thread_;
-    int wakeFd_ = -1;
+    std::unique_ptr<WakeupEvent> wake_;
     int inotify_ = -1;
     int watchDescriptor_ = -1;    // handed to the thread at start
     bool watchingFolder_ = false; // or, while the folder is missing, a folder above it

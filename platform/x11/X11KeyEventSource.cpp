@@ -15,7 +15,6 @@
 #include <algorithm>
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 namespace hopla::x11 {
@@ -109,7 +108,7 @@ bool X11KeyEventSource::start(Handler handler) {
         failure_.reset();
     }
     handler_ = std::move(handler);
-    wakeFd_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    wake_ = std::make_unique<WakeupEvent>();
     stopping_ = false;
     wantSession_ = 0;
     keyboardTaken_ = false;
@@ -172,11 +171,9 @@ void X11KeyEventSource::stop() {
         return;
     }
     stopping_ = true;
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(wakeFd_, &one, sizeof one);
+    wake_->signal();
     thread_.join();
-    ::close(wakeFd_);
-    wakeFd_ = -1;
+    wake_.reset();
     grabs_.reset(); // releases the passive grabs
     grabsHeld_ = false;
     x_.reset(); // and closing the connection releases anything else
@@ -186,15 +183,14 @@ void X11KeyEventSource::stop() {
 
 void X11KeyEventSource::setSessionKeys(bool wanted) {
     wantSession_ = wanted ? 1 : 0;
-    if (wakeFd_ >= 0 && std::this_thread::get_id() != thread_.get_id()) {
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const auto written = ::write(wakeFd_, &one, sizeof one);
+    if (wake_ && std::this_thread::get_id() != thread_.get_id()) {
+        wake_->signal();
     }
 }
 
 void X11KeyEventSource::run() {
     xcb_connection_t* c = x_->raw();
-    pollfd fds[2] = {{xcb_get_file_descriptor(c), POLLIN, 0}, {wakeFd_, POLLIN, 0}};
+    pollfd fds[2] = {{xcb_get_file_descriptor(c), POLLIN, 0}, {wake_->fd(), POLLIN, 0}};
     while (!stopping_ && !x_->broken()) {
         while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
             handleEvent(event);
@@ -207,8 +203,7 @@ void X11KeyEventSource::run() {
         }
         ::poll(fds, 2, -1);
         if (fds[1].revents & POLLIN) {
-            std::uint64_t value = 0;
-            [[maybe_unused]] const auto read = ::read(wakeFd_, &value, sizeof value);
+            wake_->drain();
         }
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/KeyEventSource.h"
+#include "platform/WakeupEvent.h"
 #include "platform/x11/X11Keyboard.h"
 
 #include <QString>
@@ -65,7 +66,7 @@ private:
     struct Grabs;
     std::unique_ptr<Grabs> grabs_;
     std::thread thread_;
-    int wakeFd_ = -1;
+    std::unique_ptr<WakeupEvent> wake_; // wakes the thread for a session request or to stop
     std::atomic<bool> running_ = false;
     std::atomic<bool> grabsHeld_ = false; // lost when the keymap leaves no way to grab
     std::atomic<SwitchModifier> requested_ = SwitchModifier::super;
