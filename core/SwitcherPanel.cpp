@@ -87,8 +87,10 @@ void SwitcherPanel::present() {
         return;
     }
     if (!window_->isVisible()) {
+        window_->show();
         if (environment_.firstFrame) {
-            window_->winId(); // the native window must exist to be given its image
+            // Drawn right behind the request to map, not after the server's Expose has come
+            // back and Qt has painted: the panel is whole from its first pixels.
             const qreal ratio = window_->devicePixelRatioF();
             QImage frame(window_->size() * ratio,
                          translucent_ ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
@@ -97,7 +99,6 @@ void SwitcherPanel::present() {
             view_->render(&frame, view_->pos());
             environment_.firstFrame(*window_, frame);
         }
-        window_->show();
     }
     window_->raise();
     view_->repaint(); // a full layout and paint now, not at some later turn

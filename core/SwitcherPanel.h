@@ -27,9 +27,9 @@ struct SwitcherPanelEnvironment {
     std::function<bool(const QWidget&)> isOnScreen;
     // The pointer position; defaults to QCursor::pos().
     std::function<QPoint()> pointer;
-    // Hands the window server the panel's first image before the window is mapped, so the
-    // panel is complete the moment it appears rather than after its first paint; may be
-    // absent.
+    // Draws the panel's first image into its window right after the request to map it, so
+    // the panel is complete from its first pixels instead of after the server's Expose and
+    // Qt's paint; may be absent.
     std::function<void(QWidget& window, const QImage& image)> firstFrame;
 };
 

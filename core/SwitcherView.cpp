@@ -171,7 +171,10 @@ void SwitcherView::paintEvent(QPaintEvent*) {
     shape.addRoundedRect(bounds, cornerRadius, cornerRadius);
     // Dark glass: translucent where a compositor blends it, solid otherwise.
     painter.fillPath(shape, translucent_ ? QColor(28, 28, 30, 222) : QColor(36, 36, 38));
-    painter.setClipPath(shape);
+    // Tiles scrolled to the edge stop short of the rounded corners. A rectangle clips at no
+    // cost; an antialiased path clip would cost more than the whole paint.
+    const int inset = cornerRadius - static_cast<int>(cornerRadius / 1.4142);
+    painter.setClipRect(rect().adjusted(inset, 0, -inset, 0));
     const auto& apps = model_.session().apps();
     for (int i = 0; i < static_cast<int>(apps.size()); ++i) {
         if (tileRect(i).intersects(rect())) {
@@ -184,6 +187,24 @@ void SwitcherView::paintEvent(QPaintEvent*) {
     painter.drawPath(shape);
     painter.end();
     emit painted();
+}
+
+const QImage& SwitcherView::scaledIcon(const QImage& source, QSize size) {
+    // Icons are scaled smoothly once, not at every paint.
+    const qreal ratio = devicePixelRatioF();
+    const QSize pixels = size * ratio;
+    if (source.size() == pixels && qFuzzyCompare(source.devicePixelRatio(), ratio)) {
+        return source;
+    }
+    if (scaledIcons_.size() > 256) {
+        scaledIcons_.clear(); // icons of applications long gone
+    }
+    auto [it, added] = scaledIcons_.try_emplace(source.cacheKey());
+    if (added || it->second.size() != pixels) {
+        it->second = source.scaled(pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        it->second.setDevicePixelRatio(ratio);
+    }
+    return it->second;
 }
 
 void SwitcherView::paintTile(QPainter& painter, const AppEntry& entry, int index) {
@@ -201,7 +222,7 @@ void SwitcherView::paintTile(QPainter& painter, const AppEntry& entry, int index
     const QImage& image =
         found != model_.icons().end() && !found->second.isNull() ? found->second : fallbackIcon_;
     if (!image.isNull()) {
-        painter.drawImage(icon, image);
+        painter.drawImage(icon.topLeft(), scaledIcon(image, icon.size()));
     } else { // not even our own icon: a neutral plate, never a blank tile
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(120, 120, 128));

@@ -7,6 +7,7 @@
 #include <QWidget>
 
 #include <functional>
+#include <unordered_map>
 
 namespace hopla {
 
@@ -53,6 +54,7 @@ signals:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    const QImage& scaledIcon(const QImage& source, QSize size);
     void mousePressEvent(QMouseEvent* event) override;
     bool event(QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -70,6 +72,7 @@ private:
     bool badgeUsesAccent_;
     std::function<QString(const QString&)> localize_;
     QImage fallbackIcon_;
+    std::unordered_map<qint64, QImage> scaledIcons_; // by the source's cacheKey
     bool translucent_ = true;
     int scroll_ = 0;
     std::optional<ProcessId> lastSelection_;

@@ -26,7 +26,7 @@ void X11PanelSupport::recheckCompositing() {
     compositing_ = owner && owner->owner != XCB_WINDOW_NONE;
 }
 
-void X11PanelSupport::setBackground(unsigned long window, const QImage& image) {
+void X11PanelSupport::drawNow(unsigned long window, const QImage& image) {
     auto* native =
         qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     xcb_connection_t* c = native ? native->connection() : nullptr;
@@ -49,25 +49,20 @@ void X11PanelSupport::setBackground(unsigned long window, const QImage& image) {
         depth->second == 32 ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
     const auto width = static_cast<std::uint16_t>(pixels.width());
     const auto height = static_cast<std::uint16_t>(pixels.height());
-    const xcb_pixmap_t pixmap = xcb_generate_id(c);
-    xcb_create_pixmap(c, static_cast<std::uint8_t>(depth->second), pixmap, w, width, height);
     const xcb_gcontext_t gc = xcb_generate_id(c);
-    xcb_create_gc(c, gc, pixmap, 0, nullptr);
+    xcb_create_gc(c, gc, w, 0, nullptr);
     // As many rows per request as the server takes (a request's length is in 4-byte units).
     const std::size_t limit = xcb_get_maximum_request_length(c) * 4 - 64;
     const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
     const int rowsPerRequest = std::max<int>(1, static_cast<int>(limit / rowBytes));
     for (int y = 0; y < height; y += rowsPerRequest) {
         const int rows = std::min(rowsPerRequest, height - y);
-        xcb_put_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, gc, width,
-                      static_cast<std::uint16_t>(rows), 0, static_cast<std::int16_t>(y), 0,
-                      static_cast<std::uint8_t>(depth->second),
+        xcb_put_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, w, gc, width, static_cast<std::uint16_t>(rows),
+                      0, static_cast<std::int16_t>(y), 0, static_cast<std::uint8_t>(depth->second),
                       static_cast<std::uint32_t>(rows * rowBytes), pixels.constScanLine(y));
     }
-    xcb_change_window_attributes(c, w, XCB_CW_BACK_PIXMAP, &pixmap);
     xcb_free_gc(c, gc);
-    xcb_free_pixmap(c, pixmap); // the window keeps what it needs
-    // No flush: Qt sends these with its map request, in this order.
+    xcb_flush(c);
 }
 
 bool X11PanelSupport::isViewable(unsigned long window) {

@@ -21,11 +21,10 @@ public:
     bool compositing() const { return compositing_; }
     void recheckCompositing();
     bool isViewable(unsigned long window);
-    // Makes the image the window's background, sent on Qt's own connection so that the
-    // server has it before Qt's request to map the window: the first pixels on screen are
-    // the whole panel. Ignored where the image cannot travel as is (a server of the other
-    // byte order, a depth other than 24 or 32).
-    void setBackground(unsigned long window, const QImage& image);
+    // Puts the image into the window, on Qt's own connection so that it follows Qt's
+    // request to map the window without waiting for the Expose. Ignored where the image
+    // cannot travel as is (a server of the other byte order, a depth other than 24 or 32).
+    void drawNow(unsigned long window, const QImage& image);
 
 private:
     explicit X11PanelSupport(std::unique_ptr<XConnection> x);

@@ -44,7 +44,7 @@ struct X11PanelTest : ::testing::Test {
                 {},
                 [this](QWidget& w, const QImage& image) {
                     if (withFirstFrame) {
-                        support->setBackground(w.winId(), image);
+                        support->drawNow(w.winId(), image);
                     }
                 }});
         panel->model().onSelect = [this](hopla::ProcessId id) { clicked.push_back(id); };
