@@ -155,10 +155,14 @@ bool X11Application::forceForward() {
     }
     auto& x = *workspace_.x_;
     const xcb_window_t w = target->id;
-    const xcb_timestamp_t time = workspace_.timestamp();
-    if (target->minimized) {
-        xcb_map_window(x.raw(), w); // ICCCM: mapping an iconic window asks for Normal state
-    }
+    // The key's time when there is one. A server time read off some property change may be
+    // older than the last focus change, and the server ignores a focus request older than
+    // that; with no key time the request is made for now.
+    const xcb_timestamp_t time = workspace_.userTime_;
+    // ICCCM: mapping an iconic window asks for Normal state; for a window that shows
+    // already it changes nothing. Asked every time: what was read of it may be older than
+    // a minimize that is still on its way here.
+    xcb_map_window(x.raw(), w);
     // Asking as the application itself (source 1) is the route window managers with a
     // strict focus-stealing policy still honour for a window of the focused client.
     constexpr auto fromApplication = XCB_EWMH_CLIENT_SOURCE_TYPE_NORMAL;

@@ -295,7 +295,8 @@ TEST_F(X11WorkspaceTest, BadPropertiesAndVanishedWindowsAreSkipped) {
     desktop.stop(good.process);
     EXPECT_TRUE(
         desktop.waitFor([&] { return !hopla::x11::readClientWindow(*x, window).has_value(); }));
-    EXPECT_EQ(app(goodPid), nullptr);
+    EXPECT_TRUE(desktop.waitFor([&] { return app(goodPid) == nullptr; }))
+        << "gone once the client list's change has arrived";
 }
 
 TEST_F(X11WorkspaceTest, OldClientsIconPixmapIsReadWithItsMask) {
