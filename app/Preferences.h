@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <variant>
 
 namespace hopla {
 
@@ -109,7 +110,12 @@ private:
     void startCloudSync();
     void persistCloudIfEnabled();
     std::optional<ConfigurationFailure> writeCloudConfiguration();
-    std::optional<QString> loadCloudConfiguration(); // an error text, or nothing
+    // Each answers an error text, or nothing.
+    std::optional<QString> loadCloudConfiguration();
+    using ConfigurationRead = std::variant<QByteArray, ConfigurationFailure>;
+    std::optional<QString> applyCloudConfiguration(const ConfigurationRead& bytes);
+    // Makes the folder, then applies the file when there is one, else writes it.
+    std::optional<QString> connectCloudFile();
     void startCloudMonitoring();
     void pollCloudConfiguration();
     SecureConfigurationRepository& cloudRepository();

@@ -65,7 +65,10 @@ std::optional<ConfigurationFailure> Preferences::writeCloudConfiguration() {
 }
 
 std::optional<QString> Preferences::loadCloudConfiguration() {
-    const auto bytes = cloudRepository().read();
+    return applyCloudConfiguration(cloudRepository().read());
+}
+
+std::optional<QString> Preferences::applyCloudConfiguration(const ConfigurationRead& bytes) {
     if (const auto* failure = std::get_if<ConfigurationFailure>(&bytes)) {
         return failure->description();
     }
@@ -129,39 +132,43 @@ void Preferences::pollCloudConfiguration() {
     if (!iCloudSyncEnabled_) {
         return;
     }
-    const auto bytes = QFileInfo::exists(cloudFilePath())
-                           ? cloudRepository().readData(cloudFilePath())
-                           : SecureConfigurationRepository::ReadResult{};
-    if (const auto* data = std::get_if<QByteArray>(&bytes);
-        data && cloudRepository().isCurrent(*data)) {
-        return; // our own write coming back
+    // Read once: bytes this store wrote itself coming back are not applied again.
+    auto& repository = cloudRepository();
+    auto bytes = repository.readData(cloudFilePath());
+    if (const auto* data = std::get_if<QByteArray>(&bytes)) {
+        if (repository.isCurrent(*data)) {
+            return;
+        }
+        bytes = repository.adopt(*data);
     }
-    if (const auto failed = loadCloudConfiguration()) {
+    if (const auto failed = applyCloudConfiguration(bytes)) {
         syncStatus = localized("同步配置读取失败：%1").arg(*failed);
     }
     emit changed();
 }
 
-void Preferences::startCloudSync() {
-    const auto fail = [this](const QString& why) {
-        syncStatus = localized("同步配置不可用：%1").arg(why);
-        emit changed();
-    };
-    if (!syncFolder()) {
-        return fail(localized("未找到同步文件夹"));
-    }
+std::optional<QString> Preferences::connectCloudFile() {
     if (!QDir().mkpath(QFileInfo(cloudFilePath()).absolutePath())) {
-        return fail(QFileInfo(cloudFilePath()).absolutePath());
+        return QFileInfo(cloudFilePath()).absolutePath();
     }
-    cloudRepository_.reset();
+    cloudRepository_.reset(); // forget what an earlier one had read
     if (QFileInfo::exists(cloudFilePath())) {
-        if (const auto failed = loadCloudConfiguration()) {
-            return fail(*failed);
-        }
-    } else if (const auto failed = writeCloudConfiguration()) {
-        return fail(failed->description());
+        return loadCloudConfiguration(); // the synced settings win
     }
-    startCloudMonitoring();
+    if (const auto failed = writeCloudConfiguration()) { // this machine's settings go up
+        return failed->description();
+    }
+    return std::nullopt;
+}
+
+void Preferences::startCloudSync() {
+    const std::optional<QString> failed =
+        syncFolder() ? connectCloudFile() : std::optional(localized("未找到同步文件夹"));
+    if (failed) {
+        syncStatus = localized("同步配置不可用：%1").arg(*failed);
+    } else {
+        startCloudMonitoring();
+    }
     emit changed();
 }
 
@@ -174,32 +181,15 @@ void Preferences::setICloudSync(bool on) {
         defaults_.setValue(QLatin1String(syncEnabledKey), false);
         cloudMonitor_.reset();
         syncStatus = localized("仅保存在本机");
-        emit changed();
-        return;
-    }
-    const auto fail = [this](const QString& why) {
-        syncStatus = localized("同步配置不可用：%1").arg(why);
-        emit changed();
-    };
-    if (!syncFolder()) {
+    } else if (!syncFolder()) {
         syncStatus = localized("未找到同步文件夹，请先选择一个（Nextcloud、Dropbox、Syncthing…）");
-        emit changed();
-        return;
+    } else if (const auto failed = connectCloudFile()) {
+        syncStatus = localized("同步配置不可用：%1").arg(*failed);
+    } else {
+        iCloudSyncEnabled_ = true;
+        defaults_.setValue(QLatin1String(syncEnabledKey), true);
+        startCloudMonitoring();
     }
-    if (!QDir().mkpath(QFileInfo(cloudFilePath()).absolutePath())) {
-        return fail(QFileInfo(cloudFilePath()).absolutePath());
-    }
-    cloudRepository_.reset(); // forget what an earlier one had read
-    if (QFileInfo::exists(cloudFilePath())) {
-        if (const auto failed = loadCloudConfiguration()) {
-            return fail(*failed);
-        }
-    } else if (const auto failed = writeCloudConfiguration()) {
-        return fail(failed->description());
-    }
-    iCloudSyncEnabled_ = true;
-    defaults_.setValue(QLatin1String(syncEnabledKey), true);
-    startCloudMonitoring();
     emit changed();
 }
 
