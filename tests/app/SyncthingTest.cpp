@@ -1,7 +1,6 @@
 // The settings' mirror carried by a real sync engine: two Syncthing instances on loopback
 // (no discovery, no relays) share one folder between two homes, as two machines would.
-// (Conflict copies are refused by name; the names Syncthing gives them are tested with the
-// store.)
+// A folder's maxConflicts must be written out: left away it reads as 0, no conflict copies.
 #include "app/Preferences.h"
 #include "tests/support/ScriptedLoginItem.h"
 
@@ -12,6 +11,7 @@
 #include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include "tests/support/Pump.h"
 
@@ -71,7 +71,8 @@ struct Machine {
                 "<folder id=\"hopla\" label=\"hopla\" path=\"%1\" type=\"sendreceive\" "
                 "rescanIntervalS=\"60\""
                 " fsWatcherEnabled=\"true\" fsWatcherDelayS=\"1\"><device id=\"%2\"></device>"
-                "<device id=\"%3\"></device></folder>%4%5<gui enabled=\"false\"></gui><options>"
+                "<device id=\"%3\"></device><maxConflicts>10</maxConflicts></folder>%4%5<gui "
+                "enabled=\"false\"></gui><options>"
                 "<listenAddress>tcp://127.0.0.1:%6</listenAddress>"
                 "<globalAnnounceEnabled>false</globalAnnounceEnabled>"
                 "<localAnnounceEnabled>false</localAnnounceEnabled><relaysEnabled>false</"
@@ -133,8 +134,36 @@ TEST(SyncthingTest, TwoHomesConvergeThroughSyncthing) {
     a.preferences->setShowsMenuBarIcon(false);
     EXPECT_TRUE(waitFor([&] { return !b.preferences->showsMenuBarIcon(); })) << "and B A's";
 
-    // Apart, both edit; together again, Syncthing keeps one and a conflict copy of the other,
-    // and whichever side holds the copy refuses to read until it is resolved.
+    // Apart, both edit; together again, Syncthing keeps one version and a conflict copy of
+    // the other. Hopla applies neither while the copy is there, and reads again once the
+    // user has removed it.
+    a.stopEngine();
+    b.stopEngine();
+    a.preferences->setAppearance(AppAppearance::light);
+    QThread::sleep(2); // a later modification time: B's edit wins, A's becomes the copy
+    b.preferences->setAppearance(AppAppearance::system);
+    a.startEngine();
+    QThread::sleep(3); // each side scans its own edit before the two meet again
+    b.startEngine();
+    const auto copies = [&](const Machine& m) {
+        return QDir(m.folder + "/Hopla")
+            .entryList({"config.sync-conflict-*"}, QDir::Files | QDir::Hidden);
+    };
+    ASSERT_TRUE(waitFor([&] { return !copies(a).isEmpty() && !copies(b).isEmpty(); }, 60))
+        << "Syncthing made no conflict copy";
+    for (Machine* m : {&a, &b}) {
+        EXPECT_TRUE(waitFor([&] {
+            return m->preferences->syncStatus.contains(QString::fromUtf8("冲突"));
+        })) << m->preferences->syncStatus.toStdString();
+    }
+    for (const QString& copy : copies(a)) {
+        QFile::remove(a.folder + "/Hopla/" + copy);
+    }
+    EXPECT_TRUE(waitFor([&] { return copies(b).isEmpty(); })) << "the removal carried over";
+    EXPECT_TRUE(waitFor([&] {
+        return a.preferences->appearance() == AppAppearance::system &&
+               b.preferences->appearance() == AppAppearance::system;
+    })) << "both read the surviving version";
     a.stopEngine();
     b.stopEngine();
 }
