@@ -1,6 +1,7 @@
 #include "app/SettingsView.h"
 
 #include "app/SettingsWidgets.h"
+#include "updater/NativeUpdateConfiguration.h"
 
 #include <QButtonGroup>
 #include <QCoreApplication>
@@ -57,15 +58,6 @@ QLabel* keyCap(const QString& caption, QWidget* parent) {
     label->setContentsMargins(7, 3, 7, 3);
     label->setStyleSheet(QStringLiteral("border: 1px solid palette(mid); border-radius: 6px;"));
     return label;
-}
-
-QString versionText() {
-    const QString build = QStringLiteral(HOPLA_BUILD_NUMBER);
-    return localized("版本 %1（%2）")
-        .arg(QCoreApplication::applicationVersion().isEmpty()
-                 ? QStringLiteral("—")
-                 : QCoreApplication::applicationVersion(),
-             build.isEmpty() ? QStringLiteral("—") : build);
 }
 
 } // namespace
@@ -186,7 +178,8 @@ QWidget* SettingsView::header() {
     texts->setSpacing(6);
     texts->addWidget(textLabel(QStringLiteral("Hopla"), 30, QFont::Bold, false, box));
     texts->addWidget(textLabel(localized("一个字母，即刻抵达。"), 14, QFont::Normal, true, box));
-    auto* badge = textLabel(versionText(), 11, QFont::Medium, false, box);
+    auto* badge = textLabel(NativeAppVersion::displayText(AppBundle::running()), 11, QFont::Medium,
+                            false, box);
     badge->setWordWrap(false);
     badge->setContentsMargins(8, 2, 8, 2);
     badge->setObjectName(QStringLiteral("versionBadge"));

@@ -1,6 +1,8 @@
 #include "app/AppController.h"
 #include "app/SingleInstance.h"
 #include "app/Translations.h"
+#include "updater/NativeUpdateArchiveVerification.h"
+#include "updater/NativeUpdateHelper.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -58,6 +60,21 @@ bool onlyInformation(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    // The updater's own modes come first, before any application object: the helper that
+    // installs an update, then the release engineer's archive check.
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    if (hopla::NativeUpdateHelper::runIfRequested(arguments)) {
+        return 0;
+    }
+    const auto updates = hopla::NativeUpdateConfiguration::shipped();
+    if (const auto status =
+            hopla::NativeUpdateArchiveVerification::runIfRequested(updates, arguments)) {
+        return *status;
+    }
+
     if (onlyInformation(argc, argv)) { // answered without a display
         QCoreApplication application(argc, argv);
         name(application);

@@ -1,0 +1,434 @@
+// An update from archive to installed folder, on real files: releases signed with the
+// release script and throwaway minisign keys, hostile archives made with libarchive, the
+// helper's swap (also killed half way), and the release engineer's check.
+#include "updater/BundleSignature.h"
+#include "updater/NativeUpdateArchiveVerification.h"
+#include "updater/NativeUpdateHelper.h"
+#include "updater/NativeUpdateInstaller.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace hopla;
+using NativeUpdateInstaller::Error;
+using NativeUpdateInstaller::Failure;
+
+QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void write(const QString& path, const QByteArray& bytes, QFile::Permissions mode = {}) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
+    file.write(bytes);
+    file.close();
+    if (mode) {
+        file.setPermissions(mode);
+    }
+}
+
+QString run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    process.waitForFinished(60000);
+    return process.exitCode() == 0 && process.exitStatus() == QProcess::NormalExit
+               ? QString()
+               : program + ": " + QString::fromLocal8Bit(process.readAllStandardError());
+}
+
+std::optional<Failure> failureOf(const NativeUpdateInstaller::Result<QString>& result) {
+    const auto* error = std::get_if<Error>(&result);
+    return error ? error->failure : std::nullopt;
+}
+
+struct Entry {
+    QByteArray path;
+    mode_t type = AE_IFREG;
+    QByteArray content;
+    QByteArray link; // symbolic link target
+};
+
+class UpdateInstall : public ::testing::Test {
+protected:
+    QTemporaryDir root;
+    QString tmp = root.filePath("tmp"); // the temporary folder staging goes to
+
+    void SetUp() override {
+        QDir().mkpath(tmp);
+        qputenv("TMPDIR", tmp.toLocal8Bit());
+        for (const char* who : {"publisher", "notary", "stranger"}) {
+            ASSERT_EQ(
+                run("minisign", {"-G", "-W", "-p", key(who) + ".pub", "-s", key(who) + ".key"}),
+                QString());
+        }
+    }
+    void TearDown() override { qunsetenv("TMPDIR"); }
+
+    QString key(const char* who) const { return root.filePath(QString::fromLatin1(who)); }
+
+    NativeUpdateConfiguration configuration() const {
+        NativeUpdateConfiguration c;
+        c.bundleIdentifier = "app.hopla.Hopla";
+        c.manifestURL = QUrl("https://get.hopla.test/downloads/latest.json");
+        c.isEnabled = true;
+        c.publisherKey = QString::fromLatin1(readAll(key("publisher") + ".pub"));
+        c.notaryKey = QString::fromLatin1(readAll(key("notary") + ".pub"));
+        c.limits = {.unpackedBytes = 1 << 20, .entries = 50, .downloadBytes = 4 << 20};
+        return c;
+    }
+
+    // A Hopla folder whose AppRun notes each start in $HOPLA_TEST_LAUNCHES.
+    void makeAppDir(const QString& path, const QString& version = "1.4.2",
+                    const QString& build = "58", const QString& id = "app.hopla.Hopla") {
+        write(path + "/hopla.desktop",
+              QStringLiteral("[Desktop Entry]\nType=Application\nName=Hopla\nExec=AppRun\n"
+                             "X-Hopla-Identifier=%1\nX-Hopla-Version=%2\nX-Hopla-Build=%3\n")
+                  .arg(id, version, build)
+                  .toUtf8());
+        write(path + "/AppRun",
+              "#!/bin/sh\necho " + version.toUtf8() + " >> \"$HOPLA_TEST_LAUNCHES\"\n",
+              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup |
+                  QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
+        write(path + "/usr/bin/hopla", "program " + version.toUtf8());
+        write(path + "/usr/share/hopla/notes.txt", "notes");
+    }
+
+    void sign(const QString& appDir, const char* publisher = "publisher",
+              const char* notary = "notary") {
+        ASSERT_EQ(run("bash", {HOPLA_SOURCE_DIR "/scripts/sign-appdir", appDir,
+                               key(publisher) + ".key", key(notary) + ".key"}),
+                  QString());
+    }
+
+    // The folder that holds Hopla.AppDir, zipped as a release is.
+    QByteArray zip(const QString& parent) {
+        const QString out = root.filePath("release.zip");
+        QFile::remove(out);
+        EXPECT_EQ(run("bsdtar", {"-C", parent, "-a", "-cf", out, "Hopla.AppDir"}), QString());
+        return readAll(out);
+    }
+
+    QByteArray craft(const std::vector<Entry>& entries, bool tar = false) {
+        const QString out = root.filePath("crafted");
+        archive* a = archive_write_new();
+        tar ? archive_write_set_format_pax_restricted(a) : archive_write_set_format_zip(a);
+        archive_write_open_filename(a, QFile::encodeName(out).constData());
+        for (const Entry& e : entries) {
+            archive_entry* entry = archive_entry_new();
+            archive_entry_set_pathname(entry, e.path.constData());
+            archive_entry_set_filetype(entry, e.type);
+            archive_entry_set_perm(entry, 0644);
+            if (e.type == AE_IFLNK) {
+                archive_entry_set_symlink(entry, e.link.constData());
+            } else if (!e.link.isEmpty()) {
+                archive_entry_set_hardlink(entry, e.link.constData());
+            }
+            archive_entry_set_size(entry, e.type == AE_IFREG ? e.content.size() : 0);
+            archive_write_header(a, entry);
+            if (e.type == AE_IFREG) {
+                archive_write_data(a, e.content.constData(), static_cast<size_t>(e.content.size()));
+            }
+            archive_entry_free(entry);
+        }
+        archive_write_close(a);
+        archive_write_free(a);
+        return readAll(out);
+    }
+
+    NativeUpdateManifest manifestFor(const QByteArray& archive, const QString& version = "1.4.2",
+                                     qint64 build = 58) const {
+        return {.schemaVersion = 1,
+                .product = "hopla",
+                .version = version,
+                .build = build,
+                .downloadURL = "https://get.hopla.test/Hopla.zip",
+                .sha256 = QCryptographicHash::hash(archive, QCryptographicHash::Sha256).toHex(),
+                .releaseNotes = std::nullopt};
+    }
+
+    QStringList staging() const {
+        return QDir(tmp).entryList({"hopla-update-*"}, QDir::Dirs | QDir::Hidden);
+    }
+};
+
+TEST_F(UpdateInstall, ASignedReleasePassesAndAnyChangeToItDoesNot) {
+    const QString release = root.filePath("release");
+    makeAppDir(release + "/Hopla.AppDir");
+    sign(release + "/Hopla.AppDir");
+    const QByteArray good = zip(release);
+    const auto prepared = NativeUpdateInstaller::prepare(good, manifestFor(good), configuration());
+    ASSERT_TRUE(std::holds_alternative<QString>(prepared))
+        << std::get<Error>(prepared).detail.toStdString();
+    const QString staged = std::get<QString>(prepared);
+    EXPECT_TRUE(staged.startsWith(tmp + "/hopla-update-"));
+    EXPECT_EQ(readAll(staged + "/usr/bin/hopla"), "program 1.4.2");
+    EXPECT_TRUE(QFileInfo(staged + "/AppRun").isExecutable());
+    QDir(QFileInfo(staged).path()).removeRecursively();
+
+    // One byte off: refused before anything is written.
+    QByteArray damaged = good;
+    damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 1);
+    EXPECT_EQ(
+        failureOf(NativeUpdateInstaller::prepare(damaged, manifestFor(good), configuration())),
+        Failure::invalidArchive);
+    EXPECT_TRUE(staging().isEmpty());
+
+    // Identity: another version or build than the manifest, another bundle than configured.
+    EXPECT_EQ(failureOf(NativeUpdateInstaller::prepare(good, manifestFor(good, "1.4.3"),
+                                                       configuration())),
+              Failure::invalidApplication);
+    EXPECT_EQ(failureOf(NativeUpdateInstaller::prepare(good, manifestFor(good, "1.4.2", 59),
+                                                       configuration())),
+              Failure::invalidApplication);
+    auto elsewhere = configuration();
+    elsewhere.bundleIdentifier = "app.other.Tool";
+    EXPECT_EQ(failureOf(NativeUpdateInstaller::prepare(good, manifestFor(good), elsewhere)),
+              Failure::invalidApplication);
+    auto otherPublisher = configuration();
+    otherPublisher.publisherKey = QString::fromLatin1(readAll(key("stranger") + ".pub"));
+    EXPECT_EQ(failureOf(NativeUpdateInstaller::prepare(good, manifestFor(good), otherPublisher)),
+              Failure::invalidApplication);
+
+    // Signed releases changed after signing, or signed by the wrong parties.
+    const QString app = release + "/Hopla.AppDir";
+    const std::pair<const char*, std::function<void()>> tampering[] = {
+        {"a file not listed", [&] { write(app + "/usr/bin/extra", "x"); }},
+        {"a listed file changed", [&] { write(app + "/usr/bin/hopla", "program 6.6.6"); }},
+        {"a listed file missing", [&] { QFile::remove(app + "/usr/share/hopla/notes.txt"); }},
+        {"a mode changed",
+         [&] {
+             QFile::setPermissions(app + "/usr/bin/hopla",
+                                   QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+         }},
+        {"no countersignature", [&] { QFile::remove(app + "/.signature/files.notary.minisig"); }},
+        {"signed by a stranger", [&] { sign(app, "stranger", "notary"); }},
+        {"countersigned by a stranger", [&] { sign(app, "publisher", "stranger"); }},
+        {"signed for another bundle",
+         [&] {
+             EXPECT_EQ(run("minisign",
+                           {"-S", "-s", key("publisher") + ".key", "-m", app + "/.signature/files",
+                            "-x", app + "/.signature/files.minisig", "-t",
+                            "identifier=app.other.Tool version=1.4.2 build=58"}),
+                       QString());
+         }},
+    };
+    for (const auto& [what, change] : tampering) {
+        QDir(release).removeRecursively();
+        makeAppDir(app);
+        sign(app);
+        change();
+        const QByteArray archive = zip(release);
+        const auto result =
+            NativeUpdateInstaller::prepare(archive, manifestFor(archive), configuration());
+        EXPECT_EQ(failureOf(result), Failure::invalidApplication) << what;
+        EXPECT_TRUE(staging().isEmpty()) << what;
+    }
+}
+
+TEST_F(UpdateInstall, HostileArchivesAreRefusedWithNothingWrittenOutside) {
+    const QByteArray outside = QFile::encodeName(root.filePath("outside"));
+    const QByteArray desktop = "[Desktop Entry]\nX-Hopla-Identifier=app.hopla.Hopla\n";
+    std::vector<std::pair<const char*, QByteArray>> archives = {
+        {"a parent step", craft({{"Hopla.AppDir/../../escape", AE_IFREG, "x"}})},
+        {"an absolute path", craft({{outside + "/absolute", AE_IFREG, "x"}})},
+        {"a link out of the folder", craft({{"Hopla.AppDir/link", AE_IFLNK, {}, outside},
+                                            {"Hopla.AppDir/link/through", AE_IFREG, "x"}})},
+        {"a hard link (tar: zip cannot carry one)",
+         craft({{"Hopla.AppDir/a", AE_IFREG, "x"},
+                {"Hopla.AppDir/b", AE_IFREG, {}, "Hopla.AppDir/a"}},
+               true)},
+        {"an entry outside the folder",
+         craft({{"Hopla.AppDir/hopla.desktop", AE_IFREG, desktop}, {"Other/file", AE_IFREG, "x"}})},
+        {"a duplicate entry",
+         craft({{"Hopla.AppDir/hopla.desktop", AE_IFREG, desktop},
+                {"Hopla.AppDir/hopla.desktop", AE_IFREG, desktop + "X-Hopla-Build=99\n"}})},
+        {"a bomb by size", craft({{"Hopla.AppDir/zeros", AE_IFREG, QByteArray(2 << 20, '\0')}})},
+    };
+    std::vector<Entry> many;
+    for (int i = 0; i < 60; ++i) {
+        many.push_back({"Hopla.AppDir/f" + QByteArray::number(i), AE_IFREG, "x"});
+    }
+    archives.emplace_back("a bomb by entries", craft(many));
+    // A device: zip keeps the Unix mode in the central directory's external attributes.
+    QByteArray device = craft({{"Hopla.AppDir/dev", AE_IFREG, {}}});
+    const qsizetype central = device.indexOf(QByteArray("PK\x01\x02", 4));
+    ASSERT_GT(central, 0);
+    const quint32 characterDevice = (0020644u) << 16;
+    for (int i = 0; i < 4; ++i) {
+        device[central + 38 + i] = static_cast<char>((characterDevice >> (8 * i)) & 0xff);
+    }
+    archives.emplace_back("a device", device);
+
+    for (const auto& [what, archive] : archives) {
+        const auto result =
+            NativeUpdateInstaller::prepare(archive, manifestFor(archive), configuration());
+        EXPECT_EQ(failureOf(result), Failure::invalidApplication) << what;
+        if (const auto* error = std::get_if<Error>(&result)) {
+            EXPECT_FALSE(error->detail.isEmpty()) << what;
+        }
+        EXPECT_TRUE(staging().isEmpty()) << what;
+        EXPECT_FALSE(QFileInfo::exists(root.filePath("escape"))) << what;
+        EXPECT_FALSE(QFileInfo::exists(root.filePath("outside"))) << what;
+    }
+}
+
+// The installed Hopla at `path` is whole: exactly one version's files, as signed.
+::testing::AssertionResult whole(const QString& path) {
+    const auto listing = bundleListing(path);
+    if (!listing || *listing != readAll(path + "/.signature/files") ||
+        !QFileInfo(path + "/AppRun").isExecutable()) {
+        return ::testing::AssertionFailure() << path.toStdString() << " is not a whole Hopla";
+    }
+    return ::testing::AssertionSuccess();
+}
+
+TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
+    for (const auto& [arguments, accepted] : std::vector<std::pair<QStringList, bool>>{
+             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "4242"}, true},
+             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "+4242"}, true},
+             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir"}, false},
+             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "1", "x"}, false},
+             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "abc"}, false},
+             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "2147483648"}, false},
+             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", ""}, false},
+             {{"hopla", "--other", "/opt/Hopla.AppDir", "1"}, false},
+         }) {
+        EXPECT_EQ(NativeUpdateHelper::parseArguments(arguments).has_value(), accepted)
+            << arguments.join(' ').toStdString();
+    }
+
+    const QString current = root.filePath("apps/Hopla.AppDir");
+    const QString source = root.filePath("staged/Hopla.AppDir");
+    const QString launches = root.filePath("launches");
+    qputenv("HOPLA_TEST_LAUNCHES", launches.toLocal8Bit());
+    const auto fresh = [&] {
+        QDir(root.filePath("apps")).removeRecursively();
+        QDir(root.filePath("staged")).removeRecursively();
+        makeAppDir(current, "1.0", "50");
+        sign(current);
+        makeAppDir(source, "1.4.2", "58");
+        sign(source);
+    };
+    const auto versionAt = [](const QString& path) { return AppBundle::open(path)->version; };
+    const auto leftovers = [&] {
+        return QDir(root.filePath("apps"))
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    };
+
+    // A Hopla that never quits: the helper gives up and starts the old one again.
+    fresh();
+    NativeUpdateHelper::install(source, current, ::getpid(),
+                                {.attempts = 3, .interval = std::chrono::milliseconds(1)});
+    EXPECT_EQ(versionAt(current), "1.0");
+    for (int i = 0; i < 500 && readAll(launches).isEmpty(); ++i) {
+        ::usleep(10000); // the start is detached
+    }
+    EXPECT_EQ(readAll(launches), "1.0\n");
+
+    // A relaunch that fails puts the old folder back; so does a source that is not there.
+    fresh();
+    std::vector<QString> relaunched;
+    const auto failing = [&](const QString& path) -> std::optional<Error> {
+        relaunched.push_back(path);
+        return Error{Failure::invalidApplication, {}, "refused"};
+    };
+    EXPECT_TRUE(NativeUpdateHelper::replaceApplication(source, current, failing));
+    EXPECT_EQ(versionAt(current), "1.0");
+    EXPECT_TRUE(whole(current));
+    EXPECT_EQ(leftovers(), QStringList{"Hopla.AppDir"});
+    EXPECT_TRUE(NativeUpdateHelper::replaceApplication(root.filePath("nowhere"), current, failing));
+    EXPECT_EQ(versionAt(current), "1.0");
+
+    // The swap itself, relaunching the new Hopla and leaving nothing beside it.
+    fresh();
+    relaunched.clear();
+    const auto starts = [&](const QString& path) -> std::optional<Error> {
+        relaunched.push_back(path);
+        return std::nullopt;
+    };
+    EXPECT_FALSE(NativeUpdateHelper::replaceApplication(source, current, starts));
+    EXPECT_EQ(versionAt(current), "1.4.2");
+    EXPECT_TRUE(whole(current));
+    EXPECT_EQ(relaunched, std::vector<QString>{current});
+    EXPECT_EQ(leftovers(), QStringList{"Hopla.AppDir"});
+
+    // Killed at any step, the target holds one whole Hopla, old or new.
+    for (auto step : {NativeUpdateHelper::Step::staged, NativeUpdateHelper::Step::swapped,
+                      NativeUpdateHelper::Step::relaunched, NativeUpdateHelper::Step::cleaned}) {
+        fresh();
+        const pid_t child = ::fork();
+        if (child == 0) {
+            NativeUpdateHelper::replaceApplication(source, current, starts, [step](auto reached) {
+                if (reached == step) {
+                    ::raise(SIGKILL);
+                }
+            });
+            ::_exit(0);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status)) << static_cast<int>(step);
+        EXPECT_TRUE(whole(current)) << static_cast<int>(step);
+        EXPECT_EQ(versionAt(current), step == NativeUpdateHelper::Step::staged ? "1.0" : "1.4.2");
+    }
+    qunsetenv("HOPLA_TEST_LAUNCHES");
+}
+
+TEST_F(UpdateInstall, TheReleaseCheckPrintsItsVerdict) {
+    const QString release = root.filePath("release");
+    makeAppDir(release + "/Hopla.AppDir");
+    sign(release + "/Hopla.AppDir");
+    const QByteArray archive = zip(release);
+    const QString path = root.filePath("release.zip");
+    const QString sum = manifestFor(archive).sha256;
+
+    EXPECT_FALSE(NativeUpdateArchiveVerification::runIfRequested(
+        configuration(), {"hopla", "--verify-update-archive", path, "1.4.2", "58"}));
+    EXPECT_FALSE(NativeUpdateArchiveVerification::runIfRequested(
+        configuration(), {"hopla", "--settings", path, "1.4.2", "58", sum}));
+
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(NativeUpdateArchiveVerification::runIfRequested(
+                  configuration(), {"hopla", "--verify-update-archive", path, "1.4.2", "58", sum}),
+              0);
+    EXPECT_EQ(
+        ::testing::internal::GetCapturedStdout(),
+        "UPDATE VERIFY PASS: checksum, app identity, Developer ID signature and notarization\n");
+    EXPECT_TRUE(staging().isEmpty()) << "the check leaves no staging folder";
+
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(NativeUpdateArchiveVerification::runIfRequested(
+                  configuration(), {"hopla", "--verify-update-archive", path, "1.4.2", "x", sum}),
+              1);
+    EXPECT_EQ(QString::fromLocal8Bit(::testing::internal::GetCapturedStderr()),
+              "UPDATE VERIFY FAILED: " +
+                  NativeUpdateInstaller::description(Failure::invalidArchive) + "\n");
+
+    // The hopla program takes the check before it looks for a display.
+    QProcess hopla;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("DISPLAY");
+    environment.remove("QT_QPA_PLATFORM");
+    hopla.setProcessEnvironment(environment);
+    hopla.start(HOPLA_BINARY, {"--verify-update-archive", path, "1.4.2", "x", sum});
+    ASSERT_TRUE(hopla.waitForFinished(30000));
+    EXPECT_EQ(hopla.exitCode(), 1);
+    EXPECT_TRUE(hopla.readAllStandardError().startsWith("UPDATE VERIFY FAILED: "));
+}
+
+} // namespace

@@ -1,0 +1,226 @@
+// The updater's pure parts: its language and texts, release notes, the manifest and the
+// policy that decides whether a manifest may be acted on.
+#include "updater/NativeUpdatePolicy.h"
+#include "updater/ReleaseNotes.h"
+#include "updater/UpdaterText.h"
+
+#include <QApplication>
+#include <QDialogButtonBox>
+#include <QMessageBox>
+#include <QTextBrowser>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace hopla;
+using Failure = NativeUpdatePolicy::Failure;
+
+TEST(UpdaterText, LanguageFollowsTheFirstPreferredLanguage) {
+    const std::pair<QStringList, UpdaterLanguage> cases[] = {
+        {{"zh-Hant-TW"}, UpdaterLanguage::traditionalChinese},
+        {{"zh-HK"}, UpdaterLanguage::traditionalChinese},
+        {{"zh-MO", "en"}, UpdaterLanguage::traditionalChinese},
+        {{"zh-TW"}, UpdaterLanguage::traditionalChinese},
+        {{"zh-Hans-CN"}, UpdaterLanguage::simplifiedChinese},
+        {{"zh"}, UpdaterLanguage::simplifiedChinese},
+        {{"ja", "zh-CN"}, UpdaterLanguage::english},
+        {{"en-GB"}, UpdaterLanguage::english},
+        {{}, UpdaterLanguage::english},
+    };
+    for (const auto& [preferred, language] : cases) {
+        EXPECT_EQ(updaterLanguageFor(preferred), language) << preferred.join(',').toStdString();
+    }
+    EXPECT_EQ(updaterLanguageFor({"zh-CN"}, false), UpdaterLanguage::english);
+
+    const QString unknown = QString::fromUtf8("没有这句");
+    for (auto language : {UpdaterLanguage::english, UpdaterLanguage::simplifiedChinese,
+                          UpdaterLanguage::traditionalChinese}) {
+        EXPECT_EQ(updaterCopy(unknown, language), unknown);
+    }
+    const QString pattern = QString::fromUtf8("%1 %2 可更新");
+    EXPECT_EQ(updaterCopy(pattern, UpdaterLanguage::english), "%1 %2 is available");
+    EXPECT_EQ(updaterCopy(pattern, UpdaterLanguage::simplifiedChinese), pattern);
+}
+
+std::vector<ReleaseNotesRun> notes(const char* markdown) {
+    return nativeReleaseNotes(QString::fromUtf8(markdown));
+}
+
+QString plain(const std::vector<ReleaseNotesRun>& runs) {
+    QString text;
+    for (const auto& run : runs) {
+        text += run.text;
+    }
+    return text;
+}
+
+TEST(ReleaseNotes, BlocksGetTheirSizesPrefixesAndOneLineBreakBetween) {
+    const auto header = notes("# Hopla 1.2\n\nFaster switching.");
+    ASSERT_EQ(header.size(), 3u);
+    EXPECT_EQ(header[0].text, "Hopla 1.2");
+    EXPECT_EQ(header[0].pointSize, 21);
+    EXPECT_TRUE(header[0].bold);
+    EXPECT_EQ(header[1].text, "\n");
+    EXPECT_EQ(header[2].pointSize, 13);
+    EXPECT_FALSE(header[2].bold);
+    EXPECT_EQ(notes("###### six")[0].pointSize, 11);
+
+    EXPECT_EQ(plain(notes("- one\n- two\n- three")), QString::fromUtf8("• one\n• two\n• three"));
+    EXPECT_EQ(plain(notes("1. one\n2. two\n3. three")), "1. one\n2. two\n3. three");
+    EXPECT_EQ(plain(notes("> quoted")), QString::fromUtf8("│ quoted"));
+
+    const auto code = notes("```\nint a;\nint b;\n```");
+    ASSERT_FALSE(code.empty());
+    EXPECT_TRUE(code[0].monospaced);
+    EXPECT_EQ(code[0].pointSize, 12);
+    EXPECT_EQ(plain(code), "int a;\nint b;");
+}
+
+TEST(ReleaseNotes, InlineStylesStayWithinTheirWords) {
+    const auto runs =
+        notes("Now **bold**, *slanted*, ~~gone~~, `code` and [a link](https://x.test/).");
+    const auto find = [&](const QString& text) {
+        const auto it = std::find_if(runs.begin(), runs.end(),
+                                     [&](const ReleaseNotesRun& r) { return r.text == text; });
+        EXPECT_NE(it, runs.end()) << text.toStdString();
+        return it == runs.end() ? ReleaseNotesRun{} : *it;
+    };
+    EXPECT_TRUE(find("bold").bold);
+    EXPECT_TRUE(find("slanted").italic);
+    EXPECT_TRUE(find("gone").strikethrough);
+    EXPECT_TRUE(find("code").monospaced);
+    EXPECT_EQ(find("a link").link, "https://x.test/");
+    EXPECT_FALSE(runs.front().bold || runs.front().italic) << "the rest stays regular";
+    EXPECT_TRUE(runs.front().link.isEmpty());
+}
+
+TEST(ReleaseNotes, ThePromptShowsThemAboveItsButtonsOnlyWhenThereAreSome) {
+    QMessageBox blank;
+    addNativeReleaseNotes(blank, QStringLiteral(" \n\t"));
+    addNativeReleaseNotes(blank, std::nullopt);
+    EXPECT_EQ(blank.findChild<QTextBrowser*>(), nullptr);
+
+    QMessageBox prompt;
+    prompt.setText("Hopla 1.4.2");
+    prompt.addButton("Later", QMessageBox::RejectRole);
+    addNativeReleaseNotes(prompt, QStringLiteral("# New\n\n[more](https://x.test/)"));
+    prompt.show();
+    const auto* notes = prompt.findChild<QTextBrowser*>();
+    ASSERT_NE(notes, nullptr);
+    EXPECT_EQ(notes->size(), QSize(420, 220));
+    EXPECT_TRUE(notes->openExternalLinks());
+    EXPECT_TRUE(notes->toPlainText().startsWith("New\nmore"));
+    const auto* buttons = prompt.findChild<QDialogButtonBox*>();
+    ASSERT_NE(buttons, nullptr);
+    EXPECT_LE(notes->geometry().bottom(), buttons->geometry().top());
+}
+
+NativeUpdateConfiguration configuration() {
+    NativeUpdateConfiguration c;
+    c.bundleIdentifier = "app.hopla.Hopla";
+    c.manifestURL = QUrl("https://get.hopla.test/downloads/latest.json");
+    c.allowedDownloadHosts = {"get.hopla.test", "cdn.hopla.test", "mirror.hopla.test"};
+    c.isEnabled = true;
+    return c;
+}
+
+NativeUpdateManifest manifest() {
+    return {.schemaVersion = 1,
+            .product = "hopla",
+            .version = "1.4.2",
+            .build = 58,
+            .downloadURL = "https://cdn.hopla.test/Hopla-1.4.2.zip",
+            .sha256 = QString(64, QLatin1Char('a')),
+            .releaseNotes = std::nullopt};
+}
+
+TEST(UpdateManifest, DecodesTheSevenKeysAndRefusesWrongTypes) {
+    const QByteArray json = R"({"schemaVersion":1,"product":"hopla","version":"1.4.2","build":58,
+        "downloadURL":"https://cdn.hopla.test/Hopla-1.4.2.zip","sha256":")" +
+                            QByteArray(64, 'a') + R"(","extra":[1,2]})";
+    const auto decoded = NativeUpdateManifest::decode(json);
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(*decoded, manifest());
+    EXPECT_FALSE(decoded->encode().contains("releaseNotes"));
+    auto withNotes = manifest();
+    withNotes.releaseNotes = "# New";
+    EXPECT_EQ(NativeUpdateManifest::decode(withNotes.encode()), withNotes);
+
+    QString error;
+    for (const QByteArray& bad :
+         {QByteArray(R"({"schemaVersion":1})"), QByteArray("[]"), QByteArray("{"),
+          QByteArray(json).replace("\"build\":58", "\"build\":\"58\""),
+          QByteArray(json).replace("\"build\":58", "\"build\":58.5"),
+          QByteArray(json).replace("\"extra\"", "\"releaseNotes\"")}) {
+        EXPECT_FALSE(NativeUpdateManifest::decode(bad, &error)) << bad.toStdString();
+        EXPECT_FALSE(error.isEmpty());
+    }
+}
+
+TEST(UpdatePolicy, TheFirstFailingCheckWins) {
+    const auto c = configuration();
+    EXPECT_EQ(NativeUpdatePolicy::validate(manifest(), c), std::nullopt);
+    const auto with = [](auto change) {
+        auto m = manifest();
+        change(m);
+        return m;
+    };
+    const std::pair<NativeUpdateManifest, Failure> cases[] = {
+        {with([](auto& m) { m.schemaVersion = 2, m.product = "x", m.build = 0; }),
+         Failure::invalidSchema},
+        {with([](auto& m) { m.product = "Hopla"; }), Failure::wrongProduct},
+        {with([](auto& m) { m.version = ""; }), Failure::invalidVersion},
+        {with([](auto& m) { m.build = 0; }), Failure::invalidVersion},
+        {with([](auto& m) { m.downloadURL = "http://cdn.hopla.test/a.zip"; }),
+         Failure::invalidDownloadURL},
+        {with([](auto& m) { m.downloadURL = "HTTPS://cdn.hopla.test/a.zip"; }),
+         Failure::invalidDownloadURL},
+        {with([](auto& m) { m.downloadURL = "https://evil.test/a.zip"; }),
+         Failure::invalidDownloadURL},
+        {with([](auto& m) { m.downloadURL = "https:///a.zip"; }), Failure::invalidDownloadURL},
+        {with([](auto& m) { m.sha256.chop(1); }), Failure::invalidChecksum},
+        {with([](auto& m) { m.sha256 += 'a'; }), Failure::invalidChecksum},
+        {with([](auto& m) { m.sha256[3] = 'g'; }), Failure::invalidChecksum},
+    };
+    for (const auto& [m, failure] : cases) {
+        EXPECT_EQ(NativeUpdatePolicy::validate(m, c), failure) << m.encode().toStdString();
+    }
+    EXPECT_EQ(NativeUpdatePolicy::validate(with([](auto& m) {
+                                               m.build = 1;
+                                               m.downloadURL = "https://CDN.Hopla.test/a.zip";
+                                               m.sha256 = QString(64, QLatin1Char('F'));
+                                           }),
+                                           c),
+              std::nullopt);
+
+    EXPECT_FALSE(NativeUpdatePolicy::isNewer(manifest(), 58));
+    EXPECT_TRUE(NativeUpdatePolicy::isNewer(manifest(), 57));
+    EXPECT_TRUE(NativeUpdatePolicy::isNewer(manifest(), std::optional<QString>("1.2")));
+    EXPECT_FALSE(NativeUpdatePolicy::isNewer(manifest(), std::optional<QString>("58")));
+    EXPECT_TRUE(NativeUpdatePolicy::isNewer(manifest(), std::nullopt));
+}
+
+TEST(UpdateConfiguration, ChangelogPagesAndTheVersionLine) {
+    const auto c = configuration();
+    EXPECT_EQ(c.changelogURL("zh_Hant_TW").toString(), "https://get.hopla.test/zh-tw/changelog/");
+    EXPECT_EQ(c.changelogURL("zh-HK").toString(), "https://get.hopla.test/zh-tw/changelog/");
+    EXPECT_EQ(c.changelogURL("zh-Hans-CN").toString(), "https://get.hopla.test/zh/changelog/");
+    EXPECT_EQ(c.changelogURL("en-US").toString(), "https://get.hopla.test/changelog/");
+    EXPECT_EQ(c.changelogURL("fr").toString(), "https://get.hopla.test/changelog/");
+
+    const QString line = NativeAppVersion::displayText(
+        {.path = {}, .identifier = {}, .version = std::nullopt, .build = "57"});
+    EXPECT_TRUE(line.contains(QChar(0x2014)) && line.contains(QStringLiteral("57")))
+        << line.toStdString();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // Markdown goes through Qt's text document, and the prompt is a widget.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

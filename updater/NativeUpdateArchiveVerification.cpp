@@ -1,0 +1,63 @@
+#include "updater/NativeUpdateArchiveVerification.h"
+
+#include "updater/NativeUpdateInstaller.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cstdio>
+
+namespace hopla::NativeUpdateArchiveVerification {
+
+namespace {
+
+int failed(const QString& description) {
+    std::fprintf(stderr, "UPDATE VERIFY FAILED: %s\n", description.toLocal8Bit().constData());
+    return 1;
+}
+
+} // namespace
+
+std::optional<int> runIfRequested(const NativeUpdateConfiguration& configuration,
+                                  const QStringList& arguments) {
+    if (arguments.size() != 6 || arguments[1] != QLatin1String("--verify-update-archive")) {
+        return std::nullopt;
+    }
+    using NativeUpdateInstaller::Failure;
+    QString buildText = arguments[4];
+    if (buildText.startsWith(QLatin1Char('+'))) {
+        buildText.remove(0, 1);
+    }
+    bool parsed = false;
+    const qlonglong build = buildText.toLongLong(&parsed, 10);
+    if (!parsed || buildText.trimmed() != buildText) {
+        return failed(NativeUpdateInstaller::description(Failure::invalidArchive));
+    }
+    NativeUpdateManifest manifest{
+        .schemaVersion = 1,
+        .product = configuration.product,
+        .version = arguments[3],
+        .build = build,
+        .downloadURL = configuration.manifestURL.toString(),
+        .sha256 = arguments[5],
+        .releaseNotes = std::nullopt,
+    };
+    QFile archive(arguments[2]);
+    if (!archive.open(QIODevice::ReadOnly)) {
+        return failed(archive.errorString());
+    }
+    if (archive.size() > configuration.limits.downloadBytes) {
+        return failed(NativeUpdateInstaller::description(Failure::invalidArchive));
+    }
+    const auto result = NativeUpdateInstaller::prepare(archive.readAll(), manifest, configuration);
+    if (const auto* error = std::get_if<NativeUpdateInstaller::Error>(&result)) {
+        return failed(error->description());
+    }
+    QDir(QFileInfo(std::get<QString>(result)).path()).removeRecursively();
+    std::printf("UPDATE VERIFY PASS: checksum, app identity, Developer ID signature and "
+                "notarization\n");
+    return 0;
+}
+
+} // namespace hopla::NativeUpdateArchiveVerification

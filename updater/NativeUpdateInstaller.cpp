@@ -1,0 +1,133 @@
+#include "updater/NativeUpdateInstaller.h"
+
+#include "updater/ArchiveExtraction.h"
+#include "updater/BundleSignature.h"
+#include "updater/UpdaterText.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QSaveFile>
+#include <QUuid>
+
+#include <spawn.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+extern char** environ;
+
+namespace hopla::NativeUpdateInstaller {
+
+QString description(Failure failure) {
+    switch (failure) {
+    case Failure::invalidArchive:
+        return updaterCopy("更新包已损坏，请重新下载。");
+    case Failure::invalidApplication:
+        return updaterCopy("更新包未通过开发者签名或公证校验。");
+    case Failure::cannotReplace:
+        return updaterCopy("无法替换当前应用，请确认当前用户对 Hopla 的安装文件夹有写入权限。");
+    }
+    return {};
+}
+
+QString Error::description() const {
+    return failure ? NativeUpdateInstaller::description(*failure) : systemMessage;
+}
+
+namespace {
+
+Error refusal(Failure failure, const QString& detail) {
+    return Error{failure, {}, detail};
+}
+
+Error systemError(const QString& message) {
+    return Error{std::nullopt, message, message};
+}
+
+} // namespace
+
+Result<QString> prepare(const QByteArray& data, const NativeUpdateManifest& manifest,
+                        const NativeUpdateConfiguration& configuration) {
+    const QByteArray sum = QCryptographicHash::hash(data, QCryptographicHash::Sha256).toHex();
+    if (QString::fromLatin1(sum) != manifest.sha256.toLower()) {
+        return refusal(Failure::invalidArchive, QStringLiteral("SHA-256 is %1").arg(sum));
+    }
+    const QString staging =
+        QDir::temp().filePath(configuration.product + QStringLiteral("-update-") +
+                              QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
+    if (!QDir().mkpath(staging)) {
+        return systemError(QStringLiteral("cannot make the folder %1: %2")
+                               .arg(staging, QString::fromLocal8Bit(std::strerror(errno))));
+    }
+    const auto fail = [&staging](Error error) -> Result<QString> {
+        QDir(staging).removeRecursively();
+        return error;
+    };
+    const QString archive = staging + QStringLiteral("/update.zip");
+    QSaveFile file(archive);
+    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
+        return fail(systemError(file.errorString()));
+    }
+    if (auto refused = extractUpdateArchive(archive, staging, configuration.bundleName(),
+                                            configuration.limits)) {
+        return fail(refusal(Failure::invalidApplication, *refused));
+    }
+
+    const QString application = staging + QLatin1Char('/') + configuration.bundleName();
+    const auto bundle = AppBundle::open(application);
+    bool buildParsed = false;
+    const qlonglong build = bundle ? bundle->build.value_or(QString()).toLongLong(&buildParsed) : 0;
+    if (!bundle || bundle->identifier != configuration.bundleIdentifier ||
+        bundle->version != manifest.version || !buildParsed || build != manifest.build ||
+        !bundle->executable()) {
+        return fail(refusal(Failure::invalidApplication,
+                            QStringLiteral("the archive holds no %1 %2 (%3) of %4")
+                                .arg(configuration.appName, manifest.version)
+                                .arg(manifest.build)
+                                .arg(configuration.bundleIdentifier)));
+    }
+    QString problem;
+    if (!verifyBundleSignatures(application, configuration, &problem)) {
+        return fail(refusal(Failure::invalidApplication, problem));
+    }
+    return application;
+}
+
+std::optional<Error> startDetached(const QString& program, const QStringList& arguments) {
+    std::vector<QByteArray> storage;
+    storage.push_back(QFile::encodeName(program));
+    for (const QString& argument : arguments) {
+        storage.push_back(argument.toLocal8Bit());
+    }
+    std::vector<char*> argv;
+    for (QByteArray& argument : storage) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID); // outlives its starter
+    pid_t child = 0;
+    const int failed = posix_spawn(&child, argv[0], nullptr, &attributes, argv.data(), environ);
+    posix_spawnattr_destroy(&attributes);
+    if (failed != 0) {
+        return systemError(QStringLiteral("cannot start %1: %2")
+                               .arg(program, QString::fromLocal8Bit(std::strerror(failed))));
+    }
+    return std::nullopt;
+}
+
+std::optional<Error> launchHelper(const QString& stagedApplication, const QString& replacing) {
+    const auto bundle = AppBundle::open(stagedApplication);
+    const auto program = bundle ? bundle->executable() : std::nullopt;
+    if (!program) {
+        return refusal(Failure::invalidApplication,
+                       QStringLiteral("%1 has no program to start").arg(stagedApplication));
+    }
+    return startDetached(*program, {QStringLiteral("--native-update-helper"), replacing,
+                                    QString::number(::getpid())});
+}
+
+} // namespace hopla::NativeUpdateInstaller
