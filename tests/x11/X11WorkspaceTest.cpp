@@ -185,7 +185,13 @@ TEST_F(X11WorkspaceTest, OpeningARunningApplicationBringsItForwardAndStartsNoCop
     EXPECT_EQ(order[1], a.pid());
 
     desktop.minimize(a.windows.front());
-    ASSERT_TRUE(desktop.waitFor([&] { return !activeIs(a.pid()) && activeIs(b.pid()); }));
+    const auto minimized = [&] {
+        const auto& windows =
+            static_cast<const hopla::x11::X11Application&>(*app(a.pid())).windows();
+        return !windows.empty() && windows.front().minimized;
+    };
+    // B was active already: wait for the window manager to have minimized A.
+    ASSERT_TRUE(desktop.waitFor([&] { return minimized() && activeIs(b.pid()); }));
     const auto countCopies = [&] {
         const auto all = workspace->runningApplications();
         return std::count_if(all.begin(), all.end(), [&](const RunningApplicationPtr& r) {
@@ -199,8 +205,7 @@ TEST_F(X11WorkspaceTest, OpeningARunningApplicationBringsItForwardAndStartsNoCop
     ASSERT_TRUE(desktop.waitFor([&] { return answer.has_value(); }));
     EXPECT_EQ(*answer, std::nullopt);
     EXPECT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()); }));
-    const auto& windows = static_cast<const hopla::x11::X11Application&>(*app(a.pid())).windows();
-    EXPECT_FALSE(windows.front().minimized);
+    EXPECT_FALSE(minimized());
     desktop.waitFor([] { return false; }, 300ms); // a launched copy would show up by now
     EXPECT_EQ(countCopies(), before);
 }
