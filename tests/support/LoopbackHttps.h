@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QByteArray>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+#include <QSslServer>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <functional>
+#include <map>
+
+class QSslSocket;
+
+namespace hopla::testing {
+
+// A certificate authority made for one test (openssl), and a certificate by it for
+// localhost and 127.0.0.1. Nothing outside the test trusts it.
+struct TestAuthority {
+    QTemporaryDir dir;
+    QSslCertificate authority;
+    QSslCertificate host;
+    QByteArray hostKey;
+    QString error; // why making them failed, or empty
+
+    TestAuthority();
+    QString authorityPath() const { return dir.filePath("ca.pem"); }
+    // The default configuration with this authority as the only one trusted.
+    QSslConfiguration trusting() const;
+};
+
+// An HTTPS server on the loopback interface, answering each path with a handler that
+// writes the whole response to the socket.
+class LoopbackHttps {
+public:
+    using Handler = std::function<void(QSslSocket&)>;
+
+    explicit LoopbackHttps(const TestAuthority& authority);
+    quint16 port() const { return server_.serverPort(); }
+    QString url(const QString& path) const;
+    void route(const QByteArray& path, Handler handler) { routes_[path] = std::move(handler); }
+    // Writes a complete response and closes the connection.
+    static void reply(QSslSocket& socket, const QByteArray& status, const QByteArray& headers,
+                      const QByteArray& body);
+
+private:
+    QSslServer server_;
+    std::map<QByteArray, Handler> routes_;
+};
+
+} // namespace hopla::testing

@@ -1,0 +1,119 @@
+#include "updater/HttpsFetcher.h"
+
+#include <QNetworkReply>
+#include <QPointer>
+#include <QTimer>
+
+#include <memory>
+
+namespace hopla {
+
+namespace {
+
+bool allowed(const QUrl& url, const FetchLimits& limits) {
+    return url.scheme() == QLatin1String("https") &&
+           limits.allowedHosts.contains(url.host().toLower());
+}
+
+} // namespace
+
+HttpsFetcher::HttpsFetcher(QSslConfiguration tls)
+    : tls_(std::move(tls)) {
+    network_.setRedirectPolicy(QNetworkRequest::UserVerifiedRedirectPolicy);
+}
+
+void HttpsFetcher::get(const QUrl& url, const FetchLimits& limits,
+                       std::function<void(FetchResult)> done) {
+    if (!allowed(url, limits)) {
+        QTimer::singleShot(0, &network_, [done = std::move(done), url] {
+            done({std::nullopt,
+                  QStringLiteral("%1 is not an allowed HTTPS address").arg(url.toDisplayString())});
+        });
+        return;
+    }
+    QNetworkRequest request(url);
+    request.setSslConfiguration(tls_);
+    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
+                         QNetworkRequest::AlwaysNetwork);
+    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
+    request.setMaximumRedirectsAllowed(10);
+    QNetworkReply* reply = network_.get(request);
+
+    // The first reason to stop wins; the reply's own error is used when there is none.
+    auto refusal = std::make_shared<QString>();
+    const auto stop = [reply, refusal](const QString& why) {
+        if (refusal->isEmpty()) {
+            *refusal = why;
+        }
+        reply->abort();
+    };
+    QObject::connect(
+        reply, &QNetworkReply::redirected, reply, [reply, limits, stop](const QUrl& to) {
+            if (allowed(to, limits)) {
+                emit reply->redirectAllowed();
+            } else {
+                stop(QStringLiteral("redirected to %1, which is not an allowed HTTPS address")
+                         .arg(to.toDisplayString()));
+            }
+        });
+    QObject::connect(reply, &QNetworkReply::metaDataChanged, reply, [reply, limits, stop] {
+        bool known = false;
+        const qint64 length =
+            reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(&known);
+        if (known && length > limits.maxBytes) {
+            stop(QStringLiteral("the server offers %1 bytes, more than %2")
+                     .arg(length)
+                     .arg(limits.maxBytes));
+        }
+    });
+    auto received = std::make_shared<qint64>(0);
+    QObject::connect(
+        reply, &QNetworkReply::downloadProgress, reply,
+        [limits, stop, received](qint64 bytes, qint64) {
+            *received = bytes;
+            if (bytes > limits.maxBytes) {
+                stop(QStringLiteral("the answer is larger than %1 bytes").arg(limits.maxBytes));
+            }
+        });
+    auto* progress = new QTimer(reply);
+    QObject::connect(
+        progress, &QTimer::timeout, reply,
+        [stop, limits, received, before = std::make_shared<qint64>(0)] {
+            if (*received - *before < limits.minBytesPerWindow) {
+                stop(QStringLiteral("the server sent %1 bytes in %2 s, too slow to go on")
+                         .arg(*received - *before)
+                         .arg(limits.progressWindow.count() / 1000.0));
+            }
+            *before = *received;
+        });
+    progress->start(limits.progressWindow);
+    if (limits.timeout.count() > 0) {
+        auto* whole = new QTimer(reply);
+        whole->setSingleShot(true);
+        QObject::connect(whole, &QTimer::timeout, reply, [stop, limits] {
+            stop(QStringLiteral("no complete answer within %1 s")
+                     .arg(limits.timeout.count() / 1000.0));
+        });
+        whole->start(limits.timeout);
+    }
+    QObject::connect(
+        reply, &QNetworkReply::finished, reply, [reply, refusal, done = std::move(done)] {
+            reply->deleteLater();
+            if (!refusal->isEmpty()) {
+                done({std::nullopt, *refusal});
+                return;
+            }
+            if (reply->error() != QNetworkReply::NoError) {
+                done({std::nullopt, reply->errorString()});
+                return;
+            }
+            const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+            if (status < 200 || status > 299) {
+                done({std::nullopt, QStringLiteral("the server answered HTTP %1").arg(status)});
+                return;
+            }
+            done({reply->readAll(), QString()});
+        });
+}
+
+} // namespace hopla

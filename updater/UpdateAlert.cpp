@@ -1,0 +1,34 @@
+#include "updater/UpdateAlert.h"
+
+#include "updater/ReleaseNotes.h"
+
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace hopla {
+
+NativeUpdatePresenter modalUpdateAlert() {
+    return [](const NativeUpdatePrompt& prompt, NativeUpdateMessageStyle style,
+              std::function<void(bool)> chosen) {
+        QMessageBox box;
+        box.setWindowTitle(QStringLiteral("Hopla"));
+        box.setIcon(style == NativeUpdateMessageStyle::warning ? QMessageBox::Warning
+                                                               : QMessageBox::Information);
+        box.setText(prompt.title);
+        box.setInformativeText(prompt.detail);
+        QPushButton* primary = box.addButton(prompt.primary, QMessageBox::AcceptRole);
+        if (prompt.secondary) {
+            box.addButton(*prompt.secondary, QMessageBox::RejectRole);
+        }
+        box.setDefaultButton(primary);
+        addNativeReleaseNotes(box, prompt.releaseNotes); // last: the box re-lays itself out
+        box.setWindowFlag(Qt::WindowStaysOnTopHint);
+        box.show();
+        box.raise();
+        box.activateWindow();
+        box.exec();
+        chosen(box.clickedButton() == primary);
+    };
+}
+
+} // namespace hopla
