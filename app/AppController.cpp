@@ -1,11 +1,15 @@
 #include "app/AppController.h"
 
+#include "updater/UpdateAlert.h"
+
 #include "app/ColorScheme.h"
 #include "app/HoplaIcons.h"
 #include "platform/x11/X11Keyboard.h"
 #include "platform/xfce/XfwmShortcuts.h"
 
 #include <QApplication>
+#include <QDateTime>
+#include <QDesktopServices>
 #include <QMessageBox>
 
 #include <cstdio>
@@ -32,7 +36,9 @@ QColor trayInk(bool desktopDark) {
 AppController::AppController(LaunchOptions options)
     : options_(std::move(options)) {}
 
-std::unique_ptr<AppController> AppController::create(const LaunchOptions& options, QString* error) {
+std::unique_ptr<AppController> AppController::create(const LaunchOptions& options,
+                                                     const NativeUpdateConfiguration& updates,
+                                                     QString* error) {
     std::unique_ptr<AppController> app(new AppController(options));
     std::string reason;
     app->workspace_ = x11::X11Workspace::open(&reason);
@@ -54,6 +60,20 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
         QStringLiteral("hopla"), QStringLiteral("Hopla"),
         QStringList{QCoreApplication::applicationFilePath(), QStringLiteral("--login-item")});
     app->preferences_ = std::make_unique<Preferences>(app->settings_, *app->autostart_);
+    app->fetcher_ = std::make_unique<HttpsFetcher>();
+    app->updater_ = std::make_unique<NativeUpdater>(
+        updates,
+        NativeUpdater::Environment{
+            .scheduler = app->scheduler_,
+            .fetcher = *app->fetcher_,
+            .defaults = app->settings_,
+            .promptHistory = app->settings_,
+            .alert = modalUpdateAlert(),
+            .openURL = [](const QUrl& url) { QDesktopServices::openUrl(url); },
+            .quit = [self] { self->quit(); },
+            .running = AppBundle::running(),
+            .secondsSince1970 = [] { return QDateTime::currentMSecsSinceEpoch() / 1000.0; },
+        });
 
     auto* support = app->panelSupport_.get();
     app->panel_ = std::make_unique<SwitcherPanel>(
@@ -93,7 +113,7 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
         },
         [self] { self->switcher_->dismiss(); });
     app->settingsWindow_ = std::make_unique<SettingsWindow>(
-        *app->preferences_, *app->appearance_,
+        *app->preferences_, *app->appearance_, *app->updater_,
         SettingsWindow::Actions{[self] { self->requestPermission(); },
                                 [self] { self->showSettings(); }, [self] { self->quit(); },
                                 [self] { self->releaseShortcut(); }});
@@ -159,6 +179,7 @@ void AppController::launch() {
     };
     if (!options_.preview) {
         refresh();
+        updater_->startAutomaticChecks(); // a preview beside a running Hopla does not
         refreshTimer_ =
             ScheduledTask(scheduler_, scheduler_.repeat(refreshInterval, refreshInterval / 10,
                                                         [this] { refresh(); }));
@@ -180,10 +201,8 @@ void AppController::launch() {
 
 void AppController::buildMenu(bool desktopDark) {
     statusMenu_ = std::make_unique<StatusMenu>(
-        StatusMenu::Actions{[this] { showSettings(); },
-                            [this] { toggleEnabled(); },
-                            {}, // the update check comes with the updater
-                            [this] { quit(); }},
+        StatusMenu::Actions{[this] { showSettings(); }, [this] { toggleEnabled(); },
+                            [this] { updater_->checkForUpdates(true); }, [this] { quit(); }},
         trayInk(desktopDark));
     statusMenu_->setEnabledChecked(preferences_->enabled());
     permission_->showEnabled = [this](bool on) { statusMenu_->setEnabledChecked(on); };

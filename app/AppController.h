@@ -17,6 +17,8 @@
 #include "platform/x11/X11WindowSystem.h"
 #include "platform/x11/X11Workspace.h"
 #include "platform/xdg/XdgAutostart.h"
+#include "updater/HttpsFetcher.h"
+#include "updater/NativeUpdater.h"
 
 #include <QSettings>
 
@@ -34,7 +36,8 @@ public:
 
     // Builds everything and runs the launch sequence. Nothing, with the reason, when there
     // is no X11 desktop to run on.
-    static std::unique_ptr<AppController> create(const LaunchOptions& options, QString* error);
+    static std::unique_ptr<AppController>
+    create(const LaunchOptions& options, const NativeUpdateConfiguration& updates, QString* error);
     ~AppController();
 
     Preferences& preferences() { return *preferences_; }
@@ -68,6 +71,8 @@ private:
     std::unique_ptr<DesktopColorScheme> colorScheme_;
     std::unique_ptr<XdgAutostart> autostart_;
     std::unique_ptr<Preferences> preferences_;
+    std::unique_ptr<HttpsFetcher> fetcher_;
+    std::unique_ptr<NativeUpdater> updater_;
     std::unique_ptr<x11::X11Workspace> workspace_;
     std::unique_ptr<x11::X11WindowSystem> windows_;
     std::unique_ptr<x11::X11PanelSupport> panelSupport_;

@@ -131,10 +131,11 @@ PermissionCardText permissionCardText(const Preferences& p) {
 }
 
 SettingsView::SettingsView(Preferences& preferences, NativeAppAppearance& appearance,
-                           Actions actions, QWidget* parent)
+                           NativeUpdater& updater, Actions actions, QWidget* parent)
     : QWidget(parent)
     , preferences_(preferences)
     , appearance_(appearance)
+    , updater_(updater)
     , actions_(std::move(actions)) {
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
@@ -160,6 +161,7 @@ SettingsView::SettingsView(Preferences& preferences, NativeAppAppearance& appear
 
     connect(&preferences_, &Preferences::changed, this, &SettingsView::refresh);
     connect(&appearance_, &NativeAppAppearance::selectionChanged, this, &SettingsView::refresh);
+    connect(&updater_, &NativeUpdater::changed, this, &SettingsView::refresh);
     refresh();
 }
 
@@ -352,6 +354,32 @@ QWidget* SettingsView::settingsCard() {
     card->body()->addWidget(row(
         QStringLiteral("◐"), localized("外观"),
         textLabel(localized("面板与设置同步切换"), 11, QFont::Normal, true, nullptr), segments));
+    divider();
+
+    // Updates: what the updater is doing, its next step, and the automatic checks.
+    auto* updateControl = new QWidget;
+    auto* updateLine = new QHBoxLayout(updateControl);
+    updateLine->setContentsMargins(0, 0, 0, 0);
+    updateButton_ = new QPushButton(updateControl);
+    connect(updateButton_, &QPushButton::clicked, this,
+            [this] { updater_.performPrimaryAction(); });
+    updateSwitch_ = new Switch(accent);
+    updateSwitch_->setAccessibleName(localized("自动提示新版"));
+    connect(updateSwitch_, &QAbstractButton::clicked, this,
+            [this](bool on) { updater_.setAutomaticallyChecksForUpdates(on); });
+    updateLine->addWidget(updateButton_);
+    updateLine->addWidget(updateSwitch_);
+    updateSubtitle_ = textLabel(QString(), 11, QFont::Normal, true, nullptr);
+    card->body()->addWidget(
+        row(QStringLiteral("⟳"), localized("自动提示新版"), updateSubtitle_, updateControl));
+    divider();
+
+    historyButton_ = new QPushButton(localized("查看完整更新日志"));
+    connect(historyButton_, &QPushButton::clicked, this, [this] { updater_.openUpdateHistory(); });
+    card->body()->addWidget(
+        row(QStringLiteral("☰"), localized("更新日志"),
+            textLabel(localized("查看所有版本的更新内容"), 11, QFont::Normal, true, nullptr),
+            historyButton_));
     return card;
 }
 
@@ -421,6 +449,10 @@ QAbstractButton* SettingsView::modifierButton(SwitchModifier modifier) const {
 
 QString SettingsView::syncSubtitle() const {
     return syncSubtitle_->text();
+}
+
+QString SettingsView::updateSubtitle() const {
+    return updateSubtitle_->text();
 }
 
 QString SettingsView::permissionTitle() const {
@@ -496,6 +528,10 @@ void SettingsView::refresh() {
     if (auto* chosen = appearanceButton(preferences_.appearance())) {
         chosen->setChecked(true);
     }
+    updateSubtitle_->setText(updater_.statusText());
+    updateButton_->setText(updater_.actionTitle());
+    updateButton_->setEnabled(!updater_.actionDisabled());
+    updateSwitch_->setChecked(updater_.automaticallyChecksForUpdates());
     update();
 }
 

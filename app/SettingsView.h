@@ -2,6 +2,7 @@
 
 #include "app/Preferences.h"
 #include "appearance/NativeAppAppearance.h"
+#include "updater/NativeUpdater.h"
 
 #include <QWidget>
 
@@ -40,8 +41,8 @@ public:
         std::function<void()> quit;
         std::function<void()> releaseShortcut; // lets the window manager's binding go
     };
-    SettingsView(Preferences& preferences, NativeAppAppearance& appearance, Actions actions,
-                 QWidget* parent = nullptr);
+    SettingsView(Preferences& preferences, NativeAppAppearance& appearance, NativeUpdater& updater,
+                 Actions actions, QWidget* parent = nullptr);
 
     QScrollArea* scrollArea() const { return scroll_; }
     // Shows the store's current values.
@@ -53,6 +54,10 @@ public:
     Switch* menuBarSwitch() const { return menuBarSwitch_; }
     Switch* syncSwitch() const { return syncSwitch_; }
     QString syncSubtitle() const;
+    QString updateSubtitle() const;
+    QAbstractButton* updateButton() const { return updateButton_; }
+    Switch* updateSwitch() const { return updateSwitch_; }
+    QAbstractButton* historyButton() const { return historyButton_; }
     QAbstractButton* appearanceButton(AppAppearance appearance) const;
     QAbstractButton* permissionButton() const { return permissionButton_; }
     QAbstractButton* releaseButton() const { return releaseButton_; }
@@ -73,6 +78,7 @@ private:
 
     Preferences& preferences_;
     NativeAppAppearance& appearance_;
+    NativeUpdater& updater_;
     Actions actions_;
 
     QScrollArea* scroll_ = nullptr;
@@ -94,6 +100,10 @@ private:
     Switch* menuBarSwitch_ = nullptr;
     Switch* syncSwitch_ = nullptr;
     QLabel* syncSubtitle_ = nullptr;
+    QLabel* updateSubtitle_ = nullptr;
+    QAbstractButton* updateButton_ = nullptr;
+    Switch* updateSwitch_ = nullptr;
+    QAbstractButton* historyButton_ = nullptr;
     QButtonGroup* appearanceGroup_ = nullptr;
     std::optional<NativeAccentPalette> shownPalette_; // whose colours the styles carry
 };

@@ -17,9 +17,10 @@ int settingsWindowHeight(std::optional<int> availableHeight) {
 }
 
 SettingsWindow::SettingsWindow(Preferences& preferences, NativeAppAppearance& appearance,
-                               Actions actions)
+                               NativeUpdater& updater, Actions actions)
     : preferences_(preferences)
     , appearance_(appearance)
+    , updater_(updater)
     , actions_(std::move(actions)) {}
 
 SettingsWindow::~SettingsWindow() = default;
@@ -30,7 +31,7 @@ void SettingsWindow::show() {
         window_->setWindowTitle(QStringLiteral("Hopla"));
         window_->setWindowIcon(QPixmap::fromImage(appearance_.applicationIcon()));
         view_ = new SettingsView(
-            preferences_, appearance_,
+            preferences_, appearance_, updater_,
             {actions_.requestPermission, actions_.quit, actions_.releaseShortcut}, window_.get());
         auto* layout = new QVBoxLayout(window_.get());
         layout->setContentsMargins(0, 0, 0, 0);

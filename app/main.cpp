@@ -123,7 +123,7 @@ int main(int argc, char* argv[]) {
                              "Hopla beside the one already running.\n");
     }
     QString error;
-    const auto controller = hopla::AppController::create(options, &error);
+    const auto controller = hopla::AppController::create(options, updates, &error);
     if (!controller) {
         std::fprintf(stderr, "hopla: cannot run here: %s\n", qPrintable(error));
         return 1;

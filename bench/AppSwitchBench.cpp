@@ -156,7 +156,8 @@ int main(int argc, char** argv) {
         {
             hopla::LaunchOptions options;
             options.loginItem = true; // no settings window
-            const auto app = hopla::AppController::create(options, &error);
+            const auto app =
+                hopla::AppController::create(options, hopla::NativeUpdateConfiguration{}, &error);
             if (!app || !keyboard || !app->preferences().listening) {
                 std::fprintf(stderr, "Hopla did not start switching: %s\n", qPrintable(error));
                 return 1;

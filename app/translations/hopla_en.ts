@@ -298,6 +298,22 @@
         <translation>Sync settings</translation>
     </message>
     <message>
+        <source>自动提示新版</source>
+        <translation>Announce new versions</translation>
+    </message>
+    <message>
+        <source>查看完整更新日志</source>
+        <translation>Full Change Log</translation>
+    </message>
+    <message>
+        <source>更新日志</source>
+        <translation>Change log</translation>
+    </message>
+    <message>
+        <source>查看所有版本的更新内容</source>
+        <translation>What changed in every version</translation>
+    </message>
+    <message>
         <source>选择文件夹…</source>
         <translation>Choose Folder…</translation>
     </message>

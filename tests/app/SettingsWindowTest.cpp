@@ -3,7 +3,10 @@
 #include "app/SettingsWindow.h"
 #include "app/HoplaIcons.h"
 #include "app/SettingsWidgets.h"
+#include "platform/fake/ManualScheduler.h"
+#include "tests/support/ScriptedFetcher.h"
 #include "tests/support/ScriptedLoginItem.h"
+#include "updater/UpdaterText.h"
 
 #include <QAbstractButton>
 #include <QTemporaryDir>
@@ -26,9 +29,28 @@ struct SettingsTest : ::testing::Test {
     hopla::testing::ScriptedLoginItem login;
     hopla::Preferences preferences{settings, login};
     std::unique_ptr<hopla::NativeAppAppearance> appearance = hopla::HoplaAppearance::make(settings);
+    hopla::fake::ManualScheduler scheduler;
+    hopla::testing::ScriptedFetcher fetcher;
+    std::vector<QUrl> opened;
+    hopla::NativeUpdater updater{[] {
+                                     hopla::NativeUpdateConfiguration c;
+                                     c.manifestURL =
+                                         QUrl("https://get.hopla.test/downloads/latest.json");
+                                     c.isEnabled = true;
+                                     return c;
+                                 }(),
+                                 {.scheduler = scheduler,
+                                  .fetcher = fetcher,
+                                  .defaults = settings,
+                                  .promptHistory = settings,
+                                  .alert = [](auto&&...) {},
+                                  .openURL = [this](const QUrl& url) { opened.push_back(url); },
+                                  .quit = [] {},
+                                  .running = {},
+                                  .secondsSince1970 = [] { return 0.0; }}};
     int permissionRequests = 0;
     hopla::SettingsWindow window{
-        preferences, *appearance, {[this] { ++permissionRequests; }, {}, {}}};
+        preferences, *appearance, updater, {[this] { ++permissionRequests; }, {}, {}}};
 
     void status(bool trusted, bool listening) {
         preferences.trusted = trusted;
@@ -85,6 +107,21 @@ TEST_F(SettingsTest, ControlsChangeThePreferencesAndFollowChangesMadeElsewhere) 
     EXPECT_FALSE(view.menuBarSwitch()->isChecked());
     preferences.setAppearance(AppAppearance::light);
     EXPECT_TRUE(view.appearanceButton(AppAppearance::light)->isChecked());
+
+    // The update row shows what the updater does and asks it for its next step.
+    using hopla::updaterCopy;
+    view.updateSwitch()->click();
+    EXPECT_TRUE(updater.automaticallyChecksForUpdates());
+    EXPECT_EQ(view.updateSubtitle(), updaterCopy("自动提示新版已开启"));
+    view.updateButton()->click();
+    EXPECT_EQ(fetcher.requests, 1);
+    EXPECT_EQ(view.updateSubtitle(), updaterCopy("正在检查更新…"));
+    EXPECT_FALSE(view.updateButton()->isEnabled());
+    fetcher.answer({std::nullopt, "offline"});
+    EXPECT_TRUE(view.updateButton()->isEnabled());
+    EXPECT_EQ(view.updateButton()->text(), updaterCopy("检查更新"));
+    view.historyButton()->click();
+    EXPECT_EQ(opened.size(), 1u);
 }
 
 TEST_F(SettingsTest, CapturesShowTheTopOrTheBottomOfThePage) {
