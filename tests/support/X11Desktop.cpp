@@ -5,6 +5,7 @@
 #include <QDir>
 
 #include <xcb/xcb.h>
+#include <xcb/xtest.h>
 
 #include <algorithm>
 #include <cstring>
@@ -256,6 +257,51 @@ bool X11Desktop::waitFor(const std::function<bool()>& condition, std::chrono::mi
         }
     }
     return true;
+}
+
+X11Desktop::TestClient X11Desktop::startTestClient(const QStringList& arguments) {
+    TestClient client{launch(testClientPath(), arguments), {}};
+    if (waitFor([&] { return client.process->canReadLine(); })) {
+        // "windows <id> <id>…"
+        const QStringList words =
+            QString::fromLatin1(client.process->readLine()).simplified().split(QLatin1Char(' '));
+        for (qsizetype i = 1; i < words.size(); ++i) {
+            client.windows.push_back(words[i].toUInt());
+        }
+    }
+    return client;
+}
+
+std::uint32_t X11Desktop::focusedTestClient(const QStringList& arguments) {
+    const TestClient client = startTestClient(arguments);
+    const std::uint32_t window = client.windows.empty() ? 0 : client.windows.front();
+    waitFor([&] { return window != 0 && activeWindow() == window; });
+    return window;
+}
+
+void X11Desktop::key(std::uint8_t keycode, bool down) {
+    xcb_test_fake_input(watcher_->connection, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keycode,
+                        XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    xcb_flush(watcher_->connection);
+}
+
+std::uint32_t X11Desktop::activeWindow() {
+    xcb_connection_t* c = watcher_->connection;
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    const auto atom =
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 18, "_NET_ACTIVE_WINDOW"), nullptr);
+    if (!atom) {
+        return 0;
+    }
+    const auto reply = xcb_get_property_reply(
+        c, xcb_get_property(c, 0, root, atom->atom, XCB_ATOM_WINDOW, 0, 1), nullptr);
+    std::free(atom);
+    std::uint32_t window = 0;
+    if (reply && xcb_get_property_value_length(reply) == 4) {
+        std::memcpy(&window, xcb_get_property_value(reply), 4);
+    }
+    std::free(reply);
+    return window;
 }
 
 void X11Desktop::minimize(std::uint32_t window) {

@@ -46,6 +46,24 @@ public:
     bool waitFor(const std::function<bool()>& condition,
                  std::chrono::milliseconds limit = std::chrono::seconds(10));
 
+    // Starts the project's test client and waits until it has printed its windows.
+    struct TestClient {
+        QProcess* process = nullptr;
+        std::vector<std::uint32_t> windows; // empty when it did not start
+    };
+    TestClient startTestClient(const QStringList& arguments);
+    // Starts the test client and waits until its (first) window has the focus.
+    std::uint32_t focusedTestClient(const QStringList& arguments);
+
+    // A key of the keyboard goes down or up, injected through XTEST as typing would be.
+    void key(std::uint8_t keycode, bool down);
+    void press(std::uint8_t keycode) {
+        key(keycode, true);
+        key(keycode, false);
+    }
+    // The window that has the focus, as the window manager says (_NET_ACTIVE_WINDOW).
+    std::uint32_t activeWindow();
+
     // Asks the window manager to minimize the window, as a title bar's button does (ICCCM
     // WM_CHANGE_STATE to Iconic).
     void minimize(std::uint32_t window);

@@ -98,15 +98,11 @@ struct HoplaEndToEnd : ::testing::Test {
     QString log;
 
     xcb_window_t client(const QString& name) {
-        QProcess* c = desktop.launch(hopla::testing::testClientPath(),
-                                     {"--class", name.toLower() + "," + name});
-        EXPECT_TRUE(desktop.waitFor([&] { return c->canReadLine(); }));
-        const xcb_window_t w =
-            QString::fromLatin1(c->readLine()).simplified().section(' ', 1, 1).toUInt();
-        EXPECT_TRUE(desktop.waitFor([&] { return active() == w; })) << "new windows get the focus";
+        const xcb_window_t w = desktop.focusedTestClient({"--class", name.toLower() + "," + name});
+        EXPECT_TRUE(w != 0 && active() == w) << "new windows get the focus";
         return w;
     }
-    xcb_window_t active() { return hopla::x11::readActiveWindow(*x); }
+    xcb_window_t active() { return desktop.activeWindow(); }
     void activate(xcb_window_t w) {
         xcb_ewmh_request_change_active_window(x->ewmh(), x->screenNumber(), w,
                                               XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME,
@@ -114,14 +110,12 @@ struct HoplaEndToEnd : ::testing::Test {
         xcb_flush(x->raw());
         ASSERT_TRUE(desktop.waitFor([&] { return active() == w; }));
     }
-    void key(xcb_keycode_t code, bool down) {
-        xcb_test_fake_input(x->raw(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code,
-                            XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
-        xcb_flush(x->raw());
-    }
-    void press(xcb_keycode_t code) {
-        key(code, true);
-        key(code, false);
+    void key(xcb_keycode_t code, bool down) { desktop.key(code, down); }
+    void press(xcb_keycode_t code) { desktop.press(code); }
+    void superTab() {
+        key(super(), true);
+        press(tab());
+        key(super(), false);
     }
     // Whether Hopla's panel is on screen: a viewable top-level window of class "Hopla".
     bool panelShown() {
@@ -159,14 +153,10 @@ TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBack) {
     const xcb_window_t first = client("First");
     const xcb_window_t second = client("Second"); // now frontmost; First was used before it
     settle();
-    key(super(), true);
-    press(tab());
-    key(super(), false);
+    superTab();
     EXPECT_TRUE(desktop.waitFor([&] { return active() == first; }));
     settle();
-    key(super(), true); // and back again
-    press(tab());
-    key(super(), false);
+    superTab(); // and back again
     EXPECT_TRUE(desktop.waitFor([&] { return active() == second; }));
 }
 
@@ -205,10 +195,7 @@ TEST_F(HoplaEndToEnd, SwitchingToAMinimizedApplicationRestoresIt) {
     desktop.minimize(hidden);
     ASSERT_TRUE(desktop.waitFor(
         [&] { return hopla::x11::readClientWindow(*x, hidden).value().minimized; }));
-
-    key(super(), true);
-    press(tab());
-    key(super(), false);
+    superTab();
     EXPECT_TRUE(desktop.waitFor([&] { return active() == hidden; }));
     EXPECT_FALSE(hopla::x11::readClientWindow(*x, hidden).value().minimized);
 }
@@ -317,11 +304,6 @@ struct HoplaFirstRun : HoplaLaunch {
             }
         }
         ADD_FAILURE() << "no window of " << pid;
-    }
-    void superTab() {
-        key(super(), true);
-        press(tab());
-        key(super(), false);
     }
 };
 

@@ -36,23 +36,15 @@ struct X11KeyboardTapTest : ::testing::Test {
             return true;
         };
         tap.isSessionOpen = [this] { return sessionOpen; };
-        client = desktop.launch(hopla::testing::testClientPath(), {"--class", "typist,Typist"});
-        ASSERT_TRUE(desktop.waitFor([&] { return client->canReadLine(); }));
-        const xcb_window_t window =
-            QString::fromLatin1(client->readLine()).simplified().section(' ', 1, 1).toUInt();
-        ASSERT_TRUE(desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == window; }));
+        const auto typist = desktop.startTestClient({"--class", "typist,Typist"});
+        client = typist.process;
+        ASSERT_FALSE(typist.windows.empty());
+        ASSERT_TRUE(desktop.waitFor([&] { return desktop.activeWindow() == typist.windows[0]; }));
     }
     void TearDown() override { tap.stop(); }
 
-    void key(xcb_keycode_t code, bool down) {
-        xcb_test_fake_input(x->raw(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code,
-                            XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
-    }
-    void tapKey(xcb_keycode_t code) {
-        key(code, true);
-        key(code, false);
-        xcb_flush(x->raw());
-    }
+    void key(xcb_keycode_t code, bool down) { desktop.key(code, down); }
+    void tapKey(xcb_keycode_t code) { desktop.press(code); }
     bool clientTyped(xcb_keycode_t code) {
         typed += client->readAll();
         return typed.contains("key " + QByteArray::number(code) + "\n");

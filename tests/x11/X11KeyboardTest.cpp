@@ -31,11 +31,7 @@ struct X11KeyboardTest : ::testing::Test {
         ASSERT_TRUE(setxkbmap.waitForFinished(10000));
         ASSERT_EQ(setxkbmap.exitCode(), 0);
     }
-    void press(xcb_keycode_t key, bool down) {
-        xcb_test_fake_input(x->raw(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, key, XCB_CURRENT_TIME,
-                            XCB_WINDOW_NONE, 0, 0, 0);
-        xcb_flush(x->raw());
-    }
+    void press(xcb_keycode_t key, bool down) { desktop.key(key, down); }
 };
 
 std::string letter(const hopla::KeyboardLayout& layout, std::uint16_t code) {
@@ -61,14 +57,11 @@ TEST_F(X11KeyboardTest, LettersFollowTheServersLayoutAndItsLatinGroup) {
 }
 
 TEST_F(X11KeyboardTest, SwitchGrabsTakeSuperTabFromTheFocusedClientButLeaveTabAlone) {
-    QProcess* client =
-        desktop.launch(hopla::testing::testClientPath(), {"--class", "typist,Typist"});
-    ASSERT_TRUE(desktop.waitFor([&] { return client->canReadLine(); }));
-    const xcb_window_t window =
-        QString::fromLatin1(client->readLine()).simplified().section(' ', 1, 1).toUInt();
-    ASSERT_TRUE(desktop.waitFor([&] {
-        return x->cardinal(x->root(), x->ewmh()->_NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW) == window;
-    }));
+    const auto typist = desktop.startTestClient({"--class", "typist,Typist"});
+    QProcess* client = typist.process;
+    ASSERT_FALSE(typist.windows.empty());
+    const xcb_window_t window = typist.windows[0];
+    ASSERT_TRUE(desktop.waitFor([&] { return desktop.activeWindow() == window; }));
 
     const auto k = keyboard();
     auto result = SwitchKeyGrabs::grab(*x, k, k.superMask);

@@ -57,12 +57,8 @@ struct X11PanelTest : ::testing::Test {
 
     // The focused client that must keep the focus; returns its window.
     xcb_window_t focusedClient() {
-        QProcess* client =
-            desktop.launch(hopla::testing::testClientPath(), {"--class", "keeper,Keeper"});
-        EXPECT_TRUE(desktop.waitFor([&] { return client->canReadLine(); }));
-        const xcb_window_t window =
-            QString::fromLatin1(client->readLine()).simplified().section(' ', 1, 1).toUInt();
-        EXPECT_TRUE(desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == window; }));
+        const xcb_window_t window = desktop.focusedTestClient({"--class", "keeper,Keeper"});
+        EXPECT_TRUE(window != 0 && desktop.activeWindow() == window);
         return window;
     }
 

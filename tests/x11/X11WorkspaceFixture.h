@@ -46,24 +46,17 @@ struct X11WorkspaceTest : ::testing::Test {
 
     // Starts the project's test client and waits until its windows are managed.
     Client client(QStringList arguments) {
+        auto started = desktop.startTestClient(arguments);
         Client c;
-        c.process = desktop.launch(hopla::testing::testClientPath(), arguments);
-        const bool ready = desktop.waitFor([&] { return c.process->canReadLine(); });
-        EXPECT_TRUE(ready) << "test client did not start";
-        if (ready) {
-            const QStringList words =
-                QString::fromLatin1(c.process->readLine()).simplified().split(' ');
-            for (qsizetype i = 1; i < words.size(); ++i) {
-                c.windows.push_back(words[i].toUInt());
-            }
-        }
+        c.process = started.process;
+        c.windows = std::move(started.windows);
+        EXPECT_FALSE(c.windows.empty()) << "test client did not start";
         EXPECT_TRUE(desktop.waitFor([&] { return managed(c.windows); })) << "windows never managed";
         // openbox focuses a new window a moment after listing it: let that happen first, so
         // it cannot land after a test's own activation.
         const bool focusable = !arguments.contains("--no-input") && !arguments.contains("dock");
         if (focusable && !c.windows.empty()) {
-            auto x = hopla::x11::XConnection::open(nullptr, nullptr);
-            desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == c.windows.back(); },
+            desktop.waitFor([&] { return desktop.activeWindow() == c.windows.back(); },
                             std::chrono::seconds(2));
         }
         return c;
