@@ -1,5 +1,6 @@
 #include "app/AppController.h"
 
+#include "appearance/NativeMenuStyle.h"
 #include "updater/UpdateAlert.h"
 
 #include "app/ColorScheme.h"
@@ -56,6 +57,7 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
     app->appearance_ = HoplaAppearance::make(app->settings_, [](const QImage& icon) {
         QApplication::setWindowIcon(QPixmap::fromImage(icon));
     });
+    NativeMenuStyle::install(); // every menu of Hopla in the kit's look
     app->autostart_ = std::make_unique<XdgAutostart>(
         QStringLiteral("hopla"), QStringLiteral("Hopla"),
         QStringList{QCoreApplication::applicationFilePath(), QStringLiteral("--login-item")});

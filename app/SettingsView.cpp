@@ -1,6 +1,7 @@
 #include "app/SettingsView.h"
 
 #include "app/SettingsWidgets.h"
+#include "appearance/NativeControls.h"
 #include "updater/NativeUpdateConfiguration.h"
 
 #include <QButtonGroup>
@@ -142,6 +143,7 @@ SettingsView::SettingsView(Preferences& preferences, NativeAppAppearance& appear
     column->setContentsMargins(28, 20, 28, 20);
     column->setSpacing(22);
     column->addWidget(header());
+    column->addWidget(accentCard());
     column->addWidget(permissionCard());
     column->addWidget(settingsCard());
     column->addWidget(shortcutCard());
@@ -190,6 +192,13 @@ QWidget* SettingsView::header() {
     return box;
 }
 
+QWidget* SettingsView::accentCard() {
+    auto* card = new Card;
+    picker_ = new NativeAppearancePicker(appearance_, QStringLiteral("system"), card);
+    card->body()->addWidget(picker_);
+    return card;
+}
+
 QWidget* SettingsView::permissionCard() {
     auto* card = new Card;
     auto* row = new QHBoxLayout;
@@ -205,8 +214,7 @@ QWidget* SettingsView::permissionCard() {
     row->addLayout(texts, 1);
     statusDot_ = new StatusMark(7, card);
     row->addWidget(statusDot_);
-    auto* button = new QPushButton(localized("去授权"), card);
-    button->setCursor(Qt::PointingHandCursor);
+    auto* button = new NativeSoftButton(localized("去授权"), appearance_.accent(), card);
     connect(button, &QPushButton::clicked, this, [this] {
         if (actions_.requestPermission) {
             actions_.requestPermission();
@@ -367,6 +375,8 @@ QWidget* SettingsView::settingsCard() {
     updateSwitch_->setAccessibleName(localized("自动提示新版"));
     connect(updateSwitch_, &QAbstractButton::clicked, this,
             [this](bool on) { updater_.setAutomaticallyChecksForUpdates(on); });
+    updateSpinner_ = new NativeSpinner(updateControl);
+    updateLine->addWidget(updateSpinner_);
     updateLine->addWidget(updateButton_);
     updateLine->addWidget(updateSwitch_);
     updateSubtitle_ = textLabel(QString(), 11, QFont::Normal, true, nullptr);
@@ -465,6 +475,7 @@ QString SettingsView::permissionSubtitle() const {
 
 void SettingsView::applyAccent(const QColor& accent) {
     icon_->setPixmap(QPixmap::fromImage(appearance_.applicationIcon()));
+    static_cast<NativeSoftButton*>(permissionButton_)->setAccent(accent);
     if (auto* badge = findChild<QLabel*>(QStringLiteral("versionBadge"))) {
         QColor tint = accent;
         tint.setAlphaF(0.1f);
@@ -531,6 +542,7 @@ void SettingsView::refresh() {
     updateSubtitle_->setText(updater_.statusText());
     updateButton_->setText(updater_.actionTitle());
     updateButton_->setEnabled(!updater_.actionDisabled());
+    updateSpinner_->setVisible(updater_.actionDisabled());
     updateSwitch_->setChecked(updater_.automaticallyChecksForUpdates());
     update();
 }

@@ -4,6 +4,10 @@
 #include "appearance/NativeAppAppearance.h"
 #include "updater/NativeUpdater.h"
 
+namespace hopla {
+class NativeAppearancePicker;
+}
+
 #include <QWidget>
 
 #include <functional>
@@ -58,6 +62,7 @@ public:
     QAbstractButton* updateButton() const { return updateButton_; }
     Switch* updateSwitch() const { return updateSwitch_; }
     QAbstractButton* historyButton() const { return historyButton_; }
+    NativeAppearancePicker* picker() const { return picker_; }
     QAbstractButton* appearanceButton(AppAppearance appearance) const;
     QAbstractButton* permissionButton() const { return permissionButton_; }
     QAbstractButton* releaseButton() const { return releaseButton_; }
@@ -67,6 +72,7 @@ public:
 
 private:
     QWidget* header();
+    QWidget* accentCard();
     QWidget* permissionCard();
     QWidget* settingsCard();
     QWidget* shortcutCard();
@@ -104,6 +110,8 @@ private:
     QAbstractButton* updateButton_ = nullptr;
     Switch* updateSwitch_ = nullptr;
     QAbstractButton* historyButton_ = nullptr;
+    QWidget* updateSpinner_ = nullptr;
+    NativeAppearancePicker* picker_ = nullptr;
     QButtonGroup* appearanceGroup_ = nullptr;
     std::optional<NativeAccentPalette> shownPalette_; // whose colours the styles carry
 };

@@ -1,5 +1,7 @@
 #include "app/SettingsWindow.h"
 
+#include "appearance/NativeMenuStyle.h"
+
 #include <QGuiApplication>
 #include <QScreen>
 #include <QScrollArea>
@@ -54,7 +56,8 @@ void SettingsWindow::show() {
             });
         };
         bind(QKeySequence(Qt::CTRL | Qt::Key_Comma), actions_.showSettings);
-        bind(QKeySequence(Qt::CTRL | Qt::Key_W), [this] { window_->close(); });
+        NativeWindowMenu::install(*window_, &localized);
+        NativeEditingMenu::install(*window_, &localized);
         bind(QKeySequence(Qt::CTRL | Qt::Key_Q), actions_.quit);
         QObject::connect(
             &appearance_, &NativeAppAppearance::selectionChanged, window_.get(),

@@ -2,6 +2,7 @@
 
 #include "app/HoplaIcons.h"
 #include "app/Preferences.h"
+#include "appearance/NativeMenuStyle.h"
 
 namespace hopla {
 
@@ -26,16 +27,13 @@ StatusMenu::StatusMenu(Actions actions, const QColor& ink)
 
     tray_ = std::make_unique<QSystemTrayIcon>(icon(ink));
     tray_->setToolTip(localized("Hopla · 首字母切换"));
-    tray_->setContextMenu(menu_.get());
-    QObject::connect(tray_.get(), &QSystemTrayIcon::activated, menu_.get(),
-                     [this](QSystemTrayIcon::ActivationReason reason) {
-                         if (reason == QSystemTrayIcon::Trigger) {
-                             menu_->popup(QCursor::pos());
-                         }
-                     });
+    // A click opens the menu drawn by the appearance kit at the icon.
+    NativeStatusMenu::attach(*tray_, *menu_);
 }
 
-StatusMenu::~StatusMenu() = default;
+StatusMenu::~StatusMenu() {
+    NativeStatusMenu::detach(*tray_);
+}
 
 void StatusMenu::setVisible(bool visible) {
     tray_->setVisible(visible);

@@ -10,7 +10,8 @@
 namespace hopla {
 
 // The tray icon (the rabbit head) and its menu: open Hopla, pause / resume switching (with a
-// check mark while switching is on), check for updates, quit.
+// check mark while switching is on), check for updates, quit. A click on the icon shows
+// the menu drawn by the appearance kit.
 class StatusMenu {
 public:
     struct Actions {

@@ -314,6 +314,34 @@
         <translation>What changed in every version</translation>
     </message>
     <message>
+        <source>撤销</source>
+        <translation>Undo</translation>
+    </message>
+    <message>
+        <source>重做</source>
+        <translation>Redo</translation>
+    </message>
+    <message>
+        <source>剪切</source>
+        <translation>Cut</translation>
+    </message>
+    <message>
+        <source>复制</source>
+        <translation>Copy</translation>
+    </message>
+    <message>
+        <source>粘贴</source>
+        <translation>Paste</translation>
+    </message>
+    <message>
+        <source>全选</source>
+        <translation>Select All</translation>
+    </message>
+    <message>
+        <source>关闭窗口</source>
+        <translation>Close Window</translation>
+    </message>
+    <message>
         <source>选择文件夹…</source>
         <translation>Choose Folder…</translation>
     </message>

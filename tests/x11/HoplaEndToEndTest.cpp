@@ -438,13 +438,13 @@ struct TrayHost {
     std::vector<xcb_window_t> dockRequests;
 };
 
-// Whether a window of Hopla's sits inside another client's window: the tray icon that a
+// The window of Hopla's that sits inside another client's window: the tray icon that a
 // tray (IceWM's taskbar has its own) embedded.
-bool embeddedIn(hopla::x11::XConnection& x, xcb_window_t window, int depth) {
+std::optional<xcb_window_t> embeddedIn(hopla::x11::XConnection& x, xcb_window_t window, int depth) {
     const hopla::x11::Reply<xcb_query_tree_reply_t> tree(
         xcb_query_tree_reply(x.raw(), xcb_query_tree(x.raw(), window), nullptr));
     if (!tree || depth > 6) {
-        return false;
+        return std::nullopt;
     }
     const xcb_window_t* children = xcb_query_tree_children(tree.get());
     for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
@@ -453,18 +453,21 @@ bool embeddedIn(hopla::x11::XConnection& x, xcb_window_t window, int depth) {
             wmClass && QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
                                   static_cast<qsizetype>(wmClass->bytes.size()))
                            .contains("opla");
-        if ((hoplas && depth > 1) || embeddedIn(x, children[i], depth + 1)) {
-            return true;
+        if (hoplas && depth > 1) {
+            return children[i];
+        }
+        if (const auto inside = embeddedIn(x, children[i], depth + 1)) {
+            return inside;
         }
     }
-    return false;
+    return std::nullopt;
 }
 
 TEST_F(HoplaLaunch, TheRabbitDocksInTheTrayUnlessTheUserHidIt) {
     if (desktop.windowManager() == QLatin1String("icewm")) {
         // IceWM's taskbar owns the tray: the rabbit must end up inside it.
         start({QStringLiteral("--login-item")});
-        EXPECT_TRUE(desktop.waitFor([&] { return embeddedIn(*x, x->root(), 0); }));
+        EXPECT_TRUE(desktop.waitFor([&] { return embeddedIn(*x, x->root(), 0).has_value(); }));
         return;
     }
     auto trayConnection = hopla::x11::XConnection::open(nullptr, nullptr);
@@ -481,6 +484,88 @@ TEST_F(HoplaLaunch, TheRabbitDocksInTheTrayUnlessTheUserHidIt) {
     start({QStringLiteral("--login-item")});
     ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
     EXPECT_FALSE(desktop.waitFor([&] { return tray.docked(); }, 1500ms));
+}
+
+// A click on the rabbit, in a real tray, opens the menu Hopla draws itself, at the icon.
+TEST_F(HoplaLaunch, AClickOnTheRabbitOpensTheDrawnMenuAtIt) {
+    if (desktop.windowManager() != QLatin1String("icewm")) { // IceWM's taskbar is a tray
+        desktop.launch(QStringLiteral("trayer"),
+                       {"--edge", "top", "--align", "right", "--widthtype", "pixel", "--width",
+                        "120", "--height", "24", "--SetDockType", "true"});
+    }
+    start({QStringLiteral("--login-item")});
+    std::optional<xcb_window_t> icon;
+    ASSERT_TRUE(desktop.waitFor([&] { return (icon = embeddedIn(*x, x->root(), 0)).has_value(); }));
+    // Where the icon's middle is on the screen now (the tray may still be placing it).
+    const auto iconCentre = [&]() -> std::optional<QPoint> {
+        const hopla::x11::Reply<xcb_get_geometry_reply_t> size(
+            xcb_get_geometry_reply(x->raw(), xcb_get_geometry(x->raw(), *icon), nullptr));
+        if (!size) {
+            return std::nullopt;
+        }
+        const hopla::x11::Reply<xcb_translate_coordinates_reply_t> at(
+            xcb_translate_coordinates_reply(
+                x->raw(),
+                xcb_translate_coordinates(x->raw(), *icon, x->root(),
+                                          static_cast<std::int16_t>(size->width / 2),
+                                          static_cast<std::int16_t>(size->height / 2)),
+                nullptr));
+        return at ? std::optional(QPoint(at->dst_x, at->dst_y)) : std::nullopt;
+    };
+    const auto click = [&](QPoint at) {
+        xcb_test_fake_input(x->raw(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, x->root(),
+                            static_cast<std::int16_t>(at.x()), static_cast<std::int16_t>(at.y()),
+                            0);
+        xcb_test_fake_input(x->raw(), XCB_BUTTON_PRESS, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0,
+                            0);
+        xcb_test_fake_input(x->raw(), XCB_BUTTON_RELEASE, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0,
+                            0, 0);
+        xcb_flush(x->raw());
+    };
+    // The drawn menu: a viewable top-level window of Hopla's, 240 or more wide, by the icon.
+    const auto menuGeometry = [&]() -> std::optional<QRect> {
+        const hopla::x11::Reply<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(x->raw(), xcb_query_tree(x->raw(), x->root()), nullptr));
+        const xcb_window_t* children = tree ? xcb_query_tree_children(tree.get()) : nullptr;
+        for (int i = 0; tree && i < xcb_query_tree_children_length(tree.get()); ++i) {
+            const hopla::x11::Reply<xcb_get_window_attributes_reply_t> attributes(
+                xcb_get_window_attributes_reply(
+                    x->raw(), xcb_get_window_attributes(x->raw(), children[i]), nullptr));
+            const hopla::x11::Reply<xcb_get_geometry_reply_t> g(
+                xcb_get_geometry_reply(x->raw(), xcb_get_geometry(x->raw(), children[i]), nullptr));
+            const auto wmClass = x->property(children[i], XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
+            if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
+                attributes->override_redirect && g && g->width >= 240 && wmClass &&
+                QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
+                           static_cast<qsizetype>(wmClass->bytes.size()))
+                    .contains("Hopla")) {
+                return QRect(g->x, g->y, g->width, g->height);
+            }
+        }
+        return std::nullopt;
+    };
+    // The icon is clicked once it stands still; a busy tray may still move it, so a click
+    // that found it elsewhere is made again where it is now.
+    std::optional<QPoint> at;
+    for (int attempt = 0; attempt < 3 && !menuGeometry(); ++attempt) {
+        std::optional<QPoint> before;
+        desktop.waitFor(
+            [&] {
+                const auto now = iconCentre();
+                const bool still = now && now == before;
+                before = now;
+                return still;
+            },
+            2s);
+        ASSERT_TRUE((at = iconCentre()));
+        click(*at);
+        desktop.waitFor([&] { return menuGeometry().has_value(); }, 3s);
+    }
+    ASSERT_TRUE(menuGeometry().has_value()) << "no drawn menu after a click on the tray icon";
+    const QRect menu = *menuGeometry();
+    EXPECT_LT(std::abs(menu.center().x() - at->x()), menu.width()) << "the menu opens at the icon";
+    press(keyEscape);
+    EXPECT_TRUE(desktop.waitFor([&] { return !menuGeometry().has_value(); }));
 }
 
 } // namespace
