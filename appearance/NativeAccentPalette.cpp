@@ -30,21 +30,8 @@ const PaletteInfo& info(NativeAccentPalette palette) {
 } // namespace
 
 NativeAppearanceLanguage appearanceLanguageFrom(const QString& identifier) {
-    QString language = identifier;
-    if (identifier == QLatin1String("system")) {
-        const QStringList preferred = QLocale::system().uiLanguages();
-        language = preferred.isEmpty() ? QStringLiteral("en") : preferred.first();
-    }
-    language = language.toLower();
-    if (!language.startsWith(QLatin1String("zh"))) {
-        return NativeAppearanceLanguage::english;
-    }
-    for (const char* traditional : {"hant", "-tw", "-hk", "-mo"}) {
-        if (language.contains(QLatin1String(traditional))) {
-            return NativeAppearanceLanguage::traditionalChinese;
-        }
-    }
-    return NativeAppearanceLanguage::simplifiedChinese;
+    return textLanguageOf(identifier == QLatin1String("system") ? firstPreferredLanguage()
+                                                                : identifier);
 }
 
 QString rawValue(NativeAccentPalette palette) {

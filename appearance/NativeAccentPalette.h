@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/UserLanguage.h"
+
 #include <QColor>
 #include <QString>
 
@@ -9,7 +11,7 @@
 namespace hopla {
 
 // The kit's three languages, chosen from a language identifier.
-enum class NativeAppearanceLanguage { english, simplifiedChinese, traditionalChinese };
+using NativeAppearanceLanguage = TextLanguage;
 
 // Picks the language for an identifier such as "zh-Hant-TW", or "system" for the user's
 // first preferred language (English when there is none).

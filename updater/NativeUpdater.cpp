@@ -4,8 +4,6 @@
 #include "updater/NativeUpdatePolicy.h"
 #include "updater/UpdaterText.h"
 
-#include <QLocale>
-
 #include <chrono>
 
 namespace hopla {
@@ -227,9 +225,7 @@ void NativeUpdater::performPrimaryAction() {
 }
 
 void NativeUpdater::openUpdateHistory() {
-    const QStringList languages = QLocale::system().uiLanguages();
-    environment_.openURL(configuration_.changelogURL(languages.isEmpty() ? QStringLiteral("en")
-                                                                         : languages.first()));
+    environment_.openURL(configuration_.changelogURL(firstPreferredLanguage()));
 }
 
 void NativeUpdater::present(const NativeUpdatePrompt& prompt, Style style,

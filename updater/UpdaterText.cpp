@@ -85,25 +85,12 @@ UpdaterLanguage updaterLanguageFor(const QStringList& preferred, bool shipsTrans
     if (!shipsTranslations) {
         return UpdaterLanguage::english;
     }
-    const QString first = preferred.isEmpty() ? QStringLiteral("en") : preferred.first().toLower();
-    if (!first.startsWith(QLatin1String("zh"))) {
-        return UpdaterLanguage::english;
-    }
-    for (const char* traditional : {"hant", "-tw", "-hk", "-mo"}) {
-        if (first.contains(QLatin1String(traditional))) {
-            return UpdaterLanguage::traditionalChinese;
-        }
-    }
-    return UpdaterLanguage::simplifiedChinese;
+    return textLanguageOf(preferred.isEmpty() ? QStringLiteral("en") : preferred.first());
 }
 
 UpdaterLanguage currentUpdaterLanguage() {
     // Hopla ships its translations compiled in, so the user's languages decide.
-    QStringList languages = QLocale::system().uiLanguages();
-    for (QString& language : languages) {
-        language.replace(QLatin1Char('_'), QLatin1Char('-'));
-    }
-    return updaterLanguageFor(languages);
+    return updaterLanguageFor({firstPreferredLanguage()});
 }
 
 QString updaterCopy(const QString& source, UpdaterLanguage language) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/UserLanguage.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -7,7 +9,7 @@ namespace hopla {
 
 // The updater speaks three languages of its own, whatever the rest of Hopla speaks: its
 // texts are written in Simplified Chinese and translated when they are produced.
-enum class UpdaterLanguage { english, simplifiedChinese, traditionalChinese };
+using UpdaterLanguage = TextLanguage;
 
 // The language for a user whose preferred languages are `preferred` (most wanted first).
 // An application that ships no translations speaks English to everybody.

@@ -8,17 +8,8 @@
 namespace {
 
 using hopla::NativeAccentPalette;
-using hopla::NativeAppearanceLanguage;
 
 TEST(AccentPalette, LanguageTitlesAndStoredNames) {
-    using hopla::appearanceLanguageFrom;
-    EXPECT_EQ(appearanceLanguageFrom("zh-Hant-TW"), NativeAppearanceLanguage::traditionalChinese);
-    EXPECT_EQ(appearanceLanguageFrom("zh-HK"), NativeAppearanceLanguage::traditionalChinese);
-    EXPECT_EQ(appearanceLanguageFrom("zh_TW"),
-              NativeAppearanceLanguage::simplifiedChinese); // underscore
-    EXPECT_EQ(appearanceLanguageFrom("zh-Hans-CN"), NativeAppearanceLanguage::simplifiedChinese);
-    EXPECT_EQ(appearanceLanguageFrom("en-GB"), NativeAppearanceLanguage::english);
-    EXPECT_EQ(appearanceLanguageFrom("fr"), NativeAppearanceLanguage::english);
     EXPECT_EQ(hopla::title(NativeAccentPalette::ocean, "zh-Hant"), QString::fromUtf8("海藍"));
     EXPECT_EQ(hopla::title(NativeAccentPalette::ocean, "zh-Hans"), QString::fromUtf8("海蓝"));
     EXPECT_EQ(hopla::title(NativeAccentPalette::violet, "en"), "Violet");

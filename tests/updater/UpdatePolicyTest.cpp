@@ -24,6 +24,7 @@ TEST(UpdaterText, LanguageFollowsTheFirstPreferredLanguage) {
         {{"zh-TW"}, UpdaterLanguage::traditionalChinese},
         {{"zh-Hans-CN"}, UpdaterLanguage::simplifiedChinese},
         {{"zh"}, UpdaterLanguage::simplifiedChinese},
+        {{"zh_TW"}, UpdaterLanguage::simplifiedChinese}, // tags are written with "-"
         {{"ja", "zh-CN"}, UpdaterLanguage::english},
         {{"en-GB"}, UpdaterLanguage::english},
         {{}, UpdaterLanguage::english},
