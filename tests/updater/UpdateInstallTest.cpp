@@ -2,6 +2,7 @@
 // release script and throwaway minisign keys, hostile archives made with libarchive, the
 // helper's swap (also killed half way), and the release engineer's check.
 #include "tests/support/LoopbackHttps.h"
+#include "tests/support/X11Desktop.h"
 #include "updater/BundleSignature.h"
 #include "updater/NativeUpdateArchiveVerification.h"
 #include "updater/NativeUpdateHelper.h"
@@ -471,8 +472,13 @@ TEST_F(UpdateInstall, ASelfUpdateOverHttpsReplacesTheInstalledHoplaAndStartsTheN
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("HOPLA_TEST_LAUNCHES", launches);
     environment.insert("TMPDIR", tmp);
-    environment.remove("DISPLAY"); // the relaunched Hopla finds no desktop and ends
-    environment.remove("QT_QPA_PLATFORM");
+    // The new Hopla, once started, runs on a desktop of the test's own.
+    QString noDesktop;
+    const auto* desktop = hopla::testing::X11Desktop::start(&noDesktop);
+    ASSERT_TRUE(desktop) << noDesktop.toStdString();
+    environment.insert("DISPLAY", desktop->display());
+    environment.insert("QT_QPA_PLATFORM", "xcb");
+    environment.insert("XDG_CONFIG_HOME", root.filePath("config"));
     client.setProcessEnvironment(environment);
     client.start(UPDATE_CLIENT, {authority.authorityPath(), server.url("/downloads/latest.json"),
                                  key("publisher") + ".pub", key("notary") + ".pub", installed,
@@ -502,7 +508,29 @@ TEST_F(UpdateInstall, ASelfUpdateOverHttpsReplacesTheInstalledHoplaAndStartsTheN
     EXPECT_TRUE(whole(installed));
     EXPECT_EQ(QDir(root.filePath("apps"))
                   .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-              QStringList{"Hopla.AppDir"});
+              QStringList{"Hopla.AppDir"})
+        << "no backup left beside it";
+    const QStringList staged = staging();
+    ASSERT_EQ(staged.size(), 1);
+    EXPECT_EQ(QDir(tmp + "/" + staged[0]).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList{"update.zip"})
+        << "only the downloaded archive stays in the staging folder";
+
+    // The program running from the install path is the new one; it is stopped here.
+    const QString program = QFileInfo(installed + "/usr/bin/hopla").canonicalFilePath();
+    pid_t running = 0;
+    for (int i = 0; i < 200 && running == 0; ++i) {
+        for (const QString& pid : QDir("/proc").entryList({"[0-9]*"}, QDir::Dirs)) {
+            if (QFileInfo("/proc/" + pid + "/exe").symLinkTarget() == program) {
+                running = pid.toInt();
+            }
+        }
+        ::usleep(50000);
+    }
+    EXPECT_NE(running, 0) << "the new Hopla is not running";
+    if (running != 0) {
+        ::kill(running, SIGTERM);
+    }
 }
 
 } // namespace
