@@ -3,6 +3,7 @@
 #include "core/AppEntry.h"
 #include "core/KeyboardGesture.h"
 #include "core/RecentApps.h"
+#include "core/VirtualKeys.h"
 
 #include <benchmark/benchmark.h>
 
@@ -15,7 +16,7 @@ using hopla::KeyboardGesture;
 // One Super+Tab press and release, as the tap sees it: key-down decision, key-up decision.
 void BM_KeyDownDecision_SwitchTab(benchmark::State& state) {
     KeyboardGesture gesture;
-    const KeyboardGesture::KeyDown down{.code = KeyboardGesture::tabKey,
+    const KeyboardGesture::KeyDown down{.code = hopla::keyCode(hopla::VirtualKey::tab),
                                         .command = true,
                                         .shift = false,
                                         .otherModifier = false,
@@ -24,7 +25,7 @@ void BM_KeyDownDecision_SwitchTab(benchmark::State& state) {
                                         .letter = std::nullopt};
     for (auto _ : state) {
         benchmark::DoNotOptimize(gesture.keyDown(down));
-        benchmark::DoNotOptimize(gesture.keyUp(KeyboardGesture::tabKey));
+        benchmark::DoNotOptimize(gesture.keyUp(hopla::keyCode(hopla::VirtualKey::tab)));
     }
 }
 BENCHMARK(BM_KeyDownDecision_SwitchTab);

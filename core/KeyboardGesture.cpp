@@ -1,5 +1,7 @@
 #include "core/KeyboardGesture.h"
 
+#include "core/VirtualKeys.h"
+
 namespace hopla {
 
 KeyboardGesture::Decision KeyboardGesture::keyDown(const KeyDown& e) {
@@ -12,13 +14,14 @@ KeyboardGesture::Decision KeyboardGesture::keyDown(const KeyDown& e) {
         return Decision{true, action};
     };
 
-    if ((e.code == escapeKey || e.code == spaceKey) && e.sessionOpen) {
+    if ((e.code == keyCode(VirtualKey::escape) || e.code == keyCode(VirtualKey::space)) &&
+        e.sessionOpen) {
         return take(GestureAction::cancel());
     }
     if (consumed_.test(index(e.code))) {
         return Decision{true, std::nullopt}; // repeat or second key-down of a taken key
     }
-    if (e.code == tabKey) {
+    if (e.code == keyCode(VirtualKey::tab)) {
         if (e.otherModifier || (!e.command && !e.sessionOpen)) {
             return pass;
         }
@@ -45,7 +48,8 @@ bool KeyboardGesture::keyUp(KeyCode code) {
 }
 
 std::optional<GestureAction> KeyboardGesture::flagsChanged(KeyCode code, bool command) const {
-    if ((code == leftCommandKey || code == rightCommandKey) && !command) {
+    if ((code == keyCode(VirtualKey::leftCommand) || code == keyCode(VirtualKey::rightCommand)) &&
+        !command) {
         return GestureAction::release();
     }
     return std::nullopt;

@@ -32,13 +32,6 @@ class KeyboardGesture {
 public:
     using KeyCode = std::int64_t;
 
-    // Virtual key codes with a fixed meaning here.
-    static constexpr KeyCode tabKey = 48;
-    static constexpr KeyCode spaceKey = 49;
-    static constexpr KeyCode escapeKey = 53;
-    static constexpr KeyCode rightCommandKey = 54;
-    static constexpr KeyCode leftCommandKey = 55;
-
     struct KeyDown {
         KeyCode code = 0;
         bool command = false;

@@ -5,6 +5,40 @@
 #include <optional>
 #include <utility>
 
+namespace hopla {
+
+// The keys Hopla names, by their virtual key codes (the ANSI key positions below). Key
+// events carry codes as signed 64-bit integers; keyCode() gives a key's.
+enum class VirtualKey : std::uint16_t {
+    s = 1,
+    d = 2,
+    returnKey = 36,
+    tab = 48,
+    space = 49,
+    escape = 53,
+    rightCommand = 54,
+    leftCommand = 55,
+    leftShift = 56,
+    capsLock = 57,
+    leftOption = 58,
+    leftControl = 59,
+    rightShift = 60,
+    rightOption = 61,
+    rightControl = 62,
+};
+
+constexpr std::int64_t keyCode(VirtualKey key) {
+    return static_cast<std::int64_t>(key);
+}
+
+// Command, Shift, CapsLock, Option and Control on either side: their changes are modifier
+// changes, never key presses.
+constexpr bool isModifierKey(std::int64_t code) {
+    return code >= keyCode(VirtualKey::rightCommand) && code <= keyCode(VirtualKey::rightControl);
+}
+
+} // namespace hopla
+
 namespace hopla::virtual_keys {
 
 // The switcher speaks the virtual key codes of the ANSI key positions (0 is the key labelled

@@ -22,9 +22,9 @@ namespace hopla::x11 {
 namespace {
 
 constexpr std::uint8_t evdevOffset = 8;
-constexpr std::int64_t leftCommand = 55;
-constexpr std::int64_t rightCommand = 54;
-constexpr std::int64_t leftOption = 58;
+constexpr std::int64_t leftCommand = keyCode(VirtualKey::leftCommand);
+constexpr std::int64_t rightCommand = keyCode(VirtualKey::rightCommand);
+constexpr std::int64_t leftOption = keyCode(VirtualKey::leftOption);
 
 const char* modifierName(SwitchModifier m) {
     return m == SwitchModifier::alt ? "Alt" : "Super";
@@ -40,11 +40,6 @@ std::optional<std::int64_t> virtualKey(std::uint8_t keycode) {
     }
     const auto code = virtual_keys::fromEvdev(keycode - evdevOffset);
     return code ? std::optional<std::int64_t>(*code) : std::nullopt;
-}
-
-// Command, Shift, CapsLock, Option and Control on either side: modifier changes, never keys.
-bool isModifierCode(std::int64_t code) {
-    return code >= 54 && code <= 62;
 }
 
 } // namespace
@@ -227,7 +222,7 @@ void X11KeyEventSource::applySessionRequest() {
 
 bool X11KeyEventSource::isModifierKey(std::uint8_t keycode) const {
     const auto code = virtualKey(keycode);
-    return code && isModifierCode(*code);
+    return code && hopla::isModifierKey(*code);
 }
 
 bool X11KeyEventSource::isSwitchKey(std::uint8_t keycode) const {
@@ -299,7 +294,7 @@ void X11KeyEventSource::handleEvent(const void* raw) {
         }
         return;
     }
-    if (isModifierCode(*code)) {
+    if (hopla::isModifierKey(*code)) {
         // The switcher knows one switch modifier, in Command's place: the chosen one's keys
         // speak as Command, and Super, when Alt is chosen, as Option.
         bool held = false;

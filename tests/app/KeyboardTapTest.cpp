@@ -1,4 +1,5 @@
 #include "app/KeyboardTap.h"
+#include "core/VirtualKeys.h"
 #include "platform/fake/FakeKeyEventSource.h"
 #include "platform/fake/ManualScheduler.h"
 
@@ -12,8 +13,13 @@ using hopla::GestureAction;
 using hopla::KeyboardTap;
 using hopla::KeyEvent;
 
-constexpr std::int64_t tab = 48, keyS = 1, escape = 53, leftCommand = 55, leftShift = 56,
-                       keyReturn = 36;
+using hopla::keyCode;
+using hopla::VirtualKey;
+constexpr std::int64_t tab = keyCode(VirtualKey::tab), keyS = keyCode(VirtualKey::s),
+                       escape = keyCode(VirtualKey::escape),
+                       leftCommand = keyCode(VirtualKey::leftCommand),
+                       leftShift = keyCode(VirtualKey::leftShift),
+                       keyReturn = keyCode(VirtualKey::returnKey);
 
 KeyEvent down(std::int64_t code, bool command = false, bool shift = false) {
     return {KeyEvent::Type::keyDown, code, command, shift, false, false};
@@ -78,7 +84,7 @@ TEST_F(KeyboardTapTest, NothingToSwitchToIsAdoptedFromTheControllerOnceDeliverie
 TEST_F(KeyboardTapTest, ReleasingTheSwitchKeyDeliversReleaseAndOtherModifiersNothing) {
     source.send(down(tab, true));
     EXPECT_FALSE(source.send(released(leftShift)));
-    EXPECT_FALSE(source.send(released(58))); // Alt
+    EXPECT_FALSE(source.send(released(keyCode(VirtualKey::leftOption))));
     EXPECT_FALSE(source.send(released(leftCommand))) << "modifier changes always pass";
     EXPECT_FALSE(tap.sessionOpenForTesting());
     mainQueue.runDue();
