@@ -58,11 +58,8 @@ QImage RabbitMenuIcon::image(const QColor& ink, int pixels) {
     return image;
 }
 
-QImage hoplaBaseIcon() {
+void paintHoplaIcon(QPainter& painter) {
     constexpr int size = 512;
-    QImage icon(size, size, QImage::Format_ARGB32_Premultiplied);
-    icon.fill(Qt::transparent);
-    QPainter painter(&icon);
     painter.setRenderHint(QPainter::Antialiasing);
     QLinearGradient blue(0, 0, 0, size);
     blue.setColorAt(0, QColor::fromHsvF(static_cast<float>(hoplaBaseHue), 0.55f, 1.0f));
@@ -71,7 +68,16 @@ QImage hoplaBaseIcon() {
     painter.setBrush(blue);
     painter.drawRoundedRect(QRectF(24, 24, size - 48, size - 48), 104, 104);
     // The rabbit in white, its eyes showing the blue beneath.
-    painter.drawImage(QRectF(76, 66, 360, 360), RabbitMenuIcon::image(Qt::white, 360));
+    painter.translate(76, 66);
+    painter.scale(360 / 20.0, 360 / 20.0);
+    painter.fillPath(RabbitMenuIcon::silhouette().subtracted(RabbitMenuIcon::eyes()), Qt::white);
+}
+
+QImage hoplaBaseIcon() {
+    QImage icon(512, 512, QImage::Format_ARGB32_Premultiplied);
+    icon.fill(Qt::transparent);
+    QPainter painter(&icon);
+    paintHoplaIcon(painter);
     return icon;
 }
 

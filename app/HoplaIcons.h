@@ -24,6 +24,8 @@ struct RabbitMenuIcon {
 // Hopla's application icon as drawn here: a blue (hue 0.64) rounded square with the white
 // rabbit head, 512 pixels square. Recolouring its blue gives each palette's icon.
 QImage hoplaBaseIcon();
+// Draws that icon, 512 units square, with any painter (an image, an SVG file).
+void paintHoplaIcon(QPainter& painter);
 inline constexpr double hoplaBaseHue = 0.64;
 
 struct HoplaAppearance {

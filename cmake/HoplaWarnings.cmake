@@ -9,3 +9,7 @@ if(HOPLA_SANITIZE)
     -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
   target_link_options(hopla_settings INTERFACE -fsanitize=address,undefined)
 endif()
+if(HOPLA_FUZZ)
+  # Coverage for libFuzzer in every library; the fuzz programs link the fuzzer's main.
+  target_compile_options(hopla_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()
