@@ -7,6 +7,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QMenu>
 #include <QTemporaryDir>
 
@@ -188,6 +189,37 @@ TEST(MenuStyle, OpeningAMenuStylesItWithRowsBetween260And440Wide) {
     menu.popup(QPoint(10, 10));
     EXPECT_TRUE(menu.styleSheet().contains("min-height: 34px"));
     menu.close();
+}
+
+TEST(WindowCommands, CloseAndEditingReachTheWindowAndItsFocusedField) {
+    QWidget window;
+    auto* field = new QLineEdit(QStringLiteral("hello"), &window);
+    const auto same = [](const char* title) { return QString::fromUtf8(title); };
+    hopla::NativeEditingMenu::install(window, same);
+    hopla::NativeWindowMenu::install(window, same);
+    QApplication::processEvents(); // earlier tests' popups go
+    window.show();
+    QApplication::setActiveWindow(&window);
+    field->setFocus();
+    ASSERT_EQ(QApplication::focusWidget(), field);
+    const auto command = [&](const char* title) {
+        for (QAction* action : window.actions()) {
+            if (action->text() == QString::fromUtf8(title)) {
+                action->trigger();
+                return action->shortcut();
+            }
+        }
+        ADD_FAILURE() << title;
+        return QKeySequence();
+    };
+    EXPECT_EQ(command("全选"), QKeySequence(QKeySequence::SelectAll));
+    EXPECT_EQ(field->selectedText(), "hello");
+    command("剪切");
+    EXPECT_EQ(field->text(), "");
+    command("撤销");
+    EXPECT_EQ(field->text(), "hello");
+    EXPECT_EQ(command("关闭窗口"), QKeySequence(Qt::CTRL | Qt::Key_W));
+    EXPECT_FALSE(window.isVisible());
 }
 
 TEST(AppearancePicker, OneChoiceIsSelectedAndAClickRecoloursAtOnce) {
