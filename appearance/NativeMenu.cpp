@@ -8,6 +8,8 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QScreen>
+#include <QTimer>
+#include <QWindow>
 
 namespace hopla {
 
@@ -345,6 +347,18 @@ void NativeMenu::show(QMenu& menu, const QRect& anchor, QAction* selected,
     popup_->move(at);
     popup_->show();
     content_->setFocus();
+    holdKeyboard(0);
+}
+
+void NativeMenu::holdKeyboard(int attempt) {
+    // A window manager may still hold the keyboard from the click that opened the menu
+    // (IceWM's taskbar does), and then the popup's own grab fails: ask again for a while,
+    // so that arrows and Escape reach the menu.
+    QWindow* window = popup_ ? popup_->windowHandle() : nullptr;
+    if (!window || window->setKeyboardGrabEnabled(true) || attempt >= 20) {
+        return;
+    }
+    QTimer::singleShot(50, popup_.get(), [this, attempt] { holdKeyboard(attempt + 1); });
 }
 
 void NativeMenu::present(QMenu& menu, QAction* selected) {

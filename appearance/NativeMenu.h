@@ -100,6 +100,7 @@ public:
 private:
     void choose(QAction* item);
     void present(QMenu& menu, QAction* selected);
+    void holdKeyboard(int attempt);
 
     std::unique_ptr<QWidget> popup_;
     MenuContentView* content_ = nullptr; // owned by popup_
