@@ -1,6 +1,5 @@
 #include "updater/NativeUpdateConfiguration.h"
 
-#include "updater/Minisign.h"
 #include "updater/UpdaterText.h"
 
 #include <QCoreApplication>
@@ -34,23 +33,6 @@ QUrl NativeUpdateConfiguration::changelogURL(const QString& language) const {
     page.setPath(parts.join(QLatin1Char('/')) + QLatin1Char('/') + segment +
                  QStringLiteral("changelog/"));
     return page;
-}
-
-NativeUpdateConfiguration NativeUpdateConfiguration::shipped() {
-    NativeUpdateConfiguration configuration;
-    configuration.bundleIdentifier = QStringLiteral(HOPLA_BUNDLE_ID);
-    configuration.manifestURL = QUrl(QStringLiteral(HOPLA_UPDATE_MANIFEST_URL));
-    for (const QString& host :
-         QStringLiteral(HOPLA_UPDATE_HOSTS).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-        configuration.allowedDownloadHosts.insert(host.trimmed().toLower());
-    }
-    configuration.publisherKey = QStringLiteral(HOPLA_UPDATE_PUBLISHER_KEY);
-    configuration.notaryKey = QStringLiteral(HOPLA_UPDATE_NOTARY_KEY);
-    if (const auto key = MinisignPublicKey::parse(configuration.publisherKey)) {
-        configuration.teamIdentifier = key->idText();
-    }
-    configuration.isEnabled = HOPLA_UPDATES_ENABLED;
-    return configuration;
 }
 
 namespace {

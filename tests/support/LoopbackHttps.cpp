@@ -45,7 +45,7 @@ QSslConfiguration TestAuthority::trusting() const {
     return configuration;
 }
 
-LoopbackHttps::LoopbackHttps(const TestAuthority& authority) {
+LoopbackHttps::LoopbackHttps(const TestAuthority& authority, quint16 port) {
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
     configuration.setLocalCertificate(authority.host);
     configuration.setPrivateKey(QSslKey(authority.hostKey, QSsl::Rsa));
@@ -68,7 +68,7 @@ LoopbackHttps::LoopbackHttps(const TestAuthority& authority) {
             });
         }
     });
-    server_.listen(QHostAddress::LocalHost);
+    server_.listen(QHostAddress::LocalHost, port);
 }
 
 QString LoopbackHttps::url(const QString& path) const {

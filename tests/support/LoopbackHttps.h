@@ -35,7 +35,8 @@ class LoopbackHttps {
 public:
     using Handler = std::function<void(QSslSocket&)>;
 
-    explicit LoopbackHttps(const TestAuthority& authority);
+    // On `port`, or any free port when it is 0.
+    explicit LoopbackHttps(const TestAuthority& authority, quint16 port = 0);
     quint16 port() const { return server_.serverPort(); }
     QString url(const QString& path) const;
     void route(const QByteArray& path, Handler handler) { routes_[path] = std::move(handler); }

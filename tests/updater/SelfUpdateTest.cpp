@@ -1,0 +1,202 @@
+// Hopla updating itself for real: build 1 runs from a Hopla.AppDir on a private desktop,
+// finds build 2 on a loopback HTTPS server, asks (its own dialogs, answered with Return),
+// downloads, verifies, restarts into the update helper, and build 2 runs from the same
+// place. The server's authority is made for the test and trusted through the system's
+// certificate folder while it runs (root only, as in CI).
+#include "tests/support/LoopbackHttps.h"
+#include "tests/support/X11Desktop.h"
+#include "updater/NativeUpdateConfiguration.h"
+#include "updater/NativeUpdateManifest.h"
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QProcess>
+#include <QSslSocket>
+#include <QTemporaryDir>
+
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <unistd.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using hopla::testing::LoopbackHttps;
+using hopla::testing::X11Desktop;
+
+QString run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    process.waitForFinished(120000);
+    return process.exitCode() == 0
+               ? QString()
+               : program + ": " + QString::fromLocal8Bit(process.readAllStandardError());
+}
+
+QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void write(const QString& path, const QByteArray& bytes, QFile::Permissions mode = {}) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    file.open(QIODevice::WriteOnly | QIODevice::Truncate);
+    file.write(bytes);
+    file.close();
+    if (mode) {
+        file.setPermissions(mode);
+    }
+}
+
+// A Hopla.AppDir of the self-updating build with the given identity.
+void makeAppDir(const QString& path, const QString& version, const QString& build) {
+    write(path + "/hopla.desktop",
+          QStringLiteral("[Desktop Entry]\nType=Application\nName=Hopla\nExec=AppRun\n"
+                         "X-Hopla-Identifier=app.hopla.Hopla\nX-Hopla-Version=%1\n"
+                         "X-Hopla-Build=%2\n")
+              .arg(version, build)
+              .toUtf8());
+    write(path + "/AppRun",
+          "#!/bin/sh\nexec \"$(dirname \"$(readlink -f \"$0\")\")/usr/bin/hopla\" \"$@\"\n",
+          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QDir().mkpath(path + "/usr/bin");
+    QFile::copy(HOPLA_SELFUPDATE, path + "/usr/bin/hopla");
+    run("strip", {"--strip-debug", path + "/usr/bin/hopla"});
+}
+
+// The processes whose program is this file.
+std::vector<pid_t> runningFrom(const QString& program) {
+    std::vector<pid_t> found;
+    const QString target = QFileInfo(program).canonicalFilePath();
+    for (const QString& pid : QDir("/proc").entryList({"[0-9]*"}, QDir::Dirs)) {
+        if (!target.isEmpty() && QFileInfo("/proc/" + pid + "/exe").symLinkTarget() == target) {
+            found.push_back(pid.toInt());
+        }
+    }
+    return found;
+}
+
+TEST(SelfUpdate, BuildOneFindsBuildTwoAndRestartsIntoItFromTheSamePlace) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "trusting the test's authority needs root (CI runs as root)";
+    }
+    QTemporaryDir root;
+    const QString installed = root.filePath("apps/Hopla.AppDir");
+    makeAppDir(installed, "1.0", "1");
+    const QString release = root.filePath("release");
+    makeAppDir(release + "/Hopla.AppDir", "2.0", "2");
+    ASSERT_EQ(run("bash", {HOPLA_SOURCE_DIR "/scripts/sign-appdir", release + "/Hopla.AppDir",
+                           UPDATE_KEYS "/publisher.key", UPDATE_KEYS "/notary.key"}),
+              QString());
+    ASSERT_EQ(
+        run("bsdtar", {"-C", release, "-a", "-cf", root.filePath("Hopla-2.0.zip"), "Hopla.AppDir"}),
+        QString());
+    const QByteArray archive = readAll(root.filePath("Hopla-2.0.zip"));
+
+    // The authority, trusted through the system's certificate folder while the test runs.
+    hopla::testing::TestAuthority authority;
+    ASSERT_EQ(authority.error, QString());
+    QProcess hash;
+    hash.start("openssl", {"x509", "-hash", "-noout", "-in", authority.authorityPath()});
+    hash.waitForFinished();
+    const QString trusted =
+        "/etc/ssl/certs/" + QString::fromLatin1(hash.readAll()).trimmed() + ".0";
+    ASSERT_FALSE(QFileInfo::exists(trusted));
+    ASSERT_TRUE(QFile::copy(authority.authorityPath(), trusted));
+    const std::unique_ptr<void, std::function<void(void*)>> untrust(
+        reinterpret_cast<void*>(1), [trusted](void*) { QFile::remove(trusted); });
+
+    LoopbackHttps server(authority, 48213);
+    ASSERT_EQ(server.port(), 48213) << "the port the build names is taken";
+    const hopla::NativeUpdateManifest manifest{
+        .schemaVersion = 1,
+        .product = "hopla",
+        .version = "2.0",
+        .build = 2,
+        .downloadURL = server.url("/downloads/Hopla-2.0.zip"),
+        .sha256 = QCryptographicHash::hash(archive, QCryptographicHash::Sha256).toHex(),
+        .releaseNotes = QStringLiteral("# Hopla 2.0\n\n- **Faster** switching"),
+    };
+    server.route("/downloads/latest.json", [&](QSslSocket& s) {
+        const QByteArray body = manifest.encode();
+        LoopbackHttps::reply(s, "200 OK",
+                             "Content-Length: " + QByteArray::number(body.size()) + "\r\n", body);
+    });
+    server.route("/downloads/Hopla-2.0.zip", [&](QSslSocket& s) {
+        LoopbackHttps::reply(
+            s, "200 OK", "Content-Length: " + QByteArray::number(archive.size()) + "\r\n", archive);
+    });
+
+    // Build 1 at login, with automatic checks on.
+    QString error;
+    X11Desktop* desktop = X11Desktop::start(&error);
+    ASSERT_TRUE(desktop) << error.toStdString();
+    write(root.filePath("config/Hopla/Hopla.conf"),
+          "[General]\nNativeUpdater.hopla.automaticallyChecksForUpdates=true\n");
+    qputenv("XDG_CONFIG_HOME", root.filePath("config").toUtf8());
+    qputenv("TMPDIR", root.filePath("tmp").toUtf8());
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QDir().mkpath(root.filePath("tmp"));
+    QProcess* buildOne = desktop->launch(installed + "/AppRun", {"--login-item"});
+    const auto pump = [&](const std::function<bool()>& done, std::chrono::milliseconds limit) {
+        return desktop->waitFor(
+            [&] {
+                QCoreApplication::processEvents(QEventLoop::AllEvents, 20); // the server
+                return done();
+            },
+            limit);
+    };
+    // Each prompt takes the focus; Return chooses its first button (download, then restart).
+    // A Return that came before the dialog had the keyboard is pressed again.
+    std::uint32_t dialog = 0;
+    for (const char* prompt : {"the new version's prompt", "the restart prompt"}) {
+        const std::uint32_t previous = dialog;
+        ASSERT_TRUE(pump(
+            [&] {
+                const std::uint32_t active = desktop->activeWindow();
+                if (active != 0 && active != previous && buildOne->state() == QProcess::Running) {
+                    dialog = active;
+                    return true;
+                }
+                return false;
+            },
+            30s))
+            << prompt << " never showed";
+        bool answered = false;
+        for (int attempt = 0; attempt < 3 && !answered; ++attempt) {
+            pump([] { return false; }, 500ms);
+            desktop->press(36); // Return
+            answered = pump([&] { return desktop->activeWindow() != dialog; }, 5s);
+        }
+        ASSERT_TRUE(answered) << prompt << " was not answered";
+    }
+    // Build 1 quits, the helper swaps, build 2 runs from the install path.
+    ASSERT_TRUE(pump([&] { return buildOne->state() == QProcess::NotRunning; }, 30s));
+    std::vector<pid_t> buildTwo;
+    ASSERT_TRUE(pump(
+        [&] {
+            buildTwo = runningFrom(installed + "/usr/bin/hopla");
+            return !buildTwo.empty() &&
+                   hopla::AppBundle::open(installed)->build == QStringLiteral("2");
+        },
+        30s))
+        << "build 2 is not running from " << installed.toStdString();
+    EXPECT_EQ(QDir(root.filePath("apps"))
+                  .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList{"Hopla.AppDir"});
+    const QStringList staged = QDir(root.filePath("tmp")).entryList({"hopla-update-*"}, QDir::Dirs);
+    ASSERT_EQ(staged.size(), 1);
+    EXPECT_EQ(QDir(root.filePath("tmp/" + staged[0])).entryList(QDir::Files),
+              QStringList{"update.zip"});
+    for (const pid_t pid : buildTwo) {
+        ::kill(pid, SIGTERM);
+    }
+}
+
+} // namespace
