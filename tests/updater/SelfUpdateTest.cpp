@@ -3,6 +3,7 @@
 // downloads, verifies, restarts into the update helper, and build 2 runs from the same
 // place. The server's authority is made for the test and trusted through the system's
 // certificate folder while it runs (root only, as in CI).
+#include "tests/support/Files.h"
 #include "tests/support/LoopbackHttps.h"
 #include "tests/support/X11Desktop.h"
 #include "updater/NativeUpdateConfiguration.h"
@@ -25,34 +26,13 @@
 
 namespace {
 
+using hopla::testing::readAll;
+using hopla::testing::run;
+using hopla::testing::write;
+
 using namespace std::chrono_literals;
 using hopla::testing::LoopbackHttps;
 using hopla::testing::X11Desktop;
-
-QString run(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.start(program, arguments);
-    process.waitForFinished(120000);
-    return process.exitCode() == 0
-               ? QString()
-               : program + ": " + QString::fromLocal8Bit(process.readAllStandardError());
-}
-
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString& path, const QByteArray& bytes, QFile::Permissions mode = {}) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    file.open(QIODevice::WriteOnly | QIODevice::Truncate);
-    file.write(bytes);
-    file.close();
-    if (mode) {
-        file.setPermissions(mode);
-    }
-}
 
 // A Hopla.AppDir of the self-updating build with the given identity.
 void makeAppDir(const QString& path, const QString& version, const QString& build) {

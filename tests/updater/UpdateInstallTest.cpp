@@ -1,6 +1,7 @@
 // An update from archive to installed folder, on real files: releases signed with the
 // release script and throwaway minisign keys, hostile archives made with libarchive, the
 // helper's swap (also killed half way), and the release engineer's check.
+#include "tests/support/Files.h"
 #include "tests/support/LoopbackHttps.h"
 #include "tests/support/X11Desktop.h"
 #include "updater/BundleSignature.h"
@@ -25,34 +26,13 @@
 
 namespace {
 
+using hopla::testing::readAll;
+using hopla::testing::run;
+using hopla::testing::write;
+
 using namespace hopla;
 using NativeUpdateInstaller::Error;
 using NativeUpdateInstaller::Failure;
-
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString& path, const QByteArray& bytes, QFile::Permissions mode = {}) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
-    file.write(bytes);
-    file.close();
-    if (mode) {
-        file.setPermissions(mode);
-    }
-}
-
-QString run(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.start(program, arguments);
-    process.waitForFinished(60000);
-    return process.exitCode() == 0 && process.exitStatus() == QProcess::NormalExit
-               ? QString()
-               : program + ": " + QString::fromLocal8Bit(process.readAllStandardError());
-}
 
 std::optional<Failure> failureOf(const NativeUpdateInstaller::Result<QString>& result) {
     const auto* error = std::get_if<Error>(&result);

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+namespace hopla::testing {
+
+// A file's bytes; empty when it cannot be read.
+inline QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Writes a file, making its folder; false when it cannot be written.
+inline bool write(const QString& path, const QByteArray& bytes, QFile::Permissions mode = {}) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        file.write(bytes) != bytes.size()) {
+        return false;
+    }
+    file.close();
+    return !mode || file.setPermissions(mode);
+}
+
+// Runs a program to its end; empty when it succeeded, else what it said on standard error.
+inline QString run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    process.waitForFinished(120000);
+    return process.exitCode() == 0 && process.exitStatus() == QProcess::NormalExit
+               ? QString()
+               : program + ": " + QString::fromLocal8Bit(process.readAllStandardError());
+}
+
+} // namespace hopla::testing
