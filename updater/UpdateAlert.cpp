@@ -11,7 +11,7 @@ NativeUpdatePresenter modalUpdateAlert() {
     return [](const NativeUpdatePrompt& prompt, NativeUpdateMessageStyle style,
               std::function<void(bool)> chosen) {
         QMessageBox box;
-        box.setWindowTitle(QStringLiteral("Hopla"));
+        box.setWindowTitle(prompt.title);
         box.setIcon(style == NativeUpdateMessageStyle::warning ? QMessageBox::Warning
                                                                : QMessageBox::Information);
         box.setText(prompt.title);

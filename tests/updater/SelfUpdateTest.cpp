@@ -122,6 +122,8 @@ TEST(SelfUpdate, BuildOneFindsBuildTwoAndRestartsIntoItFromTheSamePlace) {
     qputenv("XDG_CONFIG_HOME", root.filePath("config").toUtf8());
     qputenv("TMPDIR", root.filePath("tmp").toUtf8());
     qputenv("QT_QPA_PLATFORM", "xcb");
+    qputenv("LANGUAGE", "en"); // the prompts' titles below are the English ones
+    qputenv("LC_ALL", "C");
     QDir().mkpath(root.filePath("tmp"));
     QProcess* buildOne = desktop->launch(installed + "/AppRun", {"--login-item"});
     const auto pump = [&](const std::function<bool()>& done, std::chrono::milliseconds limit) {
@@ -132,30 +134,49 @@ TEST(SelfUpdate, BuildOneFindsBuildTwoAndRestartsIntoItFromTheSamePlace) {
             },
             limit);
     };
-    // Each prompt takes the focus; Return chooses its first button (download, then restart).
-    // A Return that came before the dialog had the keyboard is pressed again.
-    std::uint32_t dialog = 0;
-    for (const char* prompt : {"the new version's prompt", "the restart prompt"}) {
-        const std::uint32_t previous = dialog;
-        ASSERT_TRUE(pump(
-            [&] {
-                const std::uint32_t active = desktop->activeWindow();
-                if (active != 0 && active != previous && buildOne->state() == QProcess::Running) {
-                    dialog = active;
-                    return true;
+    // Each prompt is a window titled with its question; Return chooses its first button
+    // (download, then restart). A Return that came before the dialog had the keyboard is
+    // pressed again; a window titled otherwise (a failure) ends the test with its title.
+    xcb_connection_t* c = xcb_connect(desktop->display().toLocal8Bit().constData(), nullptr);
+    const auto titled = [&](const QString& text) -> std::uint32_t {
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+        xcb_query_tree_reply_t* tree = xcb_query_tree_reply(c, xcb_query_tree(c, root), nullptr);
+        std::uint32_t found = 0;
+        for (int i = 0; tree && i < xcb_query_tree_children_length(tree) && !found; ++i) {
+            const xcb_window_t frame = xcb_query_tree_children(tree)[i];
+            // The client sits inside the window manager's frame.
+            xcb_query_tree_reply_t* inner =
+                xcb_query_tree_reply(c, xcb_query_tree(c, frame), nullptr);
+            std::vector<xcb_window_t> candidates{frame};
+            for (int j = 0; inner && j < xcb_query_tree_children_length(inner); ++j) {
+                candidates.push_back(xcb_query_tree_children(inner)[j]);
+            }
+            std::free(inner);
+            for (const xcb_window_t w : candidates) {
+                xcb_get_property_reply_t* name = xcb_get_property_reply(
+                    c, xcb_get_property(c, 0, w, XCB_ATOM_WM_NAME, XCB_ATOM_ANY, 0, 256), nullptr);
+                if (name &&
+                    QString::fromUtf8(static_cast<const char*>(xcb_get_property_value(name)),
+                                      xcb_get_property_value_length(name))
+                        .contains(text)) {
+                    found = w;
                 }
-                return false;
-            },
-            30s))
-            << prompt << " never showed";
-        bool answered = false;
-        for (int attempt = 0; attempt < 3 && !answered; ++attempt) {
-            pump([] { return false; }, 500ms);
-            desktop->press(36); // Return
-            answered = pump([&] { return desktop->activeWindow() != dialog; }, 5s);
+                std::free(name);
+            }
         }
-        ASSERT_TRUE(answered) << prompt << " was not answered";
+        std::free(tree);
+        return found;
+    };
+    for (const char* title : {"Hopla 2.0 is available", "Hopla 2.0 is ready"}) {
+        ASSERT_TRUE(pump([&] { return titled(title) != 0; }, 30s)) << title << " never showed";
+        for (int attempt = 0; attempt < 5 && titled(title) != 0; ++attempt) {
+            pump([&] { return desktop->activeWindow() == titled(title); }, 2s);
+            desktop->press(36); // Return
+            pump([&] { return titled(title) == 0; }, 3s);
+        }
+        ASSERT_EQ(titled(title), 0u) << title << " was not answered";
     }
+    xcb_disconnect(c);
     // Build 1 quits, the helper swaps, build 2 runs from the install path.
     ASSERT_TRUE(pump([&] { return buildOne->state() == QProcess::NotRunning; }, 30s));
     std::vector<pid_t> buildTwo;
@@ -165,8 +186,9 @@ TEST(SelfUpdate, BuildOneFindsBuildTwoAndRestartsIntoItFromTheSamePlace) {
             return !buildTwo.empty() &&
                    hopla::AppBundle::open(installed)->build == QStringLiteral("2");
         },
-        30s))
-        << "build 2 is not running from " << installed.toStdString();
+        60s))
+        << "build 2 is not running from " << installed.toStdString() << " (installed build "
+        << hopla::AppBundle::open(installed)->build.value_or("?").toStdString() << ")";
     EXPECT_EQ(QDir(root.filePath("apps"))
                   .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
               QStringList{"Hopla.AppDir"});
