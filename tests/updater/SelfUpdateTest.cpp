@@ -189,9 +189,13 @@ TEST(SelfUpdate, BuildOneFindsBuildTwoAndRestartsIntoItFromTheSamePlace) {
         60s))
         << "build 2 is not running from " << installed.toStdString() << " (installed build "
         << hopla::AppBundle::open(installed)->build.value_or("?").toStdString() << ")";
-    EXPECT_EQ(QDir(root.filePath("apps"))
-                  .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-              QStringList{"Hopla.AppDir"});
+    // The helper removes the old folder once build 2 has started.
+    const auto installFolder = [&] {
+        return QDir(root.filePath("apps"))
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    };
+    EXPECT_TRUE(pump([&] { return installFolder() == QStringList{"Hopla.AppDir"}; }, 30s))
+        << installFolder().join(' ').toStdString();
     const QStringList staged = QDir(root.filePath("tmp")).entryList({"hopla-update-*"}, QDir::Dirs);
     ASSERT_EQ(staged.size(), 1);
     EXPECT_EQ(QDir(root.filePath("tmp/" + staged[0])).entryList(QDir::Files),
