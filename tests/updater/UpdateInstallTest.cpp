@@ -1,15 +1,13 @@
 // An update from archive to installed folder, on real files: releases signed with the
 // release script and throwaway minisign keys, hostile archives made with libarchive, the
-// helper's swap (also killed half way), and the release engineer's check.
+// helper's swap (also killed half way), and the release engineer's check. The whole
+// update over HTTPS, with the real program, is in SelfUpdateTest.cpp.
 #include "tests/support/Files.h"
-#include "tests/support/LoopbackHttps.h"
-#include "tests/support/X11Desktop.h"
 #include "updater/BundleSignature.h"
 #include "updater/NativeUpdateArchiveVerification.h"
 #include "updater/NativeUpdateHelper.h"
 #include "updater/NativeUpdateInstaller.h"
 
-#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
@@ -412,105 +410,6 @@ TEST_F(UpdateInstall, TheReleaseCheckPrintsItsVerdict) {
     ASSERT_TRUE(hopla.waitForFinished(30000));
     EXPECT_EQ(hopla.exitCode(), 1);
     EXPECT_TRUE(hopla.readAllStandardError().startsWith("UPDATE VERIFY FAILED: "));
-}
-
-TEST_F(UpdateInstall, ASelfUpdateOverHttpsReplacesTheInstalledHoplaAndStartsTheNewOne) {
-    // Installed: 1.0 (50). Released: 1.4.2 (58), whose program is the real hopla, so the
-    // helper that swaps the folders is Hopla's own.
-    const QString installed = root.filePath("apps/Hopla.AppDir");
-    makeAppDir(installed, "1.0", "50");
-    const QString release = root.filePath("release");
-    const QString app = release + "/Hopla.AppDir";
-    makeAppDir(app);
-    write(app + "/AppRun",
-          "#!/bin/sh\necho 1.4.2 \"$@\" >> \"$HOPLA_TEST_LAUNCHES\"\n"
-          "exec \"$(dirname \"$(readlink -f \"$0\")\")/usr/bin/hopla\" \"$@\"\n",
-          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    QFile::remove(app + "/usr/bin/hopla");
-    ASSERT_TRUE(QFile::copy(HOPLA_BINARY, app + "/usr/bin/hopla"));
-    ASSERT_EQ(run("strip", {"--strip-debug", app + "/usr/bin/hopla"}), QString());
-    sign(app);
-    const QByteArray archive = zip(release);
-
-    hopla::testing::TestAuthority authority;
-    ASSERT_EQ(authority.error, QString());
-    hopla::testing::LoopbackHttps server(authority);
-    auto manifest = manifestFor(archive);
-    manifest.downloadURL = server.url("/downloads/Hopla-1.4.2.zip");
-    server.route("/downloads/latest.json", [&](QSslSocket& s) {
-        const QByteArray body = manifest.encode();
-        hopla::testing::LoopbackHttps::reply(
-            s, "200 OK", "Content-Length: " + QByteArray::number(body.size()) + "\r\n", body);
-    });
-    server.route("/downloads/Hopla-1.4.2.zip", [&](QSslSocket& s) {
-        hopla::testing::LoopbackHttps::reply(
-            s, "200 OK", "Content-Length: " + QByteArray::number(archive.size()) + "\r\n", archive);
-    });
-
-    const QString launches = root.filePath("launches");
-    QProcess client;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("HOPLA_TEST_LAUNCHES", launches);
-    environment.insert("TMPDIR", tmp);
-    // The new Hopla, once started, runs on a desktop of the test's own.
-    QString noDesktop;
-    const auto* desktop = hopla::testing::X11Desktop::start(&noDesktop);
-    ASSERT_TRUE(desktop) << noDesktop.toStdString();
-    environment.insert("DISPLAY", desktop->display());
-    environment.insert("QT_QPA_PLATFORM", "xcb");
-    environment.insert("XDG_CONFIG_HOME", root.filePath("config"));
-    client.setProcessEnvironment(environment);
-    client.start(UPDATE_CLIENT, {authority.authorityPath(), server.url("/downloads/latest.json"),
-                                 key("publisher") + ".pub", key("notary") + ".pub", installed,
-                                 root.filePath("client.ini")});
-    ASSERT_TRUE(client.waitForStarted());
-    const qint64 clientPid = client.processId();
-    // The server lives on this thread's event loop: serve until the client has quit.
-    for (int i = 0; i < 600 && client.state() != QProcess::NotRunning; ++i) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        client.waitForFinished(50);
-    }
-    const QString said = QString::fromUtf8(client.readAllStandardOutput());
-    ASSERT_EQ(client.exitCode(), 0)
-        << said.toStdString() << client.readAllStandardError().toStdString();
-    EXPECT_TRUE(said.contains("1.4.2")) << said.toStdString();
-
-    // The helper waits for the client to be gone, swaps, and starts the new Hopla.
-    for (int i = 0; i < 300 && !readAll(launches).contains("1.4.2\n"); ++i) {
-        ::usleep(50000);
-    }
-    const QByteArray started = readAll(launches);
-    EXPECT_TRUE(started.startsWith("1.4.2 --native-update-helper " + installed.toUtf8() + " " +
-                                   QByteArray::number(clientPid) + "\n"))
-        << started.toStdString();
-    EXPECT_TRUE(started.endsWith("1.4.2\n")) << "the new Hopla started: " << started.toStdString();
-    EXPECT_EQ(AppBundle::open(installed)->version, "1.4.2");
-    EXPECT_TRUE(whole(installed));
-    EXPECT_EQ(QDir(root.filePath("apps"))
-                  .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-              QStringList{"Hopla.AppDir"})
-        << "no backup left beside it";
-    const QStringList staged = staging();
-    ASSERT_EQ(staged.size(), 1);
-    EXPECT_EQ(QDir(tmp + "/" + staged[0]).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-              QStringList{"update.zip"})
-        << "only the downloaded archive stays in the staging folder";
-
-    // The program running from the install path is the new one; it is stopped here.
-    const QString program = QFileInfo(installed + "/usr/bin/hopla").canonicalFilePath();
-    pid_t running = 0;
-    for (int i = 0; i < 200 && running == 0; ++i) {
-        for (const QString& pid : QDir("/proc").entryList({"[0-9]*"}, QDir::Dirs)) {
-            if (QFileInfo("/proc/" + pid + "/exe").symLinkTarget() == program) {
-                running = pid.toInt();
-            }
-        }
-        ::usleep(50000);
-    }
-    EXPECT_NE(running, 0) << "the new Hopla is not running";
-    if (running != 0) {
-        ::kill(running, SIGTERM);
-    }
 }
 
 } // namespace
