@@ -62,7 +62,6 @@ public:
     QAbstractButton* updateButton() const { return updateButton_; }
     Switch* updateSwitch() const { return updateSwitch_; }
     QAbstractButton* historyButton() const { return historyButton_; }
-    NativeAppearancePicker* picker() const { return picker_; }
     QAbstractButton* appearanceButton(AppAppearance appearance) const;
     QAbstractButton* permissionButton() const { return permissionButton_; }
     QAbstractButton* releaseButton() const { return releaseButton_; }

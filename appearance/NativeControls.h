@@ -70,7 +70,6 @@ class NativeSpinner : public QWidget {
 public:
     explicit NativeSpinner(QWidget* parent = nullptr);
     QSize sizeHint() const override { return {12, 12}; }
-    bool rotating() const { return turn_.state() == QAbstractAnimation::Running; }
 
 protected:
     void showEvent(QShowEvent* event) override;

@@ -2,10 +2,8 @@
 
 #include "updater/UpdaterText.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
-#include <QLocale>
 
 #include <glib.h>
 
