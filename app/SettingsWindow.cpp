@@ -1,12 +1,11 @@
 #include "app/SettingsWindow.h"
 
+#include "appearance/NativeAppearanceAudit.h"
 #include "appearance/NativeMenuStyle.h"
 
+#include <QAction>
 #include <QGuiApplication>
 #include <QScreen>
-#include <QScrollArea>
-#include <QScrollBar>
-#include <QShortcut>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -47,13 +46,17 @@ void SettingsWindow::show() {
             frame.moveCenter(screen->availableGeometry().center());
             window_->move(frame.topLeft());
         }
-        const auto bind = [this](QKeySequence keys, std::function<void()> action) {
-            auto* shortcut = new QShortcut(keys, window_.get());
-            QObject::connect(shortcut, &QShortcut::activated, window_.get(), [action] {
-                if (action) {
-                    action();
+        // Window commands, as the close and edit commands are: actions with their keys.
+        const auto bind = [this](QKeySequence keys, std::function<void()> run) {
+            auto* action = new QAction(window_.get());
+            action->setShortcut(keys);
+            action->setShortcutContext(Qt::WindowShortcut);
+            QObject::connect(action, &QAction::triggered, window_.get(), [run] {
+                if (run) {
+                    run();
                 }
             });
+            window_->addAction(action);
         };
         bind(QKeySequence(Qt::CTRL | Qt::Key_Comma), actions_.showSettings);
         NativeWindowMenu::install(*window_, &localized);
@@ -74,12 +77,7 @@ bool SettingsWindow::capture(const QString& path, bool scrollToBottom) const {
     if (!window_) {
         return false;
     }
-    window_->ensurePolished();
-    if (auto* layout = window_->layout()) {
-        layout->activate();
-    }
-    QScrollBar* bar = view_->scrollArea()->verticalScrollBar();
-    bar->setValue(scrollToBottom ? bar->maximum() : bar->minimum());
+    NativeAppearanceAudit::scroll(*window_, scrollToBottom);
     return window_->grab().toImage().save(path, "PNG");
 }
 
