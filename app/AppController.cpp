@@ -1,6 +1,8 @@
 #include "app/AppController.h"
 
+#include "app/ApplicationShortcutVerification.h"
 #include "appearance/NativeMenuStyle.h"
+#include "platform/x11/SyntheticKeys.h"
 #include "updater/UpdateAlert.h"
 
 #include "app/ColorScheme.h"
@@ -35,7 +37,9 @@ QColor trayInk(bool desktopDark) {
 } // namespace
 
 AppController::AppController(LaunchOptions options)
-    : options_(std::move(options)) {}
+    : options_(std::move(options))
+    , defaults_(QCoreApplication::arguments())
+    , settings_(defaults_.settings()) {}
 
 std::unique_ptr<AppController> AppController::create(const LaunchOptions& options,
                                                      const NativeUpdateConfiguration& updates,
@@ -135,6 +139,9 @@ void AppController::launch() {
         applyAppearance(appearance, colorScheme_->dark());
     };
     buildMenu(desktopDark);
+    if (runAppearanceAudit()) {
+        return;
+    }
     // "跟随系统" and the tray's ink follow the desktop while Hopla runs.
     QObject::connect(colorScheme_.get(), &DesktopColorScheme::changed, colorScheme_.get(),
                      [this](bool dark) {
@@ -179,6 +186,16 @@ void AppController::launch() {
         workspace_->setUserTime(keys_.lastKeyTime());
         return switcher_->route(action);
     };
+    if (options_.verifyShortcuts) {
+        // Beside the user's Hopla: no keyboard tap, no update checks, just the window.
+        if (!options_.loginItem) {
+            showSettings();
+        }
+        std::string reason;
+        auto keys = x11::SyntheticKeys::open(&reason);
+        ApplicationShortcutVerification::run(std::move(keys), QString::fromStdString(reason));
+        return;
+    }
     if (!options_.preview) {
         refresh();
         updater_->startAutomaticChecks(); // a preview beside a running Hopla does not
@@ -208,6 +225,48 @@ void AppController::buildMenu(bool desktopDark) {
         trayInk(desktopDark));
     statusMenu_->setEnabledChecked(preferences_->enabled());
     permission_->showEnabled = [this](bool on) { statusMenu_->setEnabledChecked(on); };
+}
+
+bool AppController::runAppearanceAudit() {
+    using namespace NativeAppearanceAudit;
+    const auto showSettingsScrolled = [this](bool toBottom) {
+        settingsWindow_->show();
+        scroll(*settingsWindow_->window(), toBottom);
+        return settingsWindow_->window();
+    };
+    std::vector<Scene> scenes{
+        {QStringLiteral("settings-top"),
+         [this, showSettingsScrolled](QString&) {
+             switcher_->dismiss();
+             return showSettingsScrolled(false);
+         }},
+        {QStringLiteral("settings-bottom"),
+         [showSettingsScrolled](QString&) { return showSettingsScrolled(true); }},
+        {QStringLiteral("switcher"),
+         [this](QString& error) -> QWidget* {
+             switcher_->dismiss();
+             if (!switcher_->openSession(false)) {
+                 error = QStringLiteral("HoplaAppearance: the switcher did not open (no "
+                                        "application to show)");
+                 return nullptr;
+             }
+             return &panel_->window();
+         }},
+        errorScene(),
+    };
+    const auto appearanceOf = [](std::optional<bool> dark) {
+        return !dark ? AppAppearance::system : *dark ? AppAppearance::dark : AppAppearance::light;
+    };
+    return runIfRequested(QCoreApplication::arguments(), std::move(scenes),
+                          Appearance{[this, appearanceOf](std::optional<bool> dark) {
+                                         applyAppearance(appearanceOf(dark), colorScheme_->dark());
+                                     },
+                                     [this] {
+                                         const QPalette desktop =
+                                             colorScheme_->dark() ? darkPalette() : lightPalette();
+                                         return QApplication::palette().color(QPalette::Window) ==
+                                                desktop.color(QPalette::Window);
+                                     }});
 }
 
 AppController::~AppController() {

@@ -8,6 +8,7 @@
 #include "app/SettingsWindow.h"
 #include "app/StatusMenu.h"
 #include "appearance/NativeAppAppearance.h"
+#include "appearance/NativeAppearanceAudit.h"
 #include "core/ApplicationSwitcherController.h"
 #include "core/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
@@ -61,10 +62,13 @@ private:
     explicit AppController(LaunchOptions options);
     void launch();
     void buildMenu(bool desktopDark);
+    // With --verify-dark-theme: hands the process to the audit of light and dark colours.
+    bool runAppearanceAudit();
     void report(ApplicationActivationFailure failure);
 
     LaunchOptions options_;
-    QSettings settings_;
+    NativeAppearanceAudit::Defaults defaults_; // the user's settings, or the audit's throwaway
+    QSettings& settings_;
     x11::TrustReport trust_; // the server's extensions do not change while connected
     QtScheduler scheduler_;
     std::unique_ptr<NativeAppAppearance> appearance_;

@@ -18,6 +18,7 @@ LaunchOptions LaunchOptions::parse(const QStringList& arguments) {
     LaunchOptions options;
     options.preview = arguments.contains(QStringLiteral("--preview"));
     options.verifyShortcuts = arguments.contains(QStringLiteral("--verify-app-shortcuts"));
+    options.verifyDarkTheme = arguments.contains(QStringLiteral("--verify-dark-theme"));
     options.dark = arguments.contains(QStringLiteral("--dark"));
     options.light = arguments.contains(QStringLiteral("--light"));
     options.loginItem = arguments.contains(QStringLiteral("--login-item"));

@@ -12,6 +12,7 @@ namespace hopla {
 struct LaunchOptions {
     bool preview = false;         // --preview: a session at once, no tap, no single instance
     bool verifyShortcuts = false; // --verify-app-shortcuts
+    bool verifyDarkTheme = false; // --verify-dark-theme (throwaway settings)
     bool dark = false;            // --dark (preview only)
     bool light = false;           // --light (preview only; wins over --dark)
     bool loginItem = false;       // --login-item: started at login, opens no window
@@ -20,8 +21,8 @@ struct LaunchOptions {
     std::optional<QString> settingsScreenshot; // --settings-screenshot PATH
 
     static LaunchOptions parse(const QStringList& arguments);
-    // Preview and shortcut verification may run beside a running Hopla.
-    bool bypassesSingleInstance() const { return preview || verifyShortcuts; }
+    // Previews and self-checks may run beside a running Hopla.
+    bool bypassesSingleInstance() const { return preview || verifyShortcuts || verifyDarkTheme; }
 };
 
 } // namespace hopla

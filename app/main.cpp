@@ -1,6 +1,7 @@
 #include "app/AppController.h"
 #include "app/SingleInstance.h"
 #include "app/Translations.h"
+#include "appearance/NativeAppearanceAudit.h"
 #include "updater/NativeUpdateArchiveVerification.h"
 #include "updater/NativeUpdateHelper.h"
 
@@ -32,12 +33,16 @@ void describe(QCommandLineParser& parser) {
          QStringLiteral("Save the settings window as a PNG after 1.5 s."), QStringLiteral("path")},
         {QStringLiteral("settings-scroll-bottom"),
          QStringLiteral("With --settings-screenshot: scroll to the bottom first.")},
+        {QStringLiteral("verify-app-shortcuts"),
+         QStringLiteral("Check that Ctrl+, and Ctrl+W, typed as a user types them, reach the "
+                        "settings window; exit status 0 when they do.")},
+        {QStringLiteral("verify-dark-theme"),
+         QStringLiteral("Capture every window in light and dark colours, check them, and write "
+                        "summary.json; uses throwaway settings.")},
+        {QStringLiteral("evidence-dir"),
+         QStringLiteral("With --verify-dark-theme: where the captures and summary go."),
+         QStringLiteral("folder")},
     });
-    // Accepted (it may run beside a running Hopla) but not offered until the check exists.
-    QCommandLineOption verify(QStringLiteral("verify-app-shortcuts"),
-                              QStringLiteral("Check the shortcuts of the running applications."));
-    verify.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOption(verify);
 }
 
 void name(QCoreApplication& application) {
@@ -85,6 +90,12 @@ int main(int argc, char* argv[]) {
     }
     const char* display = std::getenv("DISPLAY");
     if ((!display || !*display) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        if (hopla::NativeAppearanceAudit::requested(arguments)) {
+            QCoreApplication application(argc, argv); // for the summary's paths
+            hopla::NativeAppearanceAudit::failAtOnce(
+                arguments, QStringLiteral("Window capture requires an X display (DISPLAY is "
+                                          "not set)"));
+        }
         std::fprintf(
             stderr,
             "hopla: no X display: DISPLAY is not set. Hopla switches applications on an X11 "
@@ -118,10 +129,6 @@ int main(int argc, char* argv[]) {
         }
     }
 
-    if (options.verifyShortcuts) {
-        std::fprintf(stderr, "hopla: the shortcut check is not part of this version; running "
-                             "Hopla beside the one already running.\n");
-    }
     QString error;
     const auto controller = hopla::AppController::create(options, updates, &error);
     if (!controller) {

@@ -8,6 +8,9 @@
 
 #include <QFile>
 #include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -269,6 +272,105 @@ TEST_F(HoplaLaunch, APreviewSavesThePanelBesideARunningHopla) {
     const QImage panel(path);
     EXPECT_EQ(panel.height(), 156);
     EXPECT_GE(panel.width(), 2 * 112) << "two applications at least";
+}
+
+// The two self-checks, each with its exit status and its lines as the verdict.
+struct HoplaSelfCheck : HoplaLaunch {
+    // Runs Hopla to its end; its standard output and error together.
+    std::pair<int, QString>
+    check(const QStringList& arguments,
+          const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(HOPLA_BINARY), arguments);
+        EXPECT_TRUE(process.waitForFinished(90000)) << "the check never ended";
+        return {
+            process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError())};
+    }
+};
+
+TEST_F(HoplaSelfCheck, ShortcutsPassBesideARunningHoplaAndFailWithoutAWindow) {
+    start({QStringLiteral("--login-item")});
+    ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
+
+    const auto [passed, passLines] = check({QStringLiteral("--verify-app-shortcuts")});
+    EXPECT_EQ(passed, 0) << passLines.toStdString();
+    EXPECT_TRUE(passLines.contains("APP SHORTCUT VERIFY PASS: Ctrl+W closes the window without "
+                                   "quitting; Ctrl+, opens settings"))
+        << passLines.toStdString();
+
+    const auto [failed, failLines] =
+        check({QStringLiteral("--verify-app-shortcuts"), QStringLiteral("--login-item")});
+    EXPECT_EQ(failed, 1);
+    EXPECT_TRUE(failLines.contains(
+        "APP SHORTCUT VERIFY FAIL: settings window was not visible before Ctrl+W"))
+        << failLines.toStdString();
+    EXPECT_TRUE(hoplaHoldsSuperTab()) << "the running Hopla went on";
+}
+
+TEST_F(HoplaSelfCheck, TheAppearanceAuditCapturesEverySceneInEachPhaseAndLeavesTheUserSettings) {
+    client("Alpha"); // the switcher scene needs an application to show
+    const QString userSettings = config.filePath("Hopla/Hopla.conf");
+    {
+        QSettings stored(userSettings, QSettings::IniFormat);
+        stored.setValue("appearance", "dark");
+        stored.setValue("showsMenuBarIcon", false);
+    }
+    QFile before(userSettings);
+    ASSERT_TRUE(before.open(QIODevice::ReadOnly));
+    const QByteArray userBytes = before.readAll();
+
+    const QString evidence = config.filePath("evidence");
+    const auto [status, lines] =
+        check({QStringLiteral("--verify-dark-theme"), QStringLiteral("--evidence-dir"), evidence});
+    ASSERT_EQ(status, 0) << lines.toStdString();
+    QFile summaryFile(evidence + "/summary.json");
+    ASSERT_TRUE(summaryFile.open(QIODevice::ReadOnly));
+    const QJsonObject summary = QJsonDocument::fromJson(summaryFile.readAll()).object();
+    EXPECT_EQ(summary["status"].toString(), "passed");
+    EXPECT_EQ(summary["error"].toString(), "");
+    EXPECT_EQ(summary["liveAppearanceCycle"].toArray(),
+              QJsonArray({"light", "dark", "light-restored"}));
+    QStringList names;
+    for (const auto& value : summary["captures"].toArray()) {
+        const QJsonObject capture = value.toObject();
+        const QImage image(capture["screenshot"].toString());
+        EXPECT_EQ(image.size(), QSize(capture["width"].toInt(), capture["height"].toInt()))
+            << capture["screenshot"].toString().toStdString();
+        names << capture["scene"].toString() + "-" + capture["scheme"].toString();
+    }
+    for (const char* phase : {"light", "dark", "light-restored"}) {
+        for (const char* scene :
+             {"settings-top", "settings-bottom", "switcher", "error-dialog", "status-menu"}) {
+            EXPECT_EQ(names.count(QStringLiteral("%1-%2").arg(scene, phase)), 1)
+                << scene << " in " << phase;
+        }
+    }
+    EXPECT_EQ(names.size(), 15);
+    // The light and the dark capture of a scene differ.
+    EXPECT_NE(QImage(evidence + "/settings-top-light.png"),
+              QImage(evidence + "/settings-top-dark.png"));
+
+    QFile after(userSettings);
+    ASSERT_TRUE(after.open(QIODevice::ReadOnly));
+    EXPECT_EQ(after.readAll(), userBytes) << "the user's settings were touched";
+}
+
+TEST_F(HoplaSelfCheck, TheAppearanceAuditFailsAtOnceWithoutADisplay) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("DISPLAY");
+    environment.remove("QT_QPA_PLATFORM");
+    const QString evidence = config.filePath("evidence");
+    const auto [status, lines] =
+        check({QStringLiteral("--verify-dark-theme"), QStringLiteral("--evidence-dir"), evidence},
+              environment);
+    EXPECT_EQ(status, 1);
+    EXPECT_TRUE(lines.contains("Appearance audit failed: Window capture requires an X display"))
+        << lines.toStdString();
+    QFile summary(evidence + "/summary.json");
+    ASSERT_TRUE(summary.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QJsonDocument::fromJson(summary.readAll()).object()["status"].toString(), "failed");
 }
 
 // A Debian program's window, once it has the focus.
