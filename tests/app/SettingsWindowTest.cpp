@@ -17,12 +17,6 @@ namespace {
 
 using hopla::AppAppearance;
 
-TEST(SettingsWindowHeight, EightyBelowTheFreeHeightAtMost880) {
-    EXPECT_EQ(hopla::settingsWindowHeight(700), 620);
-    EXPECT_EQ(hopla::settingsWindowHeight(2000), 880);
-    EXPECT_EQ(hopla::settingsWindowHeight(std::nullopt), 880);
-}
-
 struct SettingsTest : ::testing::Test {
     QTemporaryDir dir;
     QSettings settings{dir.filePath("hopla.ini"), QSettings::IniFormat};

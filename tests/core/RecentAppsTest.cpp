@@ -24,34 +24,29 @@ TEST(RecentApps, ActivateMovesToTheHeadWithoutDuplicates) {
     EXPECT_EQ(recent.ids(), (std::vector<ProcessId>{1, 2, 3}));
 }
 
-TEST(RecentApps, ListedFirstInListOrderThenTheRestByName) {
+TEST(RecentApps, ListedFirstInListOrderThenTheRestByNameNaturallyThenById) {
     RecentApps recent;
     recent.activate(10);
     recent.activate(30); // ids: [30, 10]
     const std::vector<AppEntry> entries{{10, "b"}, {20, "x"}, {30, "c"}, {40, "a"}};
     EXPECT_EQ(idsOf(recent.ordered(entries)), (std::vector<ProcessId>{30, 10, 40, 20}));
     EXPECT_EQ(idsOf(entries), (std::vector<ProcessId>{10, 20, 30, 40})); // input untouched
-}
 
-TEST(RecentApps, UnlistedNamesSortNaturallyAndCaseInsensitively) {
-    const RecentApps recent;
-    const std::vector<AppEntry> entries{{1, "App 10"}, {2, "app 2"},  {3, "App 1"}, {4, "Zebra"},
-                                        {5, "apple"},  {6, "Éclair"}, {7, "Eclair"}};
-    // Equal but for the accent: the unaccented one first; digits by value, not by text.
-    EXPECT_EQ(idsOf(recent.ordered(entries)), (std::vector<ProcessId>{3, 2, 1, 5, 7, 6, 4}));
-}
-
-TEST(RecentApps, EqualNamesByIncreasingIdentifierAndNegativeIdsCompareSigned) {
-    const RecentApps recent;
-    const std::vector<AppEntry> entries{{9, "Same"}, {-4, "Same"}, {2, "Same"}};
-    EXPECT_EQ(idsOf(recent.ordered(entries)), (std::vector<ProcessId>{-4, 2, 9}));
-}
-
-TEST(RecentApps, DuplicateEntriesOfOneListedIdKeepTheirNameOrder) {
-    RecentApps recent;
+    // Unlisted: digits by value, case and accents second (the unaccented first), equal names
+    // by signed identifier; two entries of one listed id keep their name order.
+    const RecentApps none;
+    EXPECT_EQ(idsOf(none.ordered({{1, "App 10"},
+                                  {2, "app 2"},
+                                  {3, "App 1"},
+                                  {4, "Zebra"},
+                                  {5, "apple"},
+                                  {6, "Éclair"},
+                                  {7, "Eclair"},
+                                  {9, "Same"},
+                                  {-4, "Same"}})),
+              (std::vector<ProcessId>{3, 2, 1, 5, 7, 6, -4, 9, 4}));
     recent.activate(5);
-    const std::vector<AppEntry> entries{{8, "z"}, {5, "m"}, {5, "b"}};
-    const auto ordered = recent.ordered(entries);
+    const auto ordered = recent.ordered({{8, "z"}, {5, "m"}, {5, "b"}});
     EXPECT_EQ(idsOf(ordered), (std::vector<ProcessId>{5, 5, 8}));
     EXPECT_EQ(ordered[0].name, "b");
 }

@@ -8,7 +8,6 @@
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QScreen>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -196,15 +195,6 @@ TEST_F(PanelTest, WithoutACompositorTheCornersAreCutAwayWithOneTheyAreTransparen
     EXPECT_TRUE(panel.window().mask().isEmpty());
     EXPECT_TRUE(panel.window().testAttribute(Qt::WA_TranslucentBackground));
     EXPECT_LT(rendered().pixelColor(0, 0).alpha(), 255);
-}
-
-TEST_F(PanelTest, CaptureWritesTheViewAsPng) {
-    panel.show(session(3, 0), {});
-    QTemporaryDir dir;
-    const QString path = dir.filePath("panel.png");
-    ASSERT_TRUE(panel.capture(path));
-    EXPECT_EQ(QImage(path).size(), panel.view().size());
-    EXPECT_FALSE(panel.capture(dir.filePath("missing/folder/panel.png")));
 }
 
 } // namespace

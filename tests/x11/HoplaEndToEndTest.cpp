@@ -30,6 +30,34 @@ using ProcessIdOf = std::int64_t;
 
 constexpr xcb_keycode_t keyM = 50 + 8, keyEscape = 1 + 8;
 
+// The children of a window, top-level ones for the root.
+std::vector<xcb_window_t> childrenOf(hopla::x11::XConnection& x, xcb_window_t window) {
+    const hopla::x11::Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(x.raw(), xcb_query_tree(x.raw(), window), nullptr));
+    if (!tree) {
+        return {};
+    }
+    const xcb_window_t* children = xcb_query_tree_children(tree.get());
+    return {children, children + xcb_query_tree_children_length(tree.get())};
+}
+
+// Whether the window's class names Hopla (the tray icon's is "hopla").
+bool isHoplas(hopla::x11::XConnection& x, xcb_window_t window, const char* name = "Hopla") {
+    const auto wmClass = x.property(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
+    return wmClass && QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
+                                 static_cast<qsizetype>(wmClass->bytes.size()))
+                          .contains(name);
+}
+
+// A viewable window's attributes; nothing for one that is not viewable.
+hopla::x11::Reply<xcb_get_window_attributes_reply_t> viewable(hopla::x11::XConnection& x,
+                                                              xcb_window_t window) {
+    hopla::x11::Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
+        x.raw(), xcb_get_window_attributes(x.raw(), window), nullptr));
+    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE ? std::move(attributes)
+                                                                         : nullptr;
+}
+
 struct HoplaEndToEnd : ::testing::Test {
     X11Desktop& desktop = *X11Desktop::instance();
     std::unique_ptr<hopla::x11::XConnection> x = hopla::x11::XConnection::open(nullptr, nullptr);
@@ -122,23 +150,8 @@ struct HoplaEndToEnd : ::testing::Test {
     }
     // Whether Hopla's panel is on screen: a viewable top-level window of class "Hopla".
     bool panelShown() {
-        const hopla::x11::Reply<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(x->raw(), xcb_query_tree(x->raw(), x->root()), nullptr));
-        if (!tree) {
-            return false;
-        }
-        const xcb_window_t* children = xcb_query_tree_children(tree.get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-            const auto wmClass = x->property(children[i], XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
-            if (!wmClass || !QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
-                                        static_cast<qsizetype>(wmClass->bytes.size()))
-                                 .contains("Hopla")) {
-                continue;
-            }
-            const hopla::x11::Reply<xcb_get_window_attributes_reply_t> attributes(
-                xcb_get_window_attributes_reply(
-                    x->raw(), xcb_get_window_attributes(x->raw(), children[i]), nullptr));
-            if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE) {
+        for (const xcb_window_t w : childrenOf(*x, x->root())) {
+            if (isHoplas(*x, w) && viewable(*x, w)) {
                 return true;
             }
         }
@@ -224,13 +237,8 @@ struct HoplaLaunch : HoplaEndToEnd {
     std::optional<xcb_window_t> settingsWindow() {
         const auto clients = x->cardinals(x->root(), x->ewmh()->_NET_CLIENT_LIST, XCB_ATOM_WINDOW);
         for (const std::uint32_t w : clients.value_or(std::vector<std::uint32_t>{})) {
-            const auto wmClass = x->property(w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
             const auto state = hopla::x11::readClientWindow(*x, w);
-            if (wmClass &&
-                QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
-                           static_cast<qsizetype>(wmClass->bytes.size()))
-                    .contains("Hopla") &&
-                state && !state->minimized) {
+            if (isHoplas(*x, w) && state && !state->minimized) {
                 return w;
             }
         }
@@ -340,14 +348,13 @@ TEST_F(HoplaSelfCheck, TheAppearanceAuditCapturesEverySceneInEachPhaseAndLeavesT
             << capture["screenshot"].toString().toStdString();
         names << capture["scene"].toString() + "-" + capture["scheme"].toString();
     }
-    for (const char* phase : {"light", "dark", "light-restored"}) {
-        for (const char* scene :
-             {"settings-top", "settings-bottom", "switcher", "error-dialog", "status-menu"}) {
-            EXPECT_EQ(names.count(QStringLiteral("%1-%2").arg(scene, phase)), 1)
-                << scene << " in " << phase;
-        }
-    }
-    EXPECT_EQ(names.size(), 15);
+    names.sort();
+    EXPECT_EQ(
+        names.join(' '),
+        "error-dialog-dark error-dialog-light error-dialog-light-restored settings-bottom-dark "
+        "settings-bottom-light settings-bottom-light-restored settings-top-dark "
+        "settings-top-light settings-top-light-restored status-menu-dark status-menu-light "
+        "status-menu-light-restored switcher-dark switcher-light switcher-light-restored");
     // The light and the dark capture of a scene differ.
     EXPECT_NE(QImage(evidence + "/settings-top-light.png"),
               QImage(evidence + "/settings-top-dark.png"));
@@ -543,22 +550,14 @@ struct TrayHost {
 // The window of Hopla's that sits inside another client's window: the tray icon that a
 // tray (IceWM's taskbar has its own) embedded.
 std::optional<xcb_window_t> embeddedIn(hopla::x11::XConnection& x, xcb_window_t window, int depth) {
-    const hopla::x11::Reply<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(x.raw(), xcb_query_tree(x.raw(), window), nullptr));
-    if (!tree || depth > 6) {
+    if (depth > 6) {
         return std::nullopt;
     }
-    const xcb_window_t* children = xcb_query_tree_children(tree.get());
-    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-        const auto wmClass = x.property(children[i], XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
-        const bool hoplas =
-            wmClass && QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
-                                  static_cast<qsizetype>(wmClass->bytes.size()))
-                           .contains("opla");
-        if (hoplas && depth > 1) {
-            return children[i];
+    for (const xcb_window_t child : childrenOf(x, window)) {
+        if (depth > 1 && isHoplas(x, child, "opla")) {
+            return child;
         }
-        if (const auto inside = embeddedIn(x, children[i], depth + 1)) {
+        if (const auto inside = embeddedIn(x, child, depth + 1)) {
             return inside;
         }
     }
@@ -626,21 +625,12 @@ TEST_F(HoplaLaunch, AClickOnTheRabbitOpensTheDrawnMenuAtIt) {
     };
     // The drawn menu: a viewable top-level window of Hopla's, 240 or more wide, by the icon.
     const auto menuGeometry = [&]() -> std::optional<QRect> {
-        const hopla::x11::Reply<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(x->raw(), xcb_query_tree(x->raw(), x->root()), nullptr));
-        const xcb_window_t* children = tree ? xcb_query_tree_children(tree.get()) : nullptr;
-        for (int i = 0; tree && i < xcb_query_tree_children_length(tree.get()); ++i) {
-            const hopla::x11::Reply<xcb_get_window_attributes_reply_t> attributes(
-                xcb_get_window_attributes_reply(
-                    x->raw(), xcb_get_window_attributes(x->raw(), children[i]), nullptr));
+        for (const xcb_window_t w : childrenOf(*x, x->root())) {
+            const auto attributes = viewable(*x, w);
             const hopla::x11::Reply<xcb_get_geometry_reply_t> g(
-                xcb_get_geometry_reply(x->raw(), xcb_get_geometry(x->raw(), children[i]), nullptr));
-            const auto wmClass = x->property(children[i], XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
-            if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
-                attributes->override_redirect && g && g->width >= 240 && wmClass &&
-                QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
-                           static_cast<qsizetype>(wmClass->bytes.size()))
-                    .contains("Hopla")) {
+                xcb_get_geometry_reply(x->raw(), xcb_get_geometry(x->raw(), w), nullptr));
+            if (attributes && attributes->override_redirect && g && g->width >= 240 &&
+                isHoplas(*x, w)) {
                 return QRect(g->x, g->y, g->width, g->height);
             }
         }
