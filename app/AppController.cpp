@@ -7,7 +7,12 @@
 
 #include "app/ColorScheme.h"
 #include "app/HoplaIcons.h"
+#include "platform/x11/X11KeyEventSource.h"
 #include "platform/x11/X11Keyboard.h"
+#include "platform/x11/X11PanelSupport.h"
+#include "platform/x11/X11Trust.h"
+#include "platform/x11/X11WindowSystem.h"
+#include "platform/x11/X11Workspace.h"
 #include "platform/xfce/XfwmShortcuts.h"
 
 #include <QApplication>
@@ -100,17 +105,19 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
         qRound(SwitcherView::iconSize * qApp->devicePixelRatio())); // sharp on HiDPI screens
     app->switcher_ = std::make_unique<ApplicationSwitcherController>(
         *app->panel_, *app->workspace_, *app->windows_, app->scheduler_);
-    app->tap_ = std::make_unique<KeyboardTap>(app->keys_, app->scheduler_, x11::readServerLayout);
+    app->keys_ = std::make_unique<x11::X11KeyEventSource>();
+    app->tap_ = std::make_unique<KeyboardTap>(*app->keys_, app->scheduler_, x11::readServerLayout);
     app->switcher_->onDismiss = [self] { self->tap_->sessionDismissed(); };
     app->switcher_->onFailure = [self](ApplicationActivationFailure failure) {
         self->report(failure);
     };
-    app->trust_ = x11::checkTrust(QGuiApplication::platformName());
+    app->trust_ =
+        std::make_unique<x11::TrustReport>(x11::checkTrust(QGuiApplication::platformName()));
     app->permission_ = std::make_unique<PermissionRefresh>(
-        *app->tap_, app->keys_, *app->preferences_,
+        *app->tap_, *app->keys_, *app->preferences_,
         [self] {
-            if (!self->trust_.trusted) {
-                return KeyboardTrust{false, self->trust_.reason};
+            if (!self->trust_->trusted) {
+                return KeyboardTrust{false, self->trust_->reason};
             }
             if (self->workspace_->connectionLost()) {
                 return KeyboardTrust{false, localized("与 X 服务器的连接已断开。")};
@@ -183,7 +190,7 @@ void AppController::launch() {
     tap_->isSessionOpen = [this] { return switcher_->session().has_value(); };
     tap_->onInput = [this](const GestureAction& action) {
         // The window manager lets a switch through when it carries the key's time.
-        workspace_->setUserTime(keys_.lastKeyTime());
+        workspace_->setUserTime(keys_->lastKeyTime());
         return switcher_->route(action);
     };
     if (options_.verifyShortcuts) {
@@ -323,8 +330,8 @@ void AppController::showSettings() {
 void AppController::requestPermission() {
     // No dialog on Linux grants keyboard access: say what Hopla needs and what is missing.
     QString text = localized("Hopla 需要在 X11 会话中运行，且 X 服务器提供 XInput 2.2 和 XTEST。");
-    if (!trust_.reason.isEmpty()) {
-        text += QStringLiteral("\n\n") + trust_.reason;
+    if (!trust_->reason.isEmpty()) {
+        text += QStringLiteral("\n\n") + trust_->reason;
     }
     QMessageBox::information(settingsWindow_->window(), QStringLiteral("Hopla"), text);
 }

@@ -12,11 +12,6 @@
 #include "core/ApplicationSwitcherController.h"
 #include "core/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
-#include "platform/x11/X11KeyEventSource.h"
-#include "platform/x11/X11PanelSupport.h"
-#include "platform/x11/X11Trust.h"
-#include "platform/x11/X11WindowSystem.h"
-#include "platform/x11/X11Workspace.h"
 #include "platform/xdg/XdgAutostart.h"
 #include "updater/HttpsFetcher.h"
 #include "updater/NativeUpdater.h"
@@ -26,6 +21,14 @@
 #include <memory>
 
 namespace hopla {
+
+namespace x11 {
+class X11KeyEventSource;
+class X11PanelSupport;
+class X11WindowSystem;
+class X11Workspace;
+struct TrustReport;
+} // namespace x11
 
 // Owns and wires the running application: the desktop adapters, the panel, the switcher
 // controller, the keyboard tap, the tray menu and the settings window. Keeps the tap in
@@ -69,7 +72,7 @@ private:
     LaunchOptions options_;
     NativeAppearanceAudit::Defaults defaults_; // the user's settings, or the audit's throwaway
     QSettings& settings_;
-    x11::TrustReport trust_; // the server's extensions do not change while connected
+    std::unique_ptr<x11::TrustReport> trust_; // the server's extensions stay while connected
     QtScheduler scheduler_;
     std::unique_ptr<NativeAppAppearance> appearance_;
     std::unique_ptr<DesktopColorScheme> colorScheme_;
@@ -82,7 +85,7 @@ private:
     std::unique_ptr<x11::X11PanelSupport> panelSupport_;
     std::unique_ptr<SwitcherPanel> panel_;
     std::unique_ptr<ApplicationSwitcherController> switcher_;
-    x11::X11KeyEventSource keys_;
+    std::unique_ptr<x11::X11KeyEventSource> keys_;
     std::unique_ptr<KeyboardTap> tap_;
     std::unique_ptr<PermissionRefresh> permission_;
     std::unique_ptr<StatusMenu> statusMenu_;

@@ -2,6 +2,7 @@
 // and the activation round trip from the _NET_ACTIVE_WINDOW request to the property change.
 #include "platform/x11/ClientWindows.h"
 #include "platform/x11/X11Workspace.h"
+#include "platform/x11/XConnection.h"
 #include "tests/support/X11Desktop.h"
 
 #include <QCoreApplication>

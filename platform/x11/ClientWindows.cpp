@@ -1,4 +1,5 @@
 #include "platform/x11/ClientWindows.h"
+#include "platform/x11/XConnection.h"
 
 #include "platform/x11/CompoundText.h"
 

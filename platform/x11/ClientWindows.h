@@ -2,7 +2,7 @@
 
 #include "platform/ProcessId.h"
 #include "platform/WindowAccess.h"
-#include "platform/x11/XConnection.h"
+#include "platform/x11/XTypes.h"
 
 #include <QString>
 
@@ -11,9 +11,11 @@
 
 namespace hopla::x11 {
 
+class XConnection;
+
 // What Hopla needs to know about one managed top-level window.
 struct ClientWindow {
-    xcb_window_t id = XCB_WINDOW_NONE;
+    WindowId id = noWindow;
     std::optional<ProcessId> pid; // _NET_WM_PID, else the X-Resource client's pid
     QString instance;             // WM_CLASS
     QString className;
@@ -32,18 +34,18 @@ struct ClientWindow {
 std::optional<std::vector<ClientWindow>> readClientWindows(XConnection& x);
 
 // _NET_CLIENT_LIST, in its order; nothing when unreadable.
-std::optional<std::vector<xcb_window_t>> readClientList(XConnection& x);
+std::optional<std::vector<WindowId>> readClientList(XConnection& x);
 
 // Reads the given windows the same way, batched, leaving out those that vanished.
-std::vector<ClientWindow> readClientWindows(XConnection& x, const std::vector<xcb_window_t>& list);
+std::vector<ClientWindow> readClientWindows(XConnection& x, const std::vector<WindowId>& list);
 
 // Reads one window the same way; nothing when it no longer exists.
-std::optional<ClientWindow> readClientWindow(XConnection& x, xcb_window_t window);
+std::optional<ClientWindow> readClientWindow(XConnection& x, WindowId window);
 
 // _NET_CLIENT_LIST_STACKING, bottom to top; nothing when unreadable.
-std::optional<std::vector<xcb_window_t>> readStacking(XConnection& x);
+std::optional<std::vector<WindowId>> readStacking(XConnection& x);
 
-// _NET_ACTIVE_WINDOW; XCB_WINDOW_NONE while focus is changing hands or nobody has it.
-xcb_window_t readActiveWindow(XConnection& x);
+// _NET_ACTIVE_WINDOW; noWindow while focus is changing hands or nobody has it.
+WindowId readActiveWindow(XConnection& x);
 
 } // namespace hopla::x11

@@ -37,7 +37,7 @@ public:
 
 private:
     struct Grab {
-        xcb_keycode_t key;
+        KeyCode key;
         std::uint16_t modifiers;
     };
     explicit SwitchKeyGrabs(XConnection& x)

@@ -15,7 +15,7 @@ QImage imageFromWmIcon(std::span<const std::uint32_t> data, int wanted = 80);
 
 } // namespace hopla::x11
 
-#include <xcb/xcb.h>
+#include "platform/x11/XTypes.h"
 
 namespace hopla::x11 {
 
@@ -24,6 +24,6 @@ class XConnection;
 // The icon an old client offers in WM_HINTS (icon pixmap, with its mask when given), read
 // from the server: 24- and 32-bit pixmaps in colour, 1-bit ones in black and white. A null
 // image when there is none, it is larger than 1024 pixels, or its depth is unusual.
-QImage readPixmapIcon(XConnection& x, xcb_window_t window);
+QImage readPixmapIcon(XConnection& x, WindowId window);
 
 } // namespace hopla::x11

@@ -3,7 +3,7 @@
 #include "core/KeyboardLayout.h"
 #include "platform/KeyEventSource.h"
 
-#include <xcb/xcb.h>
+#include "platform/x11/XTypes.h"
 
 #include <optional>
 #include <string>
@@ -18,16 +18,16 @@ class XConnection;
 // modifier masks the switcher's grabs need.
 struct ServerKeyboard {
     KeyboardLayout layout;
-    std::vector<xcb_keycode_t> tabKeys;   // every keycode that types Tab at its base level
-    std::vector<xcb_keycode_t> superKeys; // Super_L and Super_R
-    std::uint16_t superMask = 0;          // the modifier Super_L/Super_R sit on (normally Mod4)
-    std::vector<xcb_keycode_t> shiftKeys; // Shift_L and Shift_R
-    std::vector<xcb_keycode_t> altKeys;   // Alt_L, Alt_R and Meta_L
-    std::uint16_t altMask = 0;            // normally Mod1
-    std::uint16_t numLockMask = 0;        // normally Mod2
-    std::uint16_t scrollLockMask = 0;     // often none
+    std::vector<KeyCode> tabKeys;     // every keycode that types Tab at its base level
+    std::vector<KeyCode> superKeys;   // Super_L and Super_R
+    std::uint16_t superMask = 0;      // the modifier Super_L/Super_R sit on (normally Mod4)
+    std::vector<KeyCode> shiftKeys;   // Shift_L and Shift_R
+    std::vector<KeyCode> altKeys;     // Alt_L, Alt_R and Meta_L
+    std::uint16_t altMask = 0;        // normally Mod1
+    std::uint16_t numLockMask = 0;    // normally Mod2
+    std::uint16_t scrollLockMask = 0; // often none
 
-    const std::vector<xcb_keycode_t>& keysOf(SwitchModifier m) const {
+    const std::vector<KeyCode>& keysOf(SwitchModifier m) const {
         return m == SwitchModifier::alt ? altKeys : superKeys;
     }
     // 0 when no key sits on a modifier for it (a remapped keyboard).

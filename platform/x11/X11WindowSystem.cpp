@@ -1,4 +1,5 @@
 #include "platform/x11/X11WindowSystem.h"
+#include "platform/x11/XConnection.h"
 
 #include "platform/x11/ClientWindows.h"
 
@@ -18,6 +19,11 @@ xcb_window_t windowOf(WindowRef r) {
 }
 
 } // namespace
+
+X11WindowSystem::X11WindowSystem(std::unique_ptr<XConnection> x)
+    : x_(std::move(x)) {}
+
+X11WindowSystem::~X11WindowSystem() = default;
 
 std::unique_ptr<X11WindowSystem> X11WindowSystem::open(std::string* error) {
     auto x = XConnection::open(nullptr, error);

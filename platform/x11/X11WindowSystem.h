@@ -1,7 +1,6 @@
 #pragma once
 
 #include "platform/WindowAccess.h"
-#include "platform/x11/XConnection.h"
 
 #include <chrono>
 #include <memory>
@@ -9,6 +8,8 @@
 #include <string>
 
 namespace hopla::x11 {
+
+class XConnection;
 
 // Window access over EWMH on a connection of its own, for the window restorer's worker
 // thread. Minimized: _NET_WM_STATE_HIDDEN or WM_STATE Iconic. Unminimize: ask the window
@@ -21,12 +22,13 @@ public:
     // Nothing, with the reason, without an X server.
     static std::unique_ptr<X11WindowSystem> open(std::string* error);
 
+    ~X11WindowSystem() override;
+
     std::unique_ptr<ApplicationWindows> windowsOf(ProcessId application) override;
 
 private:
     friend class X11ApplicationWindows;
-    explicit X11WindowSystem(std::unique_ptr<XConnection> x)
-        : x_(std::move(x)) {}
+    explicit X11WindowSystem(std::unique_ptr<XConnection> x);
 
     std::mutex mutex_; // one request sequence at a time on the shared connection
     std::unique_ptr<XConnection> x_;

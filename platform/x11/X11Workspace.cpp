@@ -1,4 +1,5 @@
 #include "platform/x11/X11Workspace.h"
+#include "platform/x11/XConnection.h"
 
 #include "platform/x11/ProcessInfo.h"
 #include "platform/x11/ThemedIcon.h"

@@ -79,7 +79,7 @@ public:
 
     // The X server time of the user's latest input, sent with activation requests so the
     // window manager's focus-stealing prevention lets them through.
-    void setUserTime(xcb_timestamp_t time) { userTime_ = time; }
+    void setUserTime(ServerTime time) { userTime_ = time; }
     // The size in device pixels icons are wanted at (the panel's tile at the screen's
     // device pixel ratio): window icons are picked the nearest at or above it.
     void setIconSize(int pixels) { iconSize_ = pixels; }
@@ -102,25 +102,23 @@ private:
     // Tells observers when the active application differs from the one last noted. Called
     // on every read of the active window, so what observers hear matches what was read.
     void noteActive(const std::shared_ptr<X11Application>& app);
-    std::shared_ptr<X11Application> owner(xcb_window_t window);
-    xcb_timestamp_t timestamp() const {
-        return userTime_ != XCB_CURRENT_TIME ? userTime_ : lastServerTime_;
-    }
+    std::shared_ptr<X11Application> owner(WindowId window);
+    ServerTime timestamp() const { return userTime_ != currentTime ? userTime_ : lastServerTime_; }
 
     std::unique_ptr<XConnection> x_;
     ProcessId self_;
     DesktopEntries entries_;
     std::vector<std::shared_ptr<X11Application>> apps_; // in order of first appearance
-    std::vector<xcb_window_t> clientList_;              // _NET_CLIENT_LIST as last read
-    std::map<xcb_window_t, ClientWindow> windows_;      // what was read of each client
-    std::set<xcb_window_t> staleWindows_;               // changed since they were read
+    std::vector<WindowId> clientList_;                  // _NET_CLIENT_LIST as last read
+    std::map<WindowId, ClientWindow> windows_;          // what was read of each client
+    std::set<WindowId> staleWindows_;                   // changed since they were read
     bool listStale_ = true;
     bool activeStale_ = true;
-    xcb_window_t active_ = XCB_WINDOW_NONE;
+    WindowId active_ = noWindow;
     ProcessId lastActive_ = 0;
     int iconSize_ = 80;
-    xcb_timestamp_t userTime_ = XCB_CURRENT_TIME;
-    xcb_timestamp_t lastServerTime_ = XCB_CURRENT_TIME;
+    ServerTime userTime_ = currentTime;
+    ServerTime lastServerTime_ = currentTime;
     ObserverList<WorkspaceObserver> observers_;
     // Events arrive on a connection of their own that never waits for replies, so none
     // can sit unread in xcb's queue while the socket looks idle.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/x11/XTypes.h"
+
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
 
@@ -7,9 +9,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace hopla::x11 {
+
+static_assert(std::is_same_v<WindowId, xcb_window_t> &&
+              std::is_same_v<ServerTime, xcb_timestamp_t> &&
+              std::is_same_v<KeyCode, xcb_keycode_t>);
+static_assert(noWindow == XCB_WINDOW_NONE && currentTime == XCB_CURRENT_TIME);
 
 // Frees an xcb reply or event.
 struct FreeDeleter {

@@ -1,4 +1,5 @@
 #include "platform/x11/LoginSession.h"
+#include "platform/x11/XConnection.h"
 #include "tests/x11/X11WorkspaceFixture.h"
 
 #include <gtest/gtest.h>
