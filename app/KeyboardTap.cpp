@@ -125,23 +125,18 @@ void KeyboardTap::sessionDismissed() {
     }
 }
 
-bool KeyboardTap::sessionOpenForTesting() const {
+bool KeyboardTap::sessionPredicted() const {
     std::lock_guard lock(lock_);
     return sessionOpen_;
 }
 
-std::optional<char> KeyboardTap::letterForTesting(std::int64_t code) const {
+std::optional<char> KeyboardTap::letterFor(std::int64_t code) const {
     std::lock_guard lock(lock_);
     if (code < 0 || code >= static_cast<std::int64_t>(letterKeyCount) ||
         shortcuts_[static_cast<std::size_t>(code)] == 0) {
         return std::nullopt;
     }
     return shortcuts_[static_cast<std::size_t>(code)];
-}
-
-int KeyboardTap::pendingInputsForTesting() const {
-    std::lock_guard lock(lock_);
-    return pendingInputs_;
 }
 
 } // namespace hopla

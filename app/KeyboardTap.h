@@ -45,9 +45,11 @@ public:
     // Decides one event (the source's handler); true means swallow.
     bool handle(const KeyEvent& event);
 
-    bool sessionOpenForTesting() const;
-    std::optional<char> letterForTesting(std::int64_t code) const;
-    int pendingInputsForTesting() const;
+    // Whether keys are now decided as in a session: the tap's own prediction between
+    // deliveries, the controller's answer once they caught up.
+    bool sessionPredicted() const;
+    // The letter the key at this virtual key code gives under the layout read at start.
+    std::optional<char> letterFor(std::int64_t code) const;
 
     // Virtual key codes whose letters are looked up (0 to 50: the main block).
     static constexpr std::size_t letterKeyCount = 51;

@@ -101,11 +101,11 @@ TEST_F(X11KeyboardTapTest, AFastTapStillEndsInRelease) {
 TEST_F(X11KeyboardTapTest, ShiftOpensBackwardsAndALayoutChangeRebuildsLettersAndGrabs) {
     ASSERT_TRUE(tap.start()) << source.lastFailure().value_or(Failure{}).what;
     constexpr std::int64_t zPosition = 6;
-    EXPECT_EQ(tap.letterForTesting(zPosition), 'Z');
+    EXPECT_EQ(tap.letterFor(zPosition), 'Z');
     QProcess setxkbmap;
     setxkbmap.start("setxkbmap", {"-layout", "de"});
     ASSERT_TRUE(setxkbmap.waitForFinished(10000));
-    ASSERT_TRUE(desktop.waitFor([&] { return tap.letterForTesting(zPosition) == 'Y'; }));
+    ASSERT_TRUE(desktop.waitFor([&] { return tap.letterFor(zPosition) == 'Y'; }));
 
     const auto shiftKeys = [&] {
         auto k = hopla::x11::readServerKeyboard(*x, nullptr);
