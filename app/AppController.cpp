@@ -106,7 +106,7 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
     app->switcher_ = std::make_unique<ApplicationSwitcherController>(
         *app->panel_, *app->workspace_, *app->windows_, app->scheduler_);
     app->keys_ = std::make_unique<x11::X11KeyEventSource>();
-    app->tap_ = std::make_unique<KeyboardTap>(*app->keys_, app->scheduler_, x11::readServerLayout);
+    app->tap_ = std::make_unique<KeyboardTap>(*app->keys_, app->scheduler_, x11::readServerLetters);
     app->switcher_->onDismiss = [self] { self->tap_->sessionDismissed(); };
     app->switcher_->onFailure = [self](ApplicationActivationFailure failure) {
         self->report(failure);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "app/ColorScheme.h"
-#include "app/KeyboardTap.h"
 #include "app/LaunchOptions.h"
 #include "app/PermissionRefresh.h"
 #include "app/Preferences.h"
@@ -10,6 +9,7 @@
 #include "appearance/NativeAppAppearance.h"
 #include "appearance/NativeAppearanceAudit.h"
 #include "core/ApplicationSwitcherController.h"
+#include "core/KeyboardTap.h"
 #include "core/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/xdg/XdgAutostart.h"

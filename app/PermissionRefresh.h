@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/KeyboardTap.h"
 #include "app/Preferences.h"
+#include "core/KeyboardTap.h"
 
 #include <QString>
 

@@ -1,9 +1,10 @@
 // The keyboard tap's decision for one event, as the event source's thread runs it: the
 // lock, the gesture machine, the letter table, and for taken keys the hand-off to the main
 // queue (which the main thread then drains, outside the timing).
-#include "app/KeyboardTap.h"
+#include "core/KeyboardTap.h"
 #include "platform/fake/FakeKeyEventSource.h"
 #include "platform/fake/ManualScheduler.h"
+#include "platform/xkb/KeyboardLayout.h"
 
 #include <benchmark/benchmark.h>
 
@@ -14,7 +15,8 @@ using hopla::KeyEvent;
 struct Rig {
     hopla::fake::ManualScheduler mainQueue;
     hopla::fake::FakeKeyEventSource source;
-    hopla::KeyboardTap tap{source, mainQueue, [] { return hopla::KeyboardLayout::fromNames({}); }};
+    hopla::KeyboardTap tap{source, mainQueue,
+                           [] { return hopla::KeyboardLayout::fromNames({})->letters(); }};
     Rig() {
         tap.isSessionOpen = [] { return true; };
         tap.start();

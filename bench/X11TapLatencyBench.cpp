@@ -1,7 +1,7 @@
 // Under Xvfb + openbox: from injecting Super+Tab with XTEST to the tab action arriving on
 // the main thread, through the real X11 key-event source and the keyboard tap.
 // Prints min / median / p99 over the rounds.
-#include "app/KeyboardTap.h"
+#include "core/KeyboardTap.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/x11/X11KeyEventSource.h"
 #include "platform/x11/X11Keyboard.h"
@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
         const auto keyboard = hopla::x11::readServerKeyboard(*x, nullptr);
         hopla::QtScheduler scheduler;
         hopla::x11::X11KeyEventSource source;
-        hopla::KeyboardTap tap(source, scheduler, hopla::x11::readServerLayout);
+        hopla::KeyboardTap tap(source, scheduler, hopla::x11::readServerLetters);
         using Clock = std::chrono::steady_clock;
         std::optional<Clock::time_point> arrived;
         bool open = false;

@@ -4,6 +4,7 @@
 #include "platform/x11/ShortcutHolders.h"
 #include "platform/x11/SwitchKeyGrabs.h"
 #include "platform/x11/XConnection.h"
+#include "platform/xkb/KeyPositions.h"
 
 // xcb's XKB header names a field "explicit", a C++ keyword: rename it for this include.
 #define explicit explicit_field

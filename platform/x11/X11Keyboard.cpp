@@ -114,4 +114,9 @@ std::optional<KeyboardLayout> readServerLayout() {
     return std::move(keyboard->layout);
 }
 
+std::optional<KeyLetters> readServerLetters() {
+    const auto layout = readServerLayout();
+    return layout ? std::optional(layout->letters()) : std::nullopt;
+}
+
 } // namespace hopla::x11

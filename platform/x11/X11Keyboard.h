@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/KeyboardLayout.h"
 #include "platform/KeyEventSource.h"
+#include "platform/xkb/KeyboardLayout.h"
 
 #include "platform/x11/XTypes.h"
 
@@ -42,5 +42,7 @@ std::optional<ServerKeyboard> readServerKeyboard(XConnection& x, std::string* er
 // The layout the keyboard tap reads its letters from, on a connection of its own so any
 // thread may ask (it is asked at start and after mapping changes). Nothing without X.
 std::optional<KeyboardLayout> readServerLayout();
+// Its letters, as the keyboard tap takes them.
+std::optional<KeyLetters> readServerLetters();
 
 } // namespace hopla::x11

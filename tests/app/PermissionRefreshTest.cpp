@@ -20,7 +20,7 @@ struct PermissionRefreshTest : ::testing::Test {
     hopla::Preferences preferences{settings, login};
     hopla::fake::ManualScheduler mainQueue;
     hopla::fake::FakeKeyEventSource source;
-    hopla::KeyboardTap tap{source, mainQueue, [] { return hopla::KeyboardLayout::fromNames({}); }};
+    hopla::KeyboardTap tap{source, mainQueue, {}}; // letters play no part here
     hopla::KeyboardTrust trust{true, {}};
     int dismissals = 0;
     std::vector<bool> checkMarks;

@@ -1,4 +1,4 @@
-#include "app/KeyboardTap.h"
+#include "core/KeyboardTap.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/x11/ClientWindows.h"
 #include "platform/x11/X11KeyEventSource.h"
@@ -22,7 +22,7 @@ struct X11KeyboardTapTest : ::testing::Test {
     hopla::x11::ServerKeyboard keyboard = std::move(*hopla::x11::readServerKeyboard(*x, nullptr));
     hopla::QtScheduler scheduler;
     hopla::x11::X11KeyEventSource source;
-    hopla::KeyboardTap tap{source, scheduler, hopla::x11::readServerLayout};
+    hopla::KeyboardTap tap{source, scheduler, hopla::x11::readServerLetters};
     std::vector<GestureAction> delivered;
     bool sessionOpen = false;
     QProcess* client = nullptr;

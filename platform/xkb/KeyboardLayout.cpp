@@ -1,6 +1,6 @@
-#include "core/KeyboardLayout.h"
+#include "platform/xkb/KeyboardLayout.h"
 
-#include "core/VirtualKeys.h"
+#include "platform/xkb/KeyPositions.h"
 
 #include <xkbcommon/xkbcommon.h>
 
@@ -112,6 +112,14 @@ std::optional<char> KeyboardLayout::shortcut(std::uint16_t keyCode) const {
         return static_cast<char>(c);
     }
     return std::nullopt;
+}
+
+KeyLetters KeyboardLayout::letters() const {
+    KeyLetters table{};
+    for (std::size_t code = 0; code < letterKeyCount; ++code) {
+        table[code] = shortcut(static_cast<std::uint16_t>(code)).value_or(0);
+    }
+    return table;
 }
 
 } // namespace hopla

@@ -1,5 +1,6 @@
-#include "core/KeyboardLayout.h"
+#include "platform/xkb/KeyboardLayout.h"
 #include "core/VirtualKeys.h"
+#include "platform/xkb/KeyPositions.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,8 @@
-#include "app/KeyboardTap.h"
+#include "core/KeyboardTap.h"
 #include "core/VirtualKeys.h"
 #include "platform/fake/FakeKeyEventSource.h"
 #include "platform/fake/ManualScheduler.h"
+#include "platform/xkb/KeyboardLayout.h"
 
 #include <gtest/gtest.h>
 
@@ -34,7 +35,8 @@ KeyEvent released(std::int64_t modifierKey) {
 struct KeyboardTapTest : ::testing::Test {
     hopla::fake::ManualScheduler mainQueue;
     hopla::fake::FakeKeyEventSource source;
-    KeyboardTap tap{source, mainQueue, [] { return hopla::KeyboardLayout::fromNames({}); }};
+    KeyboardTap tap{source, mainQueue,
+                    [] { return hopla::KeyboardLayout::fromNames({})->letters(); }};
     std::vector<GestureAction> delivered;
     bool controllerHasSession = false;
 
@@ -111,7 +113,8 @@ TEST_F(KeyboardTapTest, StartDoesNothingWhileRunningAndReportsARefusal) {
     hopla::fake::FakeKeyEventSource refusing;
     refusing.refusal = hopla::KeyEventSource::StartFailure{
         hopla::KeyEventSource::StartFailure::Reason::shortcutTaken, "Super+Tab", {}};
-    KeyboardTap refused(refusing, mainQueue, [] { return hopla::KeyboardLayout::fromNames({}); });
+    KeyboardTap refused(refusing, mainQueue,
+                        [] { return hopla::KeyboardLayout::fromNames({})->letters(); });
     EXPECT_FALSE(refused.start());
 }
 

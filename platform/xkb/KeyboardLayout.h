@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/VirtualKeys.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -35,6 +37,9 @@ public:
     // The uppercase ASCII letter or digit the key types, or nothing: modifiers, function
     // keys, dead keys, punctuation and keys without a position give nothing.
     std::optional<char> shortcut(std::uint16_t keyCode) const;
+
+    // shortcut() for every key of the main block, as the keyboard tap looks letters up.
+    KeyLetters letters() const;
 
     // The layout group letters are read from; nothing when no group types Latin letters.
     std::optional<std::uint32_t> latinGroup() const { return latinGroup_; }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/KeyboardGesture.h"
-#include "core/KeyboardLayout.h"
+#include "core/VirtualKeys.h"
 #include "platform/Identity.h"
 #include "platform/KeyEventSource.h"
 #include "platform/Lifetime.h"
@@ -21,8 +21,8 @@ namespace hopla {
 // and release close) and adopts the controller's answer once the main thread caught up.
 class KeyboardTap {
 public:
-    // The keyboard layout current at start(); nothing when it cannot be read.
-    using LayoutProvider = std::function<std::optional<KeyboardLayout>()>;
+    // The letters of the keyboard layout current at start(); nothing when it cannot be read.
+    using LayoutProvider = std::function<std::optional<KeyLetters>()>;
 
     KeyboardTap(KeyEventSource& source, Scheduler& mainQueue, LayoutProvider layout);
     ~KeyboardTap();
@@ -51,9 +51,6 @@ public:
     // The letter the key at this virtual key code gives under the layout read at start.
     std::optional<char> letterFor(std::int64_t code) const;
 
-    // Virtual key codes whose letters are looked up (0 to 50: the main block).
-    static constexpr std::size_t letterKeyCount = 51;
-
 private:
     void deliver(const GestureAction& action);
     void setSessionOpen(bool open);
@@ -64,7 +61,7 @@ private:
     LayoutProvider layout_;
     mutable std::recursive_mutex lock_;
     KeyboardGesture gesture_;
-    std::array<char, letterKeyCount> shortcuts_{}; // 0: the key gives no letter
+    KeyLetters shortcuts_{}; // 0: the key gives no letter
     bool sessionOpen_ = false;
     int pendingInputs_ = 0;
     Identity generation_ = Identity::random();

@@ -1,4 +1,4 @@
-#include "app/KeyboardTap.h"
+#include "core/KeyboardTap.h"
 
 namespace hopla {
 
@@ -25,12 +25,7 @@ bool KeyboardTap::start() {
 }
 
 void KeyboardTap::rebuildShortcuts() {
-    shortcuts_.fill(0);
-    if (const auto layout = layout_ ? layout_() : std::nullopt) {
-        for (std::size_t code = 0; code < letterKeyCount; ++code) {
-            shortcuts_[code] = layout->shortcut(static_cast<std::uint16_t>(code)).value_or(0);
-        }
-    }
+    shortcuts_ = layout_ ? layout_().value_or(KeyLetters{}) : KeyLetters{};
 }
 
 void KeyboardTap::stop() {
