@@ -10,7 +10,7 @@
 #include "appearance/NativeAppearanceAudit.h"
 #include "core/ApplicationSwitcherController.h"
 #include "core/KeyboardTap.h"
-#include "core/SwitcherPanel.h"
+#include "core/panel/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/xdg/XdgAutostart.h"
 #include "updater/HttpsFetcher.h"

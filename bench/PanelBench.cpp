@@ -1,7 +1,7 @@
 // From SwitcherPanel::show to the end of the first completed paint of the view, with 30
 // candidates and their icons, on Qt's offscreen platform (real widgets and painting). The
 // window is exposed and painted by the event loop, as on a desktop.
-#include "core/SwitcherPanel.h"
+#include "core/panel/SwitcherPanel.h"
 #include "platform/fake/ManualScheduler.h"
 
 #include <QApplication>

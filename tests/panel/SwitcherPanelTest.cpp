@@ -1,4 +1,4 @@
-#include "core/SwitcherPanel.h"
+#include "core/panel/SwitcherPanel.h"
 #include "platform/fake/FakeWorkspace.h"
 #include "platform/fake/ManualScheduler.h"
 #include "tests/support/Images.h"

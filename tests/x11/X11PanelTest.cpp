@@ -1,6 +1,6 @@
 // The switcher panel on a real X server: it never takes the focus, lands where it should,
 // has no black corners without a compositor, and comes back when it is unmapped.
-#include "core/SwitcherPanel.h"
+#include "core/panel/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/x11/ClientWindows.h"
 #include "platform/x11/X11PanelSupport.h"

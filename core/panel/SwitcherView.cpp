@@ -1,6 +1,6 @@
-#include "core/SwitcherView.h"
+#include "core/panel/SwitcherView.h"
 
-#include "core/SwitcherAccessibility.h"
+#include "core/panel/SwitcherAccessibility.h"
 
 #include <QAccessible>
 #include <QHelpEvent>

@@ -2,7 +2,7 @@
 
 #include "core/PanelGeometry.h"
 #include "core/PanelModel.h"
-#include "core/SwitcherView.h"
+#include "core/panel/SwitcherView.h"
 #include "platform/Lifetime.h"
 #include "platform/Scheduler.h"
 #include "platform/Subscription.h"

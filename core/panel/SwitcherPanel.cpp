@@ -1,4 +1,4 @@
-#include "core/SwitcherPanel.h"
+#include "core/panel/SwitcherPanel.h"
 
 #include <QCursor>
 #include <QGuiApplication>
