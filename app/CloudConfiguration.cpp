@@ -1,6 +1,7 @@
 #include "app/CloudConfiguration.h"
 
 #include <QCoreApplication>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -14,12 +15,22 @@ QString invalid(const char* what) {
 }
 } // namespace
 
+namespace {
+
+// The text as a JSON string, quotes and escapes included.
+QByteArray jsonString(const QString& text) {
+    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return array.mid(1, array.size() - 2); // without the brackets
+}
+
+} // namespace
+
 QByteArray CloudConfiguration::encoded() const {
     // Written member by member, so the file reads in this order.
     QByteArray json = "{\"version\":" + QByteArray::number(formatVersion);
     json += ",\"enabled\":" + QByteArray(enabled ? "true" : "false");
-    // One of the stored raw values, which need no escaping.
-    json += ",\"appearance\":\"" + appearance.toUtf8() + "\"";
+    // Normally a stored raw value, but a decoded file may have brought any text.
+    json += ",\"appearance\":" + jsonString(appearance);
     json += ",\"showsMenuBarIcon\":" + QByteArray(showsMenuBarIcon ? "true" : "false") + "}";
     return json;
 }

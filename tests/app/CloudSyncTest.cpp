@@ -141,8 +141,13 @@ TEST(CloudConfiguration, HostileBytesAreRefusedWithoutHarm) {
         EXPECT_TRUE(std::holds_alternative<QString>(CloudConfiguration::decode(hostile)))
             << hostile.left(40).toStdString();
     }
-    const CloudConfiguration record{false, "light", true};
-    EXPECT_EQ(std::get<CloudConfiguration>(CloudConfiguration::decode(record.encoded())), record);
+    // Any text a file brought survives being written again, quotes and backslashes too.
+    for (const CloudConfiguration& record :
+         {CloudConfiguration{false, "light", true},
+          CloudConfiguration{true, QString::fromUtf8("da\\\"k\n\uFFFD"), false}}) {
+        EXPECT_EQ(std::get<CloudConfiguration>(CloudConfiguration::decode(record.encoded())),
+                  record);
+    }
 }
 
 } // namespace
