@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <array>
 #include <cstring>
@@ -91,6 +92,8 @@ void SecureConfigurationFileMonitor::run() {
     }
     const QString folder = QFileInfo(watched_).absolutePath();
     const QByteArray name = QFile::encodeName(QFileInfo(watched_).fileName());
+    const QRegularExpression conflictCopy =
+        SecureConfigurationRepository::conflictCopyPattern(QFileInfo(watched_).fileName());
     Watch watch{watchDescriptor_, watchingFolder_};
     alignas(inotify_event) std::array<char, 64 * 1024> buffer{};
     while (!stopping_) {
@@ -114,8 +117,7 @@ void SecureConfigurationFileMonitor::run() {
                 folderGone = true;
             } else if (event->len > 0 &&
                        (std::strcmp(event->name, name.constData()) == 0 ||
-                        SecureConfigurationRepository::isConflictCopy(
-                            QFile::decodeName(event->name), QFile::decodeName(name)))) {
+                        conflictCopy.match(QFile::decodeName(event->name)).hasMatch())) {
                 // Every event of the file's name is told, and a conflict copy coming or
                 // going: it decides whether the file may be read.
                 onChange_();

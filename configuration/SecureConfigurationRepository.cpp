@@ -115,24 +115,24 @@ QString SecureConfigurationRepository::lockPath() const {
            QStringLiteral(".lock");
 }
 
-bool SecureConfigurationRepository::isConflictCopy(const QString& name, const QString& fileName) {
+QRegularExpression SecureConfigurationRepository::conflictCopyPattern(const QString& fileName) {
     const QFileInfo info(fileName);
     const QString base = QRegularExpression::escape(info.completeBaseName());
     const QString suffix = info.suffix().isEmpty()
                                ? QString()
                                : QStringLiteral("\\.") + QRegularExpression::escape(info.suffix());
-    const QRegularExpression pattern(QStringLiteral("^%1(\\.sync-conflict-.+|"
-                                                    " \\(conflicted copy .+\\)|"
-                                                    " \\(.+ conflicted copy.*\\))%2$")
-                                         .arg(base, suffix));
-    return pattern.match(name).hasMatch();
+    return QRegularExpression(QStringLiteral("^%1(\\.sync-conflict-.+|"
+                                             " \\(conflicted copy .+\\)|"
+                                             " \\(.+ conflicted copy.*\\))%2$")
+                                  .arg(base, suffix));
 }
 
 QStringList SecureConfigurationRepository::conflictCopies(const QString& path) {
     const QFileInfo info(path);
+    const QRegularExpression pattern = conflictCopyPattern(info.fileName());
     QStringList copies;
     for (const QString& name : info.dir().entryList(QDir::Files | QDir::Hidden)) {
-        if (isConflictCopy(name, info.fileName())) {
+        if (pattern.match(name).hasMatch()) {
             copies << info.dir().filePath(name);
         }
     }

@@ -3,6 +3,7 @@
 #include "configuration/SecureConfigurationError.h"
 
 #include <QByteArray>
+#include <QRegularExpression>
 #include <QString>
 
 #include <optional>
@@ -49,8 +50,9 @@ public:
     // "name.sync-conflict-….ext", Nextcloud's and ownCloud's "name (conflicted copy …).ext",
     // Dropbox's "name (… conflicted copy …).ext".
     static QStringList conflictCopies(const QString& path);
-    // Whether a file name is one of those copies of the file named `fileName`.
-    static bool isConflictCopy(const QString& name, const QString& fileName);
+    // Matches the names of those copies of the file named `fileName`. Compiling it costs
+    // far more than matching, so callers that test many names build it once.
+    static QRegularExpression conflictCopyPattern(const QString& fileName);
 
 private:
     QString lockPath() const;

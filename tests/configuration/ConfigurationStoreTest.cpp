@@ -182,7 +182,7 @@ struct MonitorTest : ConfigurationStoreTest {
     SecureConfigurationFileMonitor monitor{path, [this] { ++changes; }};
     void SetUp() override { QDir().mkpath(dir.filePath("Hopla")); }
     bool waitFor(int count) {
-        for (int i = 0; i < 500 && changes < count; ++i) {
+        for (int i = 0; i < 1000 && changes < count; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         return changes >= count;
