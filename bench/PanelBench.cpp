@@ -50,6 +50,34 @@ void BM_ShowToFirstPaint30(benchmark::State& state) {
 }
 BENCHMARK(BM_ShowToFirstPaint30)->UseManualTime()->Unit(benchmark::kMicrosecond)->Iterations(500);
 
+// The view drawn into an image the size of the panel, as the first frame is: the drawing
+// alone, without the event loop or the window system.
+void BM_RenderPanel30(benchmark::State& state) {
+    hopla::fake::ManualScheduler scheduler;
+    QImage fallback(80, 80, QImage::Format_ARGB32_Premultiplied);
+    fallback.fill(Qt::gray);
+    hopla::SwitcherPanel panel(
+        "Hopla", [] { return QColor(10, 132, 255); }, false, [](const QString& s) { return s; },
+        fallback, {&scheduler, nullptr, [] { return false; }, {}, {}, {}});
+    std::vector<hopla::AppEntry> apps;
+    hopla::IconMap icons;
+    for (int i = 0; i < 30; ++i) {
+        apps.emplace_back(100 + i, QStringLiteral("Application with a long name %1").arg(i));
+        QImage icon(128, 128, QImage::Format_ARGB32_Premultiplied);
+        icon.fill(QColor::fromHsv(i * 12, 200, 220));
+        icons.emplace(100 + i, icon);
+    }
+    panel.show(hopla::SwitchSession(apps, false), icons);
+    panel.hide();
+    QCoreApplication::processEvents();
+    QImage frame(panel.window().size(), QImage::Format_RGB32);
+    for (auto _ : state) {
+        panel.view().render(&frame);
+        benchmark::DoNotOptimize(frame.constBits());
+    }
+}
+BENCHMARK(BM_RenderPanel30)->Unit(benchmark::kMicrosecond);
+
 } // namespace
 
 int main(int argc, char** argv) {

@@ -37,6 +37,20 @@ QFont nameFont() {
     return font;
 }
 
+// Draws an image in bands of at most 64 pixel rows. Qt's raster engine hands a blend of
+// more than about a hundred rows to its thread pool in pieces and waits for them; on a
+// busy desktop with two cores the wait for those threads costs more than the blend.
+void drawInBands(QPainter& painter, QPoint at, const QImage& image) {
+    constexpr int band = 64;
+    const qreal ratio = image.devicePixelRatio();
+    for (int y = 0; y < image.height(); y += band) {
+        const QRect source(0, y, image.width(), std::min(band, image.height() - y));
+        painter.drawImage(
+            QRectF(QPointF(at) + QPointF(0, y / ratio), QSizeF(source.size()) / ratio), image,
+            source);
+    }
+}
+
 QColor withAlpha(QColor colour, double alpha) {
     colour.setAlphaF(static_cast<float>(alpha));
     return colour;
@@ -162,15 +176,81 @@ void SwitcherView::scrollSelectionIntoSight() {
     scroll_ = std::clamp(centre - width() / 2, 0, std::max(0, row - width()));
 }
 
+// Large antialiased shapes are what a paint of the panel spends its time on: Qt splits their
+// fills across its thread pool and waits for the pieces, which on a busy desktop means
+// waiting for other threads to be scheduled. The background with its outline and the
+// selection's highlight are therefore drawn once per size and colour and blitted after.
+const QImage& SwitcherView::ChromeCache::background(QSize size, qreal ratio, bool translucent) {
+    if (backdrop_.isNull() || backdrop_.size() != size * ratio ||
+        backdrop_.devicePixelRatio() != ratio || translucent_ != translucent) {
+        translucent_ = translucent;
+        backdrop_ = QImage(size * ratio, QImage::Format_ARGB32_Premultiplied);
+        backdrop_.setDevicePixelRatio(ratio);
+        backdrop_.fill(Qt::transparent);
+        QPainter painter(&backdrop_);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QPainterPath shape;
+        shape.addRoundedRect(QRectF(QPointF(), QSizeF(size)).adjusted(0.5, 0.5, -0.5, -0.5),
+                             cornerRadius, cornerRadius);
+        // Dark glass: translucent where a compositor blends it, solid otherwise.
+        painter.fillPath(shape, translucent ? QColor(28, 28, 30, 222) : QColor(36, 36, 38));
+        painter.setPen(QPen(QColor(255, 255, 255, 46), 1)); // 18% white outline
+        painter.drawPath(shape);
+    }
+    return backdrop_;
+}
+
+const QImage& SwitcherView::ChromeCache::highlight(QSize size, qreal ratio, QColor colour) {
+    if (highlight_.isNull() || highlight_.size() != size * ratio ||
+        highlight_.devicePixelRatio() != ratio || highlightColour_ != colour) {
+        highlightColour_ = colour;
+        highlight_ = QImage(size * ratio, QImage::Format_ARGB32_Premultiplied);
+        highlight_.setDevicePixelRatio(ratio);
+        highlight_.fill(Qt::transparent);
+        QPainter painter(&highlight_);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QPainterPath shape;
+        shape.addRoundedRect(QRectF(QPointF(), QSizeF(size)), 15, 15);
+        painter.fillPath(shape, colour);
+    }
+    return highlight_;
+}
+
+const QImage& SwitcherView::ChromeCache::badge(const QString& text, QSize size, qreal ratio,
+                                               QColor fill) {
+    if (badgeRatio_ != ratio || badgeFill_ != fill || badges_.size() > 64) {
+        badges_.clear();
+        badgeRatio_ = ratio;
+        badgeFill_ = fill;
+    }
+    QImage& image = badges_[text];
+    if (image.isNull() || image.size() != size * ratio) {
+        image = QImage(size * ratio, QImage::Format_ARGB32_Premultiplied);
+        image.setDevicePixelRatio(ratio);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
+        QPainterPath shape;
+        shape.addRoundedRect(QRectF(QPointF(), QSizeF(size)).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
+        painter.fillPath(shape, fill);
+        painter.setPen(QPen(QColor(255, 255, 255, 153), 1));
+        painter.drawPath(shape);
+        painter.setPen(Qt::white);
+        painter.setFont(badgeFont());
+        painter.drawText(QRect(QPoint(), size), Qt::AlignCenter, text);
+    }
+    return image;
+}
+
 void SwitcherView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform |
                            QPainter::TextAntialiasing);
-    const QRectF bounds = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
-    QPainterPath shape;
-    shape.addRoundedRect(bounds, cornerRadius, cornerRadius);
-    // Dark glass: translucent where a compositor blends it, solid otherwise.
-    painter.fillPath(shape, translucent_ ? QColor(28, 28, 30, 222) : QColor(36, 36, 38));
+    if (translucent_) { // the cached background blends over what the window held
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+    }
+    drawInBands(painter, QPoint(), chrome_.background(size(), devicePixelRatioF(), translucent_));
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
     // Tiles scrolled to the edge stop short of the rounded corners. A rectangle clips at no
     // cost; an antialiased path clip would cost more than the whole paint.
     const int inset = cornerRadius - static_cast<int>(cornerRadius / 1.4142);
@@ -181,10 +261,6 @@ void SwitcherView::paintEvent(QPaintEvent*) {
             paintTile(painter, apps[static_cast<std::size_t>(i)], i);
         }
     }
-    painter.setClipping(false);
-    painter.setPen(QPen(QColor(255, 255, 255, 46), 1)); // 18% white outline
-    painter.setBrush(Qt::NoBrush);
-    painter.drawPath(shape);
     painter.end();
     emit painted();
 }
@@ -212,9 +288,8 @@ void SwitcherView::paintTile(QPainter& painter, const AppEntry& entry, int index
     const bool selected = model_.session().selectedID() == entry.id;
     const QColor accent = accent_ ? accent_() : QColor(10, 132, 255);
     if (selected) {
-        QPainterPath highlight;
-        highlight.addRoundedRect(QRectF(tile), 15, 15);
-        painter.fillPath(highlight, withAlpha(accent, 0.20));
+        drawInBands(painter, tile.topLeft(),
+                    chrome_.highlight(tile.size(), devicePixelRatioF(), withAlpha(accent, 0.20)));
     }
 
     const QRect icon = iconRect(index);
@@ -231,15 +306,10 @@ void SwitcherView::paintTile(QPainter& painter, const AppEntry& entry, int index
 
     // The badge sits centred over the icon's lower edge.
     const QRect badge = badgeRect(index);
-    painter.setFont(badgeFont());
-    QPainterPath badgeShape;
-    badgeShape.addRoundedRect(QRectF(badge).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
-    painter.fillPath(badgeShape, badgeUsesAccent_ ? withAlpha(accent, 0.88) : QColor(0, 0, 0, 166));
-    painter.setBrush(Qt::NoBrush); // drawPath fills with the brush: only the outline here
-    painter.setPen(QPen(QColor(255, 255, 255, 153), 1));
-    painter.drawPath(badgeShape);
-    painter.setPen(Qt::white);
-    painter.drawText(badge, Qt::AlignCenter, model_.session().badge(entry));
+    painter.drawImage(
+        badge.topLeft(),
+        chrome_.badge(model_.session().badge(entry), badge.size(), devicePixelRatioF(),
+                      badgeUsesAccent_ ? withAlpha(accent, 0.88) : QColor(0, 0, 0, 166)));
 
     // The name, one line, cut in the middle.
     painter.setFont(nameFont());

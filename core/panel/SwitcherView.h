@@ -67,6 +67,22 @@ private:
     QRect iconRect(int index) const;
     void paintTile(QPainter& painter, const AppEntry& entry, int index);
 
+    class ChromeCache {
+    public:
+        const QImage& background(QSize size, qreal ratio, bool translucent);
+        const QImage& highlight(QSize size, qreal ratio, QColor colour);
+        const QImage& badge(const QString& text, QSize size, qreal ratio, QColor fill);
+
+    private:
+        QImage backdrop_;
+        bool translucent_ = false;
+        QImage highlight_;
+        QColor highlightColour_;
+        std::unordered_map<QString, QImage> badges_; // by their text
+        qreal badgeRatio_ = 0;
+        QColor badgeFill_;
+    };
+
     PanelModel& model_;
     std::function<QColor()> accent_;
     bool badgeUsesAccent_;
@@ -75,6 +91,7 @@ private:
     std::unordered_map<qint64, QImage> scaledIcons_; // by the source's cacheKey
     bool translucent_ = true;
     int scroll_ = 0;
+    ChromeCache chrome_;
     std::optional<ProcessId> lastSelection_;
 };
 
