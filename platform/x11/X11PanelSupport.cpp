@@ -3,19 +3,128 @@
 #include "platform/x11/XConnection.h"
 
 #include <QGuiApplication>
+#include <QScreen>
 
 #include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <xcb/shm.h>
 
 namespace hopla::x11 {
 
-std::unique_ptr<X11PanelSupport> X11PanelSupport::open() {
-    auto x = XConnection::open(nullptr, nullptr);
-    return x ? std::unique_ptr<X11PanelSupport>(new X11PanelSupport(std::move(x))) : nullptr;
+namespace {
+
+xcb_connection_t* qtConnection() {
+    auto* native =
+        qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    return native ? native->connection() : nullptr;
 }
 
-X11PanelSupport::X11PanelSupport(std::unique_ptr<XConnection> x)
+} // namespace
+
+// A memory segment shared with the X server (MIT-SHM) on Qt's connection. The server reads
+// an image out of it only when it handles the put, so the segment is written again only
+// after the server has answered a request sent behind the last put.
+class X11PanelSupport::SharedImage {
+public:
+    // Nothing where the server does not offer the extension or cannot attach the segment
+    // (a display on another machine).
+    static std::unique_ptr<SharedImage> attach(xcb_connection_t* c, std::size_t bytes) {
+        const xcb_query_extension_reply_t* extension = xcb_get_extension_data(c, &xcb_shm_id);
+        if (!extension || !extension->present) {
+            return nullptr;
+        }
+        const int id = ::shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+        if (id < 0) {
+            return nullptr;
+        }
+        void* address = ::shmat(id, nullptr, 0);
+        if (address == reinterpret_cast<void*>(-1)) {
+            ::shmctl(id, IPC_RMID, nullptr);
+            return nullptr;
+        }
+        const xcb_shm_seg_t segment = xcb_generate_id(c);
+        const Reply<xcb_generic_error_t> refused(
+            xcb_request_check(c, xcb_shm_attach_checked(c, segment, id, 1)));
+        ::shmctl(id, IPC_RMID, nullptr); // freed once both sides have let go
+        if (refused) {
+            ::shmdt(address);
+            return nullptr;
+        }
+        return std::unique_ptr<SharedImage>(new SharedImage(c, segment, address, bytes));
+    }
+
+    ~SharedImage() {
+        if (qtConnection() == c_) { // not after Qt closed its connection
+            if (pending_) {
+                xcb_discard_reply(c_, pending_->sequence);
+            }
+            xcb_shm_detach(c_, segment_);
+            xcb_flush(c_);
+        }
+        ::shmdt(address_);
+    }
+    SharedImage(const SharedImage&) = delete;
+    SharedImage& operator=(const SharedImage&) = delete;
+
+    std::size_t size() const { return size_; }
+
+    // Copies the image in and asks the server to draw it; `pixels` holds 32-bit pixels
+    // in the server's order.
+    void put(xcb_window_t window, xcb_gcontext_t gc, const QImage& pixels, std::uint8_t depth) {
+        if (pending_) { // answered long ago unless sessions follow each other within a put
+            free(xcb_get_input_focus_reply(c_, *pending_, nullptr));
+            pending_.reset();
+        }
+        const auto rowBytes = static_cast<std::size_t>(pixels.width()) * 4;
+        auto* target = static_cast<uchar*>(address_);
+        for (int y = 0; y < pixels.height(); ++y) {
+            std::memcpy(target + static_cast<std::size_t>(y) * rowBytes, pixels.constScanLine(y),
+                        rowBytes);
+        }
+        const auto width = static_cast<std::uint16_t>(pixels.width());
+        const auto height = static_cast<std::uint16_t>(pixels.height());
+        xcb_shm_put_image(c_, window, gc, width, height, 0, 0, width, height, 0, 0, depth,
+                          XCB_IMAGE_FORMAT_Z_PIXMAP, 0, segment_, 0);
+        pending_ = xcb_get_input_focus(c_);
+    }
+
+private:
+    SharedImage(xcb_connection_t* c, xcb_shm_seg_t segment, void* address, std::size_t size)
+        : c_(c)
+        , segment_(segment)
+        , address_(address)
+        , size_(size) {}
+
+    xcb_connection_t* c_;
+    xcb_shm_seg_t segment_;
+    void* address_;
+    std::size_t size_;
+    std::optional<xcb_get_input_focus_cookie_t> pending_;
+};
+
+std::unique_ptr<X11PanelSupport> X11PanelSupport::open(Transfer transfer) {
+    auto x = XConnection::open(nullptr, nullptr);
+    return x ? std::unique_ptr<X11PanelSupport>(new X11PanelSupport(std::move(x), transfer))
+             : nullptr;
+}
+
+X11PanelSupport::X11PanelSupport(std::unique_ptr<XConnection> x, Transfer transfer)
     : x_(std::move(x)) {
     recheckCompositing();
+    xcb_connection_t* c = qtConnection();
+    if (transfer == Transfer::sharedMemoryWhereOffered && c) {
+        // Room for a panel as wide as the screen at its device pixel ratio; a larger one
+        // gets a new segment.
+        const QScreen* screen = QGuiApplication::primaryScreen();
+        const qreal ratio = screen ? screen->devicePixelRatio() : 1.0;
+        const int width = screen ? screen->geometry().width() : 1920;
+        shared_ = SharedImage::attach(c, static_cast<std::size_t>(width * ratio) *
+                                             static_cast<std::size_t>(200 * ratio) * 4);
+    }
 }
 X11PanelSupport::~X11PanelSupport() = default;
 
@@ -27,9 +136,7 @@ void X11PanelSupport::recheckCompositing() {
 }
 
 void X11PanelSupport::drawNow(unsigned long window, const QImage& image) {
-    auto* native =
-        qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    xcb_connection_t* c = native ? native->connection() : nullptr;
+    xcb_connection_t* c = qtConnection();
     if (!c || image.isNull()) {
         return;
     }
@@ -49,17 +156,27 @@ void X11PanelSupport::drawNow(unsigned long window, const QImage& image) {
         depth->second == 32 ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
     const auto width = static_cast<std::uint16_t>(pixels.width());
     const auto height = static_cast<std::uint16_t>(pixels.height());
+    const auto bitDepth = static_cast<std::uint8_t>(depth->second);
+    const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
     const xcb_gcontext_t gc = xcb_generate_id(c);
     xcb_create_gc(c, gc, w, 0, nullptr);
-    // As many rows per request as the server takes (a request's length is in 4-byte units).
-    const std::size_t limit = xcb_get_maximum_request_length(c) * 4 - 64;
-    const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
-    const int rowsPerRequest = std::max<int>(1, static_cast<int>(limit / rowBytes));
-    for (int y = 0; y < height; y += rowsPerRequest) {
-        const int rows = std::min(rowsPerRequest, height - y);
-        xcb_put_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, w, gc, width, static_cast<std::uint16_t>(rows),
-                      0, static_cast<std::int16_t>(y), 0, static_cast<std::uint8_t>(depth->second),
-                      static_cast<std::uint32_t>(rows * rowBytes), pixels.constScanLine(y));
+    if (shared_ && shared_->size() < rowBytes * height) {
+        shared_ = SharedImage::attach(c, rowBytes * height); // a taller or wider panel
+    }
+    if (shared_) {
+        shared_->put(w, gc, pixels, bitDepth);
+    } else {
+        // As many rows per request as the server takes (a request's length is in 4-byte
+        // units).
+        const std::size_t limit = xcb_get_maximum_request_length(c) * 4 - 64;
+        const int rowsPerRequest = std::max<int>(1, static_cast<int>(limit / rowBytes));
+        for (int y = 0; y < height; y += rowsPerRequest) {
+            const int rows = std::min(rowsPerRequest, height - y);
+            xcb_put_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, w, gc, width,
+                          static_cast<std::uint16_t>(rows), 0, static_cast<std::int16_t>(y), 0,
+                          bitDepth, static_cast<std::uint32_t>(rows * rowBytes),
+                          pixels.constScanLine(y));
+        }
     }
     xcb_free_gc(c, gc);
     xcb_flush(c);

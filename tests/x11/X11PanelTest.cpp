@@ -139,22 +139,31 @@ TEST_F(X11PanelTest, WithoutACompositorTheCornersShowTheDesktopNotBlack) {
 }
 
 TEST_F(X11PanelTest, TheFirstPixelsOnScreenAreTheWholeSession) {
-    const QImage first = firstPixels();
-    ASSERT_FALSE(first.isNull());
-    const QImage painted = panel->view().grab().toImage().convertToFormat(QImage::Format_RGB32);
-    ASSERT_EQ(first.size(), painted.size());
-    // The server shows the panel as painted, every tile and the selection, before any paint.
-    int differing = 0;
-    for (int y = 0; y < first.height(); ++y) {
-        for (int x = 0; x < first.width(); ++x) {
-            differing += first.pixel(x, y) != painted.pixel(x, y);
+    using Transfer = hopla::x11::X11PanelSupport::Transfer;
+    EXPECT_TRUE(support->sharesMemory()) << "a local server offers shared memory";
+    QImage first;
+    // Through memory shared with the server, and through the socket as to a remote display.
+    for (const Transfer transfer : {Transfer::sharedMemoryWhereOffered, Transfer::socket}) {
+        support = hopla::x11::X11PanelSupport::open(transfer);
+        first = firstPixels();
+        ASSERT_FALSE(first.isNull());
+        const QImage painted = panel->view().grab().toImage().convertToFormat(QImage::Format_RGB32);
+        ASSERT_EQ(first.size(), painted.size());
+        // The server shows the panel as painted, every tile and the selection, before any
+        // paint.
+        int differing = 0;
+        for (int y = 0; y < first.height(); ++y) {
+            for (int x = 0; x < first.width(); ++x) {
+                differing += first.pixel(x, y) != painted.pixel(x, y);
+            }
         }
+        EXPECT_LT(differing, first.width() * first.height() / 50)
+            << differing << " pixels differ, " << static_cast<int>(transfer);
+        panel->hide();
+        ASSERT_TRUE(desktop.waitFor([&] { return !viewable(); }));
     }
-    EXPECT_LT(differing, first.width() * first.height() / 50) << differing << " pixels differ";
 
-    panel->hide(); // and without the image it would not be: nothing is painted yet
-    ASSERT_TRUE(desktop.waitFor([&] { return !viewable(); }));
-    withFirstFrame = false;
+    withFirstFrame = false; // and without the image it would not be: nothing is painted yet
     const std::uint32_t none = XCB_BACK_PIXMAP_NONE;
     xcb_change_window_attributes(x->raw(), panel->window().winId(), XCB_CW_BACK_PIXMAP, &none);
     xcb_flush(x->raw());
