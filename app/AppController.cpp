@@ -97,7 +97,9 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
             [support] { return support->compositing(); },
             [support](const QWidget& w) { return support->isViewable(w.winId()); },
             {},
-            [support](QWidget& w, const QImage& image) { support->drawNow(w.winId(), image); }});
+            [support](QWidget& w, const QImage& image) {
+                support->setWindowImage(w.winId(), image);
+            }});
     QObject::connect(
         app->appearance_.get(), &NativeAppAppearance::selectionChanged, &app->panel_->view(),
         [self] { self->panel_->view().setFallbackIcon(panelIcon(*self->appearance_)); });

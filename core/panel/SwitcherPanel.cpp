@@ -7,6 +7,17 @@
 
 namespace hopla {
 
+namespace {
+
+// A window Qt never paints into: what it shows comes from the window system.
+class ImageWindow final : public QWidget {
+public:
+    using QWidget::QWidget;
+    QPaintEngine* paintEngine() const override { return nullptr; }
+};
+
+} // namespace
+
 SwitcherPanel::SwitcherPanel(QString accessibilityLabel, std::function<QColor()> accent,
                              bool badgeUsesAccent, std::function<QString(const QString&)> localize,
                              QImage fallbackIcon, SwitcherPanelEnvironment environment)
@@ -22,6 +33,12 @@ SwitcherPanel::SwitcherPanel(QString accessibilityLabel, std::function<QColor()>
     view_ = new SwitcherView(model_, std::move(accent), badgeUsesAccent, std::move(localize),
                              std::move(fallbackIcon),
                              window_.get()); // owned by its window
+    if (environment_.windowImage) {
+        // Qt gives the view a native window of its own inside the panel's: that window is
+        // what shows the image.
+        view_->setImageSink(
+            [this](const QImage& image) { environment_.windowImage(*view_, image); });
+    }
     if (environment_.workspace) {
         spaceObserver_ = environment_.workspace->observe(
             {.activated = nullptr,
@@ -36,9 +53,15 @@ SwitcherPanel::~SwitcherPanel() = default;
 std::unique_ptr<QWidget> SwitcherPanel::makeWindow() const {
     // Override-redirect and focus-refusing: the window manager never gives it the focus and
     // showing it never activates Hopla; clicks still reach it.
-    auto window = std::make_unique<QWidget>(
-        nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                     Qt::X11BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus);
+    const auto flags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                       Qt::X11BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus;
+    std::unique_ptr<QWidget> window;
+    if (environment_.windowImage) {
+        window = std::make_unique<ImageWindow>(nullptr, flags);
+        window->setAttribute(Qt::WA_PaintOnScreen); // no backing store: nothing to flush
+    } else {
+        window = std::make_unique<QWidget>(nullptr, flags);
+    }
     window->setAttribute(Qt::WA_ShowWithoutActivating);
     window->setAttribute(Qt::WA_X11DoNotAcceptFocus);
     window->setFocusPolicy(Qt::NoFocus);
@@ -86,22 +109,17 @@ void SwitcherPanel::present() {
     if (!presented_) {
         return;
     }
+    if (environment_.windowImage) {
+        view_->winId(); // the native window, to hold the image before it is mapped
+        view_->presentChanges();
+    }
     if (!window_->isVisible()) {
         window_->show();
-        if (environment_.firstFrame) {
-            // Drawn right behind the request to map, not after the server's Expose has come
-            // back and Qt has painted: the panel is whole from its first pixels.
-            const qreal ratio = window_->devicePixelRatioF();
-            QImage frame(window_->size() * ratio,
-                         translucent_ ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
-            frame.setDevicePixelRatio(ratio);
-            frame.fill(Qt::transparent);
-            view_->render(&frame, view_->pos());
-            environment_.firstFrame(*window_, frame);
-        }
     }
     window_->raise();
-    view_->repaint(); // a full layout and paint now, not at some later turn
+    if (!environment_.windowImage) {
+        view_->repaint(); // a full layout and paint now, not at some later turn
+    }
 }
 
 void SwitcherPanel::verifyOnScreen(int attempts) {

@@ -27,10 +27,11 @@ struct SwitcherPanelEnvironment {
     std::function<bool(const QWidget&)> isOnScreen;
     // The pointer position; defaults to QCursor::pos().
     std::function<QPoint()> pointer;
-    // Draws the panel's first image into its window right after the request to map it, so
-    // the panel is complete from its first pixels instead of after the server's Expose and
-    // Qt's paint; may be absent.
-    std::function<void(QWidget& window, const QImage& image)> firstFrame;
+    // Makes the image what the window shows, kept by the window system itself (on X11 the
+    // window's background): given before the window is mapped, the panel is complete the
+    // moment it appears, and exposures need no paint. Qt then draws nothing in the panel's
+    // window; each change of the view hands over a new image. May be absent: Qt paints.
+    std::function<void(QWidget& window, const QImage& image)> windowImage;
 };
 
 // The floating window the switcher draws in: frameless, above everything, never focused

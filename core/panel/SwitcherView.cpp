@@ -80,7 +80,7 @@ SwitcherView::SwitcherView(PanelModel& model, std::function<QColor()> accent, bo
 void SwitcherView::setTranslucentBackground(bool translucent) {
     translucent_ = translucent;
     setAttribute(Qt::WA_TranslucentBackground, translucent); // so captures keep the corners clear
-    update();
+    changed();
 }
 
 int SwitcherView::rowStart() const {
@@ -151,11 +151,17 @@ void SwitcherView::modelChanged() {
             QAccessible::updateAccessibility(&focus);
         }
     }
+    changed();
+}
+
+void SwitcherView::changed() {
+    imageCurrent_ = false;
     update();
 }
 
 void SwitcherView::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
+    imageCurrent_ = false;
     scrollSelectionIntoSight();
 }
 
@@ -243,7 +249,39 @@ const QImage& SwitcherView::ChromeCache::badge(const QString& text, QSize size, 
 }
 
 void SwitcherView::paintEvent(QPaintEvent*) {
+    if (sink_ && !redirected(nullptr)) {
+        // The window system redraws what it was handed: Qt has nothing to paint, and only
+        // a change of the view's own makes a new image.
+        presentChanges();
+        return;
+    }
     QPainter painter(this);
+    paintContent(painter);
+    painter.end();
+    emit painted();
+}
+
+void SwitcherView::presentChanges() {
+    if (!sink_ || imageCurrent_) {
+        return;
+    }
+    const qreal ratio = devicePixelRatioF();
+    const QSize pixels = size() * ratio;
+    const auto format = translucent_ ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32;
+    if (image_.size() != pixels || image_.format() != format) {
+        image_ = QImage(pixels, format);
+    }
+    image_.setDevicePixelRatio(ratio);
+    image_.fill(Qt::transparent); // the corners, cut away or left clear
+    QPainter painter(&image_);
+    paintContent(painter);
+    painter.end();
+    imageCurrent_ = true;
+    sink_(image_);
+    emit painted();
+}
+
+void SwitcherView::paintContent(QPainter& painter) {
     painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform |
                            QPainter::TextAntialiasing);
     if (translucent_) { // the cached background blends over what the window held
@@ -261,8 +299,6 @@ void SwitcherView::paintEvent(QPaintEvent*) {
             paintTile(painter, apps[static_cast<std::size_t>(i)], i);
         }
     }
-    painter.end();
-    emit painted();
 }
 
 const QImage& SwitcherView::scaledIcon(const QImage& source, QSize size) {
@@ -349,6 +385,9 @@ void SwitcherView::mousePressEvent(QMouseEvent* event) {
 }
 
 bool SwitcherView::event(QEvent* event) {
+    if (event->type() == QEvent::ParentChange) {
+        imageCurrent_ = false; // a new window holds no image yet
+    }
     if (event->type() == QEvent::ToolTip) {
         const auto* help = static_cast<QHelpEvent*>(event);
         const auto& apps = model_.session().apps();

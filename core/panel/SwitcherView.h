@@ -32,8 +32,15 @@ public:
     // Hopla's own icon, drawn for candidates without one (it follows the accent palette).
     void setFallbackIcon(QImage icon) {
         fallbackIcon_ = std::move(icon);
-        update();
+        changed();
     }
+
+    // Where the window system keeps the view's image itself: the view then draws into an
+    // image of its own and hands it over whenever it changes, instead of painting on
+    // screen through Qt. Renders and grabs draw as usual.
+    void setImageSink(std::function<void(const QImage& image)> sink) { sink_ = std::move(sink); }
+    // With a sink: hands a new image over now if anything changed since the last one.
+    void presentChanges();
 
     // Whether the background is drawn translucent (a compositor will blend it) or opaque.
     void setTranslucentBackground(bool translucent);
@@ -54,12 +61,16 @@ signals:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    // With a sink Qt paints nothing on screen: no engine, and no warning that Qt asked.
+    QPaintEngine* paintEngine() const override { return sink_ ? nullptr : QWidget::paintEngine(); }
     const QImage& scaledIcon(const QImage& source, QSize size);
     void mousePressEvent(QMouseEvent* event) override;
     bool event(QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void changed();
+    void paintContent(QPainter& painter);
     void modelChanged();
     void scrollSelectionIntoSight();
     int rowStart() const;
@@ -92,6 +103,10 @@ private:
     bool translucent_ = true;
     int scroll_ = 0;
     ChromeCache chrome_;
+    std::function<void(const QImage&)> sink_;
+    QImage image_;              // what the sink was handed last
+    bool imageCurrent_ = false; // whether it still shows the model
+
     std::optional<ProcessId> lastSelection_;
 };
 

@@ -74,7 +74,7 @@ public:
 
     // Copies the image in and asks the server to draw it; `pixels` holds 32-bit pixels
     // in the server's order.
-    void put(xcb_window_t window, xcb_gcontext_t gc, const QImage& pixels, std::uint8_t depth) {
+    void put(xcb_drawable_t drawable, xcb_gcontext_t gc, const QImage& pixels, std::uint8_t depth) {
         if (pending_) { // answered long ago unless sessions follow each other within a put
             free(xcb_get_input_focus_reply(c_, *pending_, nullptr));
             pending_.reset();
@@ -87,7 +87,7 @@ public:
         }
         const auto width = static_cast<std::uint16_t>(pixels.width());
         const auto height = static_cast<std::uint16_t>(pixels.height());
-        xcb_shm_put_image(c_, window, gc, width, height, 0, 0, width, height, 0, 0, depth,
+        xcb_shm_put_image(c_, drawable, gc, width, height, 0, 0, width, height, 0, 0, depth,
                           XCB_IMAGE_FORMAT_Z_PIXMAP, 0, segment_, 0);
         pending_ = xcb_get_input_focus(c_);
     }
@@ -126,7 +126,11 @@ X11PanelSupport::X11PanelSupport(std::unique_ptr<XConnection> x, Transfer transf
                                              static_cast<std::size_t>(200 * ratio) * 4);
     }
 }
-X11PanelSupport::~X11PanelSupport() = default;
+X11PanelSupport::~X11PanelSupport() {
+    if (background_.pixmap && qtConnection()) {
+        xcb_free_pixmap(qtConnection(), background_.pixmap);
+    }
+}
 
 void X11PanelSupport::recheckCompositing() {
     const xcb_atom_t selection = x_->ewmh()->_NET_WM_CM_Sn[x_->screenNumber()];
@@ -135,36 +139,47 @@ void X11PanelSupport::recheckCompositing() {
     compositing_ = owner && owner->owner != XCB_WINDOW_NONE;
 }
 
-void X11PanelSupport::drawNow(unsigned long window, const QImage& image) {
+void X11PanelSupport::setWindowImage(unsigned long window, const QImage& image) {
     xcb_connection_t* c = qtConnection();
     if (!c || image.isNull()) {
         return;
     }
     const auto w = static_cast<xcb_window_t>(window);
-    auto depth = depths_.find(window);
-    if (depth == depths_.end()) { // once per window: the panel's window is kept
+    if (background_.window != window) { // once per window: the panel's window is kept
+        if (background_.pixmap) {
+            xcb_free_pixmap(c, background_.pixmap);
+        }
         const Reply<xcb_get_geometry_reply_t> geometry(
             xcb_get_geometry_reply(c, xcb_get_geometry(c, w), nullptr));
-        depth = depths_.emplace(window, geometry ? geometry->depth : 0).first;
+        background_ = {window, geometry ? geometry->depth : 0, {}, 0};
     }
-    if ((depth->second != 24 && depth->second != 32) ||
+    if ((background_.depth != 24 && background_.depth != 32) ||
         xcb_get_setup(c)->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST) {
         return;
     }
     // 32-bit pixels, B G R A in memory: what a 24- or 32-bit TrueColor ZPixmap holds.
     const QImage pixels = image.convertToFormat(
-        depth->second == 32 ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
+        background_.depth == 32 ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
     const auto width = static_cast<std::uint16_t>(pixels.width());
     const auto height = static_cast<std::uint16_t>(pixels.height());
-    const auto bitDepth = static_cast<std::uint8_t>(depth->second);
+    const auto depth = static_cast<std::uint8_t>(background_.depth);
+    if (background_.size != pixels.size()) {
+        if (background_.pixmap) {
+            xcb_free_pixmap(c, background_.pixmap);
+        }
+        background_.pixmap = xcb_generate_id(c);
+        background_.size = pixels.size();
+        xcb_create_pixmap(c, depth, background_.pixmap, w, width, height);
+    }
+    xcb_change_window_attributes(c, w, XCB_CW_BACK_PIXMAP, &background_.pixmap);
     const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
     const xcb_gcontext_t gc = xcb_generate_id(c);
-    xcb_create_gc(c, gc, w, 0, nullptr);
+    xcb_create_gc(c, gc, background_.pixmap, 0, nullptr);
     if (shared_ && shared_->size() < rowBytes * height) {
         shared_ = SharedImage::attach(c, rowBytes * height); // a taller or wider panel
     }
     if (shared_) {
-        shared_->put(w, gc, pixels, bitDepth);
+        shared_->put(background_.pixmap, gc, pixels, depth);
     } else {
         // As many rows per request as the server takes (a request's length is in 4-byte
         // units).
@@ -172,13 +187,14 @@ void X11PanelSupport::drawNow(unsigned long window, const QImage& image) {
         const int rowsPerRequest = std::max<int>(1, static_cast<int>(limit / rowBytes));
         for (int y = 0; y < height; y += rowsPerRequest) {
             const int rows = std::min(rowsPerRequest, height - y);
-            xcb_put_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, w, gc, width,
+            xcb_put_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, background_.pixmap, gc, width,
                           static_cast<std::uint16_t>(rows), 0, static_cast<std::int16_t>(y), 0,
-                          bitDepth, static_cast<std::uint32_t>(rows * rowBytes),
+                          depth, static_cast<std::uint32_t>(rows * rowBytes),
                           pixels.constScanLine(y));
         }
     }
     xcb_free_gc(c, gc);
+    xcb_clear_area(c, 0, w, 0, 0, 0, 0); // a mapped window shows the new background now
     xcb_flush(c);
 }
 

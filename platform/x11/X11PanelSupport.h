@@ -2,7 +2,7 @@
 
 #include <QImage>
 
-#include <map>
+#include <cstdint>
 #include <memory>
 
 namespace hopla::x11 {
@@ -14,7 +14,7 @@ class XConnection;
 // the panel's first image into its window.
 class X11PanelSupport {
 public:
-    // How drawNow's pixels reach the server: through memory shared with it (MIT-SHM) where
+    // How setWindowImage's pixels reach the server: through memory shared with it (MIT-SHM) where
     // the server offers that, which is one short request whatever the image's size, or
     // always through the socket.
     enum class Transfer { sharedMemoryWhereOffered, socket };
@@ -30,11 +30,13 @@ public:
     bool compositing() const { return compositing_; }
     void recheckCompositing();
     bool isViewable(unsigned long window);
-    // Puts the image into the window, on Qt's own connection so that it follows Qt's
-    // request to map the window without waiting for the Expose. Ignored where the image
-    // cannot travel as is (a server of the other byte order, a depth other than 24 or 32).
-    void drawNow(unsigned long window, const QImage& image);
-    // Whether drawNow goes through shared memory.
+    // Makes the image the window's background, so the server shows it when it maps the
+    // window and after any exposure without asking Hopla, and shows it now if the window is
+    // mapped. Travels on Qt's own connection, so it lands before a map Qt requests next.
+    // Ignored where the image cannot travel as is (a server of the other byte order, a
+    // depth other than 24 or 32).
+    void setWindowImage(unsigned long window, const QImage& image);
+    // Whether setWindowImage goes through shared memory.
     bool sharesMemory() const { return shared_ != nullptr; }
 
 private:
@@ -42,7 +44,14 @@ private:
     X11PanelSupport(std::unique_ptr<XConnection> x, Transfer transfer);
     std::unique_ptr<XConnection> x_;
     bool compositing_ = false;
-    std::map<unsigned long, int> depths_; // of the windows given a background so far
+    // The window given an image last, and the pixmap behind it.
+    struct Background {
+        unsigned long window = 0;
+        int depth = 0;
+        QSize size;
+        std::uint32_t pixmap = 0;
+    };
+    Background background_;
     std::unique_ptr<SharedImage> shared_;
 };
 
