@@ -17,6 +17,38 @@ namespace hopla::x11 {
 
 namespace {
 
+// The smallest rectangle holding every pixel in which two images of one size and format
+// differ; empty where they are the same.
+QRect changedArea(const QImage& before, const QImage& after) {
+    int top = -1;
+    int bottom = -1;
+    int left = after.width();
+    int right = -1;
+    const auto rowBytes = static_cast<std::size_t>(after.width()) * 4;
+    for (int y = 0; y < after.height(); ++y) {
+        const auto* was = reinterpret_cast<const quint32*>(before.constScanLine(y));
+        const auto* now = reinterpret_cast<const quint32*>(after.constScanLine(y));
+        if (std::memcmp(was, now, rowBytes) == 0) {
+            continue;
+        }
+        top = top < 0 ? y : top;
+        bottom = y;
+        for (int x = 0; x < left; ++x) {
+            if (was[x] != now[x]) {
+                left = x;
+                break;
+            }
+        }
+        for (int x = after.width() - 1; x > right; --x) {
+            if (was[x] != now[x]) {
+                right = x;
+                break;
+            }
+        }
+    }
+    return top < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
+}
+
 xcb_connection_t* qtConnection() {
     auto* native =
         qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
@@ -72,23 +104,26 @@ public:
 
     std::size_t size() const { return size_; }
 
-    // Copies the image in and asks the server to draw it; `pixels` holds 32-bit pixels
-    // in the server's order.
-    void put(xcb_drawable_t drawable, xcb_gcontext_t gc, const QImage& pixels, std::uint8_t depth) {
+    // Copies the area of the image in and asks the server to draw it in the same place;
+    // `pixels` holds 32-bit pixels in the server's order.
+    void put(xcb_drawable_t drawable, xcb_gcontext_t gc, const QImage& pixels, QRect area,
+             std::uint8_t depth) {
         if (pending_) { // answered long ago unless sessions follow each other within a put
             free(xcb_get_input_focus_reply(c_, *pending_, nullptr));
             pending_.reset();
         }
         const auto rowBytes = static_cast<std::size_t>(pixels.width()) * 4;
         auto* target = static_cast<uchar*>(address_);
-        for (int y = 0; y < pixels.height(); ++y) {
+        for (int y = area.top(); y <= area.bottom(); ++y) {
             std::memcpy(target + static_cast<std::size_t>(y) * rowBytes, pixels.constScanLine(y),
                         rowBytes);
         }
-        const auto width = static_cast<std::uint16_t>(pixels.width());
-        const auto height = static_cast<std::uint16_t>(pixels.height());
-        xcb_shm_put_image(c_, drawable, gc, width, height, 0, 0, width, height, 0, 0, depth,
-                          XCB_IMAGE_FORMAT_Z_PIXMAP, 0, segment_, 0);
+        xcb_shm_put_image(
+            c_, drawable, gc, static_cast<std::uint16_t>(pixels.width()),
+            static_cast<std::uint16_t>(pixels.height()), static_cast<std::uint16_t>(area.x()),
+            static_cast<std::uint16_t>(area.y()), static_cast<std::uint16_t>(area.width()),
+            static_cast<std::uint16_t>(area.height()), static_cast<std::int16_t>(area.x()),
+            static_cast<std::int16_t>(area.y()), depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, segment_, 0);
         pending_ = xcb_get_input_focus(c_);
     }
 
@@ -151,7 +186,7 @@ void X11PanelSupport::setWindowImage(unsigned long window, const QImage& image) 
         }
         const Reply<xcb_get_geometry_reply_t> geometry(
             xcb_get_geometry_reply(c, xcb_get_geometry(c, w), nullptr));
-        background_ = {window, geometry ? geometry->depth : 0, {}, 0};
+        background_ = {window, geometry ? geometry->depth : 0, {}, 0, {}};
     }
     if ((background_.depth != 24 && background_.depth != 32) ||
         xcb_get_setup(c)->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST) {
@@ -163,6 +198,7 @@ void X11PanelSupport::setWindowImage(unsigned long window, const QImage& image) 
     const auto width = static_cast<std::uint16_t>(pixels.width());
     const auto height = static_cast<std::uint16_t>(pixels.height());
     const auto depth = static_cast<std::uint8_t>(background_.depth);
+    QRect area = pixels.rect();
     if (background_.size != pixels.size()) {
         if (background_.pixmap) {
             xcb_free_pixmap(c, background_.pixmap);
@@ -170,8 +206,15 @@ void X11PanelSupport::setWindowImage(unsigned long window, const QImage& image) 
         background_.pixmap = xcb_generate_id(c);
         background_.size = pixels.size();
         xcb_create_pixmap(c, depth, background_.pixmap, w, width, height);
+    } else if (background_.shown.format() == pixels.format()) {
+        area = changedArea(background_.shown, pixels); // a step changes two tiles
     }
+    background_.shown = pixels;
     xcb_change_window_attributes(c, w, XCB_CW_BACK_PIXMAP, &background_.pixmap);
+    if (area.isEmpty()) {
+        xcb_flush(c);
+        return;
+    }
     const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
     const xcb_gcontext_t gc = xcb_generate_id(c);
     xcb_create_gc(c, gc, background_.pixmap, 0, nullptr);
@@ -179,22 +222,28 @@ void X11PanelSupport::setWindowImage(unsigned long window, const QImage& image) 
         shared_ = SharedImage::attach(c, rowBytes * height); // a taller or wider panel
     }
     if (shared_) {
-        shared_->put(background_.pixmap, gc, pixels, depth);
+        shared_->put(background_.pixmap, gc, pixels, area, depth);
     } else {
-        // As many rows per request as the server takes (a request's length is in 4-byte
-        // units).
+        // The area's rows, as many per request as the server takes (a request's length is
+        // in 4-byte units).
+        const QImage part = area == pixels.rect() ? pixels : pixels.copy(area);
+        const std::size_t partRowBytes = static_cast<std::size_t>(part.width()) * 4;
         const std::size_t limit = xcb_get_maximum_request_length(c) * 4 - 64;
-        const int rowsPerRequest = std::max<int>(1, static_cast<int>(limit / rowBytes));
-        for (int y = 0; y < height; y += rowsPerRequest) {
-            const int rows = std::min(rowsPerRequest, height - y);
-            xcb_put_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, background_.pixmap, gc, width,
-                          static_cast<std::uint16_t>(rows), 0, static_cast<std::int16_t>(y), 0,
-                          depth, static_cast<std::uint32_t>(rows * rowBytes),
-                          pixels.constScanLine(y));
+        const int rowsPerRequest = std::max<int>(1, static_cast<int>(limit / partRowBytes));
+        for (int y = 0; y < part.height(); y += rowsPerRequest) {
+            const int rows = std::min(rowsPerRequest, part.height() - y);
+            xcb_put_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, background_.pixmap, gc,
+                          static_cast<std::uint16_t>(part.width()),
+                          static_cast<std::uint16_t>(rows), static_cast<std::int16_t>(area.x()),
+                          static_cast<std::int16_t>(area.y() + y), 0, depth,
+                          static_cast<std::uint32_t>(rows * partRowBytes), part.constScanLine(y));
         }
     }
     xcb_free_gc(c, gc);
-    xcb_clear_area(c, 0, w, 0, 0, 0, 0); // a mapped window shows the new background now
+    // A mapped window shows the new background there now.
+    xcb_clear_area(c, 0, w, static_cast<std::int16_t>(area.x()),
+                   static_cast<std::int16_t>(area.y()), static_cast<std::uint16_t>(area.width()),
+                   static_cast<std::uint16_t>(area.height()));
     xcb_flush(c);
 }
 

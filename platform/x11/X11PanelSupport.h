@@ -32,9 +32,9 @@ public:
     bool isViewable(unsigned long window);
     // Makes the image the window's background, so the server shows it when it maps the
     // window and after any exposure without asking Hopla, and shows it now if the window is
-    // mapped. Travels on Qt's own connection, so it lands before a map Qt requests next.
-    // Ignored where the image cannot travel as is (a server of the other byte order, a
-    // depth other than 24 or 32).
+    // mapped. Only the area that differs from the last image travels and is redrawn. Travels on
+    // Qt's own connection, so it lands before a map Qt requests next. Ignored where the image
+    // cannot travel as is (a server of the other byte order, a depth other than 24 or 32).
     void setWindowImage(unsigned long window, const QImage& image);
     // Whether setWindowImage goes through shared memory.
     bool sharesMemory() const { return shared_ != nullptr; }
@@ -50,6 +50,7 @@ private:
         int depth = 0;
         QSize size;
         std::uint32_t pixmap = 0;
+        QImage shown; // what the pixmap holds
     };
     Background background_;
     std::unique_ptr<SharedImage> shared_;
