@@ -51,6 +51,31 @@ void drawInBands(QPainter& painter, QPoint at, const QImage& image) {
     }
 }
 
+// A rounded rectangle filling an otherwise clear image of `size` points at the device pixel
+// ratio, outlined by `outline` (its outer half-pixel kept inside) unless that is NoPen.
+QImage plate(QSize size, qreal ratio, qreal radius, const QColor& fill, const QPen& outline) {
+    QImage image(size * ratio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QRectF bounds{QPointF(), QSizeF(size)};
+    if (outline.style() != Qt::NoPen) {
+        bounds.adjust(0.5, 0.5, -0.5, -0.5);
+    }
+    QPainterPath shape;
+    shape.addRoundedRect(bounds, radius, radius);
+    painter.fillPath(shape, fill);
+    painter.setPen(outline);
+    painter.drawPath(shape);
+    return image;
+}
+
+// Whether a cached image no longer fits the size and ratio asked for.
+bool outdated(const QImage& image, QSize size, qreal ratio) {
+    return image.isNull() || image.size() != size * ratio || image.devicePixelRatio() != ratio;
+}
+
 QColor withAlpha(QColor colour, double alpha) {
     colour.setAlphaF(static_cast<float>(alpha));
     return colour;
@@ -187,37 +212,21 @@ void SwitcherView::scrollSelectionIntoSight() {
 // waiting for other threads to be scheduled. The background with its outline and the
 // selection's highlight are therefore drawn once per size and colour and blitted after.
 const QImage& SwitcherView::ChromeCache::background(QSize size, qreal ratio, bool translucent) {
-    if (backdrop_.isNull() || backdrop_.size() != size * ratio ||
-        backdrop_.devicePixelRatio() != ratio || translucent_ != translucent) {
+    if (outdated(backdrop_, size, ratio) || translucent_ != translucent) {
         translucent_ = translucent;
-        backdrop_ = QImage(size * ratio, QImage::Format_ARGB32_Premultiplied);
-        backdrop_.setDevicePixelRatio(ratio);
-        backdrop_.fill(Qt::transparent);
-        QPainter painter(&backdrop_);
-        painter.setRenderHint(QPainter::Antialiasing);
-        QPainterPath shape;
-        shape.addRoundedRect(QRectF(QPointF(), QSizeF(size)).adjusted(0.5, 0.5, -0.5, -0.5),
-                             cornerRadius, cornerRadius);
-        // Dark glass: translucent where a compositor blends it, solid otherwise.
-        painter.fillPath(shape, translucent ? QColor(28, 28, 30, 222) : QColor(36, 36, 38));
-        painter.setPen(QPen(QColor(255, 255, 255, 46), 1)); // 18% white outline
-        painter.drawPath(shape);
+        // Dark glass, translucent where a compositor blends it, solid otherwise, with an 18%
+        // white outline.
+        backdrop_ = plate(size, ratio, cornerRadius,
+                          translucent ? QColor(28, 28, 30, 222) : QColor(36, 36, 38),
+                          QPen(QColor(255, 255, 255, 46), 1));
     }
     return backdrop_;
 }
 
 const QImage& SwitcherView::ChromeCache::highlight(QSize size, qreal ratio, QColor colour) {
-    if (highlight_.isNull() || highlight_.size() != size * ratio ||
-        highlight_.devicePixelRatio() != ratio || highlightColour_ != colour) {
+    if (outdated(highlight_, size, ratio) || highlightColour_ != colour) {
         highlightColour_ = colour;
-        highlight_ = QImage(size * ratio, QImage::Format_ARGB32_Premultiplied);
-        highlight_.setDevicePixelRatio(ratio);
-        highlight_.fill(Qt::transparent);
-        QPainter painter(&highlight_);
-        painter.setRenderHint(QPainter::Antialiasing);
-        QPainterPath shape;
-        shape.addRoundedRect(QRectF(QPointF(), QSizeF(size)), 15, 15);
-        painter.fillPath(shape, colour);
+        highlight_ = plate(size, ratio, 15, colour, Qt::NoPen);
     }
     return highlight_;
 }
@@ -230,17 +239,10 @@ const QImage& SwitcherView::ChromeCache::badge(const QString& text, QSize size, 
         badgeFill_ = fill;
     }
     QImage& image = badges_[text];
-    if (image.isNull() || image.size() != size * ratio) {
-        image = QImage(size * ratio, QImage::Format_ARGB32_Premultiplied);
-        image.setDevicePixelRatio(ratio);
-        image.fill(Qt::transparent);
+    if (outdated(image, size, ratio)) {
+        image = plate(size, ratio, 8, fill, QPen(QColor(255, 255, 255, 153), 1));
         QPainter painter(&image);
-        painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-        QPainterPath shape;
-        shape.addRoundedRect(QRectF(QPointF(), QSizeF(size)).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
-        painter.fillPath(shape, fill);
-        painter.setPen(QPen(QColor(255, 255, 255, 153), 1));
-        painter.drawPath(shape);
+        painter.setRenderHint(QPainter::TextAntialiasing);
         painter.setPen(Qt::white);
         painter.setFont(badgeFont());
         painter.drawText(QRect(QPoint(), size), Qt::AlignCenter, text);
