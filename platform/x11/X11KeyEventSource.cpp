@@ -81,11 +81,14 @@ bool X11KeyEventSource::start(Handler handler) {
         return fail({StartFailure::Reason::unavailable, error, {}});
     }
     active_ = requested_.load();
+    // Raw keys are watched before the grab is made: a Super+Tab that comes the moment the
+    // grab is seen by others is also seen raw, so a window manager that swallows it is
+    // caught from the first press.
+    watchRawKeys();
     if (auto refused = grabSwitchKeys(*keyboard_)) {
         return fail(std::move(*refused));
     }
     windowManager_ = windowManagerHolder(*x_);
-    watchRawKeys();
     // Held keys repeat as presses without releases in between, so repeats are told apart.
     xcb_xkb_use_extension(x_->raw(), 1, 0);
     xcb_xkb_per_client_flags(x_->raw(), XCB_XKB_ID_USE_CORE_KBD,
