@@ -12,6 +12,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <xcb/shm.h>
+#include <xcb/xcbext.h>
 
 namespace hopla::x11 {
 
@@ -168,10 +169,26 @@ X11PanelSupport::~X11PanelSupport() {
 }
 
 void X11PanelSupport::recheckCompositing() {
+    // The answer to the question asked at the previous check is taken if it has come, and
+    // the question asked again: no wait for the server, and no wakeup when it answers.
     const xcb_atom_t selection = x_->ewmh()->_NET_WM_CM_Sn[x_->screenNumber()];
-    const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
-        x_->raw(), xcb_get_selection_owner(x_->raw(), selection), nullptr));
-    compositing_ = owner && owner->owner != XCB_WINDOW_NONE;
+    if (ownerQuestion_) {
+        void* answer = nullptr;
+        xcb_generic_error_t* error = nullptr;
+        if (!xcb_poll_for_reply(x_->raw(), *ownerQuestion_, &answer, &error)) {
+            return; // not answered yet: keep waiting for it
+        }
+        const Reply<xcb_get_selection_owner_reply_t> owner(
+            static_cast<xcb_get_selection_owner_reply_t*>(answer));
+        const Reply<xcb_generic_error_t> failed(error);
+        compositing_ = owner && owner->owner != XCB_WINDOW_NONE;
+    } else { // the first check waits for its answer
+        const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+            x_->raw(), xcb_get_selection_owner(x_->raw(), selection), nullptr));
+        compositing_ = owner && owner->owner != XCB_WINDOW_NONE;
+    }
+    ownerQuestion_ = xcb_get_selection_owner(x_->raw(), selection).sequence;
+    xcb_flush(x_->raw());
 }
 
 void X11PanelSupport::setWindowImage(unsigned long window, const QImage& image) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace hopla::x11 {
 
@@ -26,7 +27,9 @@ public:
     X11PanelSupport(const X11PanelSupport&) = delete;
     X11PanelSupport& operator=(const X11PanelSupport&) = delete;
 
-    // The answer of the latest recheckCompositing(): no round trip when a panel opens.
+    // What the latest recheckCompositing() learned: no round trip when a panel opens. Each
+    // check takes the answer to the previous one's question (the first waits for its own),
+    // so the state is at most one check interval older than the check.
     bool compositing() const { return compositing_; }
     void recheckCompositing();
     bool isViewable(unsigned long window);
@@ -44,6 +47,7 @@ private:
     X11PanelSupport(std::unique_ptr<XConnection> x, Transfer transfer);
     std::unique_ptr<XConnection> x_;
     bool compositing_ = false;
+    std::optional<unsigned int> ownerQuestion_; // the sequence of the question on its way
     // The window given an image last, and the pixmap behind it.
     struct Background {
         unsigned long window = 0;

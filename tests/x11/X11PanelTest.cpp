@@ -190,6 +190,26 @@ TEST_F(X11PanelTest, TheWindowShowsTheWholeSessionFromItsFirstPixelsAndEachChang
     EXPECT_NE(unpainted, first);
 }
 
+TEST_F(X11PanelTest, ACompositorThatComesOrGoesIsSeenAtTheNextChecks) {
+    ASSERT_FALSE(support->compositing());
+    const xcb_atom_t selection = x->ewmh()->_NET_WM_CM_Sn[x->screenNumber()];
+    const xcb_window_t owner = xcb_generate_id(x->raw());
+    xcb_create_window(x->raw(), 0, owner, x->root(), 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_set_selection_owner(x->raw(), owner, selection, XCB_CURRENT_TIME);
+    free(xcb_get_input_focus_reply(x->raw(), xcb_get_input_focus(x->raw()), nullptr));
+    const auto seen = [&](bool compositing) {
+        return desktop.waitFor([&] {
+            support->recheckCompositing(); // as the periodic refresh does
+            return support->compositing() == compositing;
+        });
+    };
+    EXPECT_TRUE(seen(true)) << "a compositor started";
+    xcb_destroy_window(x->raw(), owner); // its selection goes with it
+    xcb_flush(x->raw());
+    EXPECT_TRUE(seen(false)) << "the compositor quit";
+}
+
 // The checks run 0.12 s and 0.24 s after showing: the unmap must come before the second.
 TEST_F(X11PanelTest, APanelThatIsUnmappedBehindItsBackIsPresentedAgain) {
     panel->show(session(), {});
