@@ -30,26 +30,18 @@ inline constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 103> positi
 namespace detail {
 inline constexpr std::uint16_t none = 0xFFFF;
 
-constexpr std::array<std::uint16_t, 256> makeEvdevToVirtual() {
-    std::array<std::uint16_t, 256> table{};
+// A lookup from one side of the positions to the other, `none` where no key sits.
+template <std::size_t size, bool byEvdev> constexpr std::array<std::uint16_t, size> lookup() {
+    std::array<std::uint16_t, size> table{};
     table.fill(none);
     for (const auto& [virtualKey, evdev] : positions) {
-        table[evdev] = virtualKey;
+        table[byEvdev ? evdev : virtualKey] = byEvdev ? virtualKey : evdev;
     }
     return table;
 }
 
-constexpr std::array<std::uint16_t, 128> makeVirtualToEvdev() {
-    std::array<std::uint16_t, 128> table{};
-    table.fill(none);
-    for (const auto& [virtualKey, evdev] : positions) {
-        table[virtualKey] = evdev;
-    }
-    return table;
-}
-
-inline constexpr auto evdevToVirtual = makeEvdevToVirtual();
-inline constexpr auto virtualToEvdev = makeVirtualToEvdev();
+inline constexpr auto evdevToVirtual = lookup<256, true>();
+inline constexpr auto virtualToEvdev = lookup<128, false>();
 } // namespace detail
 
 // The evdev code of the key at the virtual key's position.
