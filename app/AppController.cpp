@@ -113,13 +113,12 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
     app->switcher_->onFailure = [self](ApplicationActivationFailure failure) {
         self->report(failure);
     };
-    app->trust_ =
-        std::make_unique<x11::TrustReport>(x11::checkTrust(QGuiApplication::platformName()));
+    app->trust_ = x11::checkTrust(QGuiApplication::platformName());
     app->permission_ = std::make_unique<PermissionRefresh>(
         *app->tap_, *app->keys_, *app->preferences_,
         [self] {
-            if (!self->trust_->trusted) {
-                return KeyboardTrust{false, self->trust_->reason};
+            if (!self->trust_.trusted) {
+                return KeyboardTrust{false, self->trust_.reason};
             }
             if (self->workspace_->connectionLost()) {
                 return KeyboardTrust{false, localized("与 X 服务器的连接已断开。")};
@@ -332,8 +331,8 @@ void AppController::showSettings() {
 void AppController::requestPermission() {
     // No dialog on Linux grants keyboard access: say what Hopla needs and what is missing.
     QString text = localized("Hopla 需要在 X11 会话中运行，且 X 服务器提供 XInput 2.2 和 XTEST。");
-    if (!trust_->reason.isEmpty()) {
-        text += QStringLiteral("\n\n") + trust_->reason;
+    if (!trust_.reason.isEmpty()) {
+        text += QStringLiteral("\n\n") + trust_.reason;
     }
     QMessageBox::information(settingsWindow_->window(), QStringLiteral("Hopla"), text);
 }

@@ -12,6 +12,7 @@
 #include "core/KeyboardTap.h"
 #include "core/panel/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
+#include "platform/x11/X11Trust.h"
 #include "platform/xdg/XdgAutostart.h"
 #include "updater/HttpsFetcher.h"
 #include "updater/NativeUpdater.h"
@@ -27,7 +28,6 @@ class X11KeyEventSource;
 class X11PanelSupport;
 class X11WindowSystem;
 class X11Workspace;
-struct TrustReport;
 } // namespace x11
 
 // Owns and wires the running application: the desktop adapters, the panel, the switcher
@@ -72,7 +72,7 @@ private:
     LaunchOptions options_;
     NativeAppearanceAudit::Defaults defaults_; // the user's settings, or the audit's throwaway
     QSettings& settings_;
-    std::unique_ptr<x11::TrustReport> trust_; // the server's extensions stay while connected
+    x11::TrustReport trust_; // the server's extensions stay while connected
     QtScheduler scheduler_;
     std::unique_ptr<NativeAppAppearance> appearance_;
     std::unique_ptr<DesktopColorScheme> colorScheme_;
