@@ -238,22 +238,4 @@ TEST_F(MonitorTest, SeesEveryOneOfAThousandReplacementsAndOutlivesItsFolder) {
     EXPECT_TRUE(waitFor(again + 1)) << "still watching the new folder";
 }
 
-TEST_F(MonitorTest, TwoMachinesOnOneSyncedFolderLoseNoEdit) {
-    // Each side has its own lock folder (another machine) and re-reads when told.
-    Repository left(path, dir.filePath("left-locks"));
-    Repository right(path, dir.filePath("right-locks"));
-    monitor.start();
-    ASSERT_EQ(left.write("L1"), std::nullopt);
-    ASSERT_TRUE(waitFor(1));
-    ASSERT_EQ(std::get<QByteArray>(right.read()), "L1");
-    ASSERT_EQ(right.write("L1 R1"), std::nullopt);
-    // Left edits from what it saw last: refused, so it re-reads what the monitor reported
-    // and edits that.
-    EXPECT_EQ(left.write("L1 L2"), refused(SecureConfigurationError::externalChange));
-    ASSERT_TRUE(waitFor(2));
-    const QByteArray seen = std::get<QByteArray>(left.read());
-    ASSERT_EQ(left.write(seen + " L2"), std::nullopt);
-    EXPECT_EQ(contents(), "L1 R1 L2");
-}
-
 } // namespace
