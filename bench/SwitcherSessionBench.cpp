@@ -19,6 +19,7 @@ public:
         shownAt = std::chrono::steady_clock::now();
         iconCount = icons.size();
     }
+    void prepare(const hopla::SwitchSession&, const hopla::IconMap&) override {}
     void update(const hopla::SwitchSession&) override {}
     void update(const hopla::IconMap&) override {}
     void hide() override {}

@@ -52,6 +52,9 @@ public:
     virtual PanelModel& model() = 0;
     // Shows the panel for a new session.
     virtual void show(const SwitchSession& session, const IconMap& icons) = 0;
+    // While hidden: gets ready to show the session expected next, so that showing it then
+    // costs nothing but the showing.
+    virtual void prepare(const SwitchSession& session, const IconMap& icons) = 0;
     // Redraws for a changed session.
     virtual void update(const SwitchSession& session) = 0;
     // Redraws with new icons.

@@ -5,6 +5,8 @@
 #include <QPainterPath>
 #include <QScreen>
 
+#include <algorithm>
+
 namespace hopla {
 
 namespace {
@@ -71,14 +73,7 @@ std::unique_ptr<QWidget> SwitcherPanel::makeWindow() const {
 }
 
 void SwitcherPanel::show(const SwitchSession& session, const IconMap& icons) {
-    rebuildForCurrentSpaceIfNeeded();
-    translucent_ = environment_.compositing && environment_.compositing();
-    window_->setAttribute(Qt::WA_TranslucentBackground, translucent_);
-    view_->setTranslucentBackground(translucent_);
-    model_.setIcons(icons);
-    model_.setFailedID(std::nullopt);
-    model_.setSession(session);
-    resize(static_cast<int>(session.apps().size()));
+    load(session, icons);
     window_->setWindowOpacity(1.0);
     window_->setAttribute(Qt::WA_TransparentForMouseEvents, false);
     presented_ = true;
@@ -86,11 +81,53 @@ void SwitcherPanel::show(const SwitchSession& session, const IconMap& icons) {
     verifyOnScreen(verifyAttempts);
 }
 
+void SwitcherPanel::prepare(const SwitchSession& session, const IconMap& icons) {
+    if (presented_ || !environment_.windowImage) {
+        return; // without a window image there is nothing to draw ahead
+    }
+    load(session, icons);
+    view_->winId();
+    view_->presentChanges(); // the unmapped window holds the image until it is shown
+}
+
+namespace {
+// Whether both hold the same images for the same candidates (by Qt's cache keys: a copy
+// of an image shares its key, a changed image gets a new one).
+bool sameIcons(const IconMap& a, const IconMap& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& x, const auto& y) {
+        return x.first == y.first && x.second.cacheKey() == y.second.cacheKey();
+    });
+}
+} // namespace
+
+void SwitcherPanel::load(const SwitchSession& session, const IconMap& icons) {
+    rebuildForCurrentSpaceIfNeeded();
+    const bool translucent = environment_.compositing && environment_.compositing();
+    const bool restyled = translucent != translucent_ || !loaded_;
+    if (restyled) {
+        translucent_ = translucent;
+        window_->setAttribute(Qt::WA_TranslucentBackground, translucent_);
+        view_->setTranslucentBackground(translucent_);
+    }
+    // What is already there stays: a prepared panel is shown without drawing it again.
+    if (!sameIcons(model_.icons(), icons)) {
+        model_.setIcons(icons);
+    }
+    if (model_.failedID()) {
+        model_.setFailedID(std::nullopt);
+    }
+    if (!loaded_ || !(model_.session() == session)) {
+        model_.setSession(session);
+    }
+    loaded_ = true;
+    resize(static_cast<int>(session.apps().size()), restyled);
+}
+
 void SwitcherPanel::update(const SwitchSession& session) {
     const auto before = model_.session().apps().size();
     model_.setSession(session);
     if (session.apps().size() != before) {
-        resize(static_cast<int>(session.apps().size()));
+        resize(static_cast<int>(session.apps().size()), false);
     }
     present();
 }
@@ -137,7 +174,7 @@ void SwitcherPanel::verifyOnScreen(int attempts) {
     });
 }
 
-void SwitcherPanel::resize(int count) {
+void SwitcherPanel::resize(int count, bool reshape) {
     std::vector<ScreenArea> screens;
     std::optional<std::size_t> primary;
     const auto all = QGuiApplication::screens();
@@ -147,11 +184,22 @@ void SwitcherPanel::resize(int count) {
             primary = static_cast<std::size_t>(i);
         }
     }
-    const PanelGeometry geometry = panelGeometry(count, screens, environment_.pointer(), primary);
-    model_.setNeedsSelectionScrolling(geometry.needsSelectionScrolling);
-    window_->setGeometry(geometry.frame);
-    view_->setGeometry(0, 0, geometry.frame.width(), geometry.frame.height());
-    applyShape();
+    // The pointer only chooses among screens; asking the server where it is takes a round
+    // trip, so a single screen is taken as it is.
+    const QPoint pointer =
+        screens.size() == 1 ? screens.front().frame.center() : environment_.pointer();
+    const PanelGeometry geometry = panelGeometry(count, screens, pointer, primary);
+    if (model_.needsSelectionScrolling() != geometry.needsSelectionScrolling) {
+        model_.setNeedsSelectionScrolling(geometry.needsSelectionScrolling);
+    }
+    if (window_->geometry() != geometry.frame) {
+        reshape = reshape || window_->size() != geometry.frame.size();
+        window_->setGeometry(geometry.frame);
+        view_->setGeometry(0, 0, geometry.frame.width(), geometry.frame.height());
+    }
+    if (reshape) {
+        applyShape();
+    }
 }
 
 void SwitcherPanel::applyShape() {
@@ -176,6 +224,7 @@ void SwitcherPanel::rebuildForCurrentSpaceIfNeeded() {
     view_->setParent(fresh.get()); // the view and its model survive the rebuild
     view_->show();
     window_ = std::move(fresh);
+    loaded_ = false; // a new window: its look, size and shape are set again
 }
 
 bool SwitcherPanel::capture(const QString& path) const {

@@ -50,6 +50,7 @@ public:
 
     PanelModel& model() override { return model_; }
     void show(const SwitchSession& session, const IconMap& icons) override;
+    void prepare(const SwitchSession& session, const IconMap& icons) override;
     void update(const SwitchSession& session) override;
     void update(const IconMap& icons) override;
     void hide() override;
@@ -65,7 +66,12 @@ private:
     std::unique_ptr<QWidget> makeWindow() const;
     void present();
     void verifyOnScreen(int attempts);
-    void resize(int count);
+    // Puts the session, its icons and the current look into the model and the window,
+    // changing only what differs.
+    void load(const SwitchSession& session, const IconMap& icons);
+    // Fits the window to the candidates; its shape is cut again when its size changed or
+    // when asked.
+    void resize(int count, bool reshape);
     void rebuildForCurrentSpaceIfNeeded();
     void applyShape();
 
@@ -77,6 +83,7 @@ private:
     bool presented_ = false;
     bool needsSpaceRebuild_ = false;
     bool translucent_ = false;
+    bool loaded_ = false; // whether the model and the look were set once
     Subscription spaceObserver_;
     Lifetime lifetime_;
 };

@@ -17,6 +17,9 @@ public:
         model_.setIcons(icons);
         shown = true;
     }
+    void prepare(const SwitchSession& session, const IconMap&) override {
+        prepared.push_back(session);
+    }
     void update(const SwitchSession& session) override {
         calls.push_back("update");
         model_.setSession(session);
@@ -31,6 +34,7 @@ public:
     }
 
     std::vector<std::string> calls;
+    std::vector<SwitchSession> prepared;
     bool shown = false;
 
 private:

@@ -28,6 +28,7 @@ struct X11PanelTest : ::testing::Test {
     std::vector<hopla::ProcessId> clicked;
     std::unique_ptr<hopla::SwitcherPanel> panel;
     bool withFirstFrame = true;
+    int handovers = 0; // images handed to the server
 
     void SetUp() override {
         ASSERT_TRUE(support && x);
@@ -44,6 +45,7 @@ struct X11PanelTest : ::testing::Test {
                 {},
                 [this](QWidget& w, const QImage& image) {
                     if (withFirstFrame) {
+                        ++handovers;
                         support->setWindowImage(w.winId(), image);
                     }
                 }});
@@ -78,8 +80,8 @@ struct X11PanelTest : ::testing::Test {
     }
     // What the panel shows the moment the server has mapped it, before Qt had a chance to
     // paint: Qt's connection is synchronised, and no event is handled meanwhile.
-    QImage firstPixels() {
-        panel->show(session(), {});
+    QImage firstPixels(const hopla::SwitchSession& shown) {
+        panel->show(shown, {});
         auto* native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
         xcb_connection_t* qt = native->connection();
         free(xcb_get_input_focus_reply(qt, xcb_get_input_focus(qt), nullptr));
@@ -161,7 +163,7 @@ TEST_F(X11PanelTest, TheWindowShowsTheWholeSessionFromItsFirstPixelsAndEachChang
     // Through memory shared with the server, and through the socket as to a remote display.
     for (const Transfer transfer : {Transfer::sharedMemoryWhereOffered, Transfer::socket}) {
         support = hopla::x11::X11PanelSupport::open(transfer);
-        first = firstPixels();
+        first = firstPixels(session());
         ASSERT_EQ(first.size(), painted().size());
         // Every tile and the selection, before Qt has handled a single event.
         EXPECT_LT(differingInside(first, painted()), first.width() * first.height() / 100)
@@ -181,12 +183,27 @@ TEST_F(X11PanelTest, TheWindowShowsTheWholeSessionFromItsFirstPixelsAndEachChang
         ASSERT_TRUE(desktop.waitFor([&] { return !viewable(); }));
     }
 
+    // Drawn ahead while hidden: showing what was prepared hands the server nothing new, and
+    // showing something else (the selection moved) is drawn afresh before it shows.
+    hopla::SwitchSession stepped = session();
+    stepped.step(false);
+    for (const auto& shown : {session(), stepped}) {
+        panel->prepare(session(), {});
+        const int prepared = handovers;
+        const QImage shownFirst = firstPixels(shown);
+        EXPECT_EQ(handovers - prepared, shown == session() ? 0 : 1);
+        EXPECT_LT(differingInside(shownFirst, painted()), first.width() * first.height() / 100);
+        EXPECT_EQ(differingInside(shownFirst, first) > 100, !(shown == session()));
+        panel->hide();
+        ASSERT_TRUE(desktop.waitFor([&] { return !viewable(); }));
+    }
+
     withFirstFrame = false; // and without the image it would not be: nothing is painted yet
     const std::uint32_t none = XCB_BACK_PIXMAP_NONE;
     xcb_change_window_attributes(x->raw(), panel->view().winId(), XCB_CW_BACK_PIXMAP, &none);
     xcb_flush(x->raw());
     free(xcb_get_input_focus_reply(x->raw(), xcb_get_input_focus(x->raw()), nullptr));
-    const QImage unpainted = firstPixels();
+    const QImage unpainted = firstPixels(session());
     EXPECT_NE(unpainted, first);
 }
 
