@@ -67,12 +67,14 @@ void ApplicationSwitcherController::start() {
                 auto* controller = self.get();
                 if (controller && app && app->activationPolicy() == ActivationPolicy::regular) {
                     controller->recent_.activate(app->processId());
+                    controller->prepareUpcomingSession();
                 }
             },
         .terminated =
             [self](const RunningApplicationPtr& app) {
                 if (auto* controller = self.get(); controller && app) {
                     controller->removeCandidate(app->processId());
+                    controller->prepareUpcomingSession();
                 }
             },
         .sessionResignedActive =
@@ -83,6 +85,7 @@ void ApplicationSwitcherController::start() {
             },
         .activeSpaceChanged = nullptr,
     });
+    prepareUpcomingSession();
 }
 
 void ApplicationSwitcherController::stop() {
@@ -168,8 +171,7 @@ bool ApplicationSwitcherController::route(const GestureAction& action) {
     return false;
 }
 
-bool ApplicationSwitcherController::openSession(bool backwards) {
-    cancelActivation();
+std::vector<RunningApplicationPtr> ApplicationSwitcherController::candidates() {
     const ProcessId self = workspace_.currentProcessId();
     std::vector<RunningApplicationPtr> apps;
     for (auto& app : workspace_.runningApplications()) {
@@ -177,24 +179,60 @@ bool ApplicationSwitcherController::openSession(bool backwards) {
             apps.push_back(std::move(app));
         }
     }
-    if (apps.empty()) {
-        dismiss();
-        return false;
-    }
+    return apps;
+}
+
+std::vector<AppEntry>
+ApplicationSwitcherController::orderedEntries(const std::vector<RunningApplicationPtr>& apps,
+                                              RecentApps& recent) {
     if (const auto front = workspace_.frontmostApplication()) {
-        recent_.activate(front->processId());
+        recent.activate(front->processId());
     }
     std::vector<AppEntry> entries;
     entries.reserve(apps.size());
     for (const auto& app : apps) {
         entries.emplace_back(app->processId(), displayName(*app));
     }
-    beginSession(recent_.ordered(std::move(entries)), backwards);
+    return recent.ordered(std::move(entries));
+}
+
+bool ApplicationSwitcherController::openSession(bool backwards) {
+    cancelActivation();
+    const auto apps = candidates();
+    if (apps.empty()) {
+        dismiss();
+        return false;
+    }
+    beginSession(orderedEntries(apps, recent_), backwards);
     startSessionApplicationRefresh();
     auto [icons, missing] = cachedIcons(apps);
     panel_.show(*session_, icons);
     fillMissingIcons(std::move(missing), std::move(icons), sessionIdentity_);
     return true;
+}
+
+void ApplicationSwitcherController::prepareUpcomingSession() {
+    if (upcomingPosted_) {
+        return;
+    }
+    upcomingPosted_ = true;
+    scheduler_.post([self = lifetime_.weak(this)] {
+        auto* controller = self.get();
+        if (!controller) {
+            return;
+        }
+        controller->upcomingPosted_ = false;
+        if (controller->session_ || !controller->observers_.active()) {
+            return;
+        }
+        const auto apps = controller->candidates();
+        if (apps.empty()) {
+            return;
+        }
+        RecentApps recent = controller->recent_; // the prediction changes nothing
+        controller->panel_.prepare(SwitchSession(controller->orderedEntries(apps, recent), false),
+                                   controller->cachedIcons(apps).first);
+    });
 }
 
 void ApplicationSwitcherController::beginSession(std::vector<AppEntry> entries, bool backwards) {
@@ -266,6 +304,7 @@ void ApplicationSwitcherController::dismiss() {
     if (onDismiss) {
         onDismiss();
     }
+    prepareUpcomingSession();
 }
 
 void ApplicationSwitcherController::removeCandidate(ProcessId id) {

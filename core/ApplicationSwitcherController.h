@@ -76,6 +76,14 @@ public:
 
 private:
     void setSession(std::optional<SwitchSession> session);
+    std::vector<RunningApplicationPtr> candidates();
+    // The candidates in the order a session lists them, the frontmost application counted
+    // as the most recent.
+    std::vector<AppEntry> orderedEntries(const std::vector<RunningApplicationPtr>& apps,
+                                         RecentApps& recent);
+    // Soon, while no session is open: hands the panel the session a switch would open now,
+    // so that opening it has nothing left to draw.
+    void prepareUpcomingSession();
     void cancelActivation();
     void activate(ProcessId id, bool hideWhenReady);
     void removeCandidate(ProcessId id);
@@ -98,6 +106,7 @@ private:
     ScheduledTask sessionApplicationTimer_;
     Identity sessionIdentity_ = Identity::random();
     Identity activationIdentity_ = Identity::random();
+    bool upcomingPosted_ = false;
     Lifetime lifetime_;
 };
 

@@ -43,13 +43,14 @@ struct ControllerTest : ::testing::Test {
         windows.script(id, {std::vector<hopla::fake::FakeWindow>{{}}, 0, 0});
         return a;
     }
-    std::vector<ProcessId> candidates() const {
+    static std::vector<ProcessId> ids(const hopla::SwitchSession& session) {
         std::vector<ProcessId> ids;
-        for (const auto& e : controller->session()->apps()) {
+        for (const auto& e : session.apps()) {
             ids.push_back(e.id);
         }
         return ids;
     }
+    std::vector<ProcessId> candidates() const { return ids(*controller->session()); }
     // Lets activations that went to the window restorer come back and finish.
     bool settle(std::size_t activations) {
         return hopla::testing::pumpUntil(
@@ -68,6 +69,10 @@ TEST_F(ControllerTest, SwitchTabListsByRecencySelectsThePreviousAndReleaseActiva
     controller->stop();
     workspace.bringToFront(10); // A is frontmost, unnoticed
     controller->start();
+    scheduler.runDue(); // the panel is handed what a switch would open now
+    ASSERT_EQ(panel.prepared.size(), 1u);
+    EXPECT_EQ(ids(panel.prepared.back()), (std::vector<ProcessId>{10, 20, 30}));
+    EXPECT_EQ(panel.prepared.back().selectedID(), 20);
 
     EXPECT_TRUE(controller->route(GestureAction::tab(false)));
     EXPECT_EQ(controller->recent().ids(), (std::vector<ProcessId>{10, 20, 30}));
@@ -82,6 +87,8 @@ TEST_F(ControllerTest, SwitchTabListsByRecencySelectsThePreviousAndReleaseActiva
     EXPECT_EQ(requested, (std::vector<ProcessId>{20}));
     EXPECT_EQ(activated, (std::vector<ProcessId>{20}));
     EXPECT_EQ(controller->recent().ids().front(), 20); // followed the activation notice
+    scheduler.runDue();
+    EXPECT_EQ(ids(panel.prepared.back()), (std::vector<ProcessId>{20, 10, 30}));
 }
 
 TEST_F(ControllerTest, StackingOrderSeedsRecencyOnceWithoutOverridingWhatWasSeen) {
@@ -228,6 +235,7 @@ TEST_F(ControllerTest, CandidatesThatQuitLeaveTheSession) {
     workspace.terminate(10); // the last one
     EXPECT_FALSE(controller->session());
     EXPECT_FALSE(panel.shown);
+    scheduler.runDue(); // what is posted for the next session
     EXPECT_EQ(scheduler.pendingCount(), 0u) << "the refresh timer stops with the session";
 }
 
