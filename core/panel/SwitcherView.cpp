@@ -264,9 +264,11 @@ void SwitcherView::paintEvent(QPaintEvent*) {
 }
 
 void SwitcherView::presentChanges() {
-    if (!sink_ || imageCurrent_) {
+    // The accent is read, not told: an image drawn in an older one is outdated too.
+    if (!sink_ || (imageCurrent_ && accentColour() == imageAccent_)) {
         return;
     }
+    imageAccent_ = accentColour();
     const qreal ratio = devicePixelRatioF();
     const QSize pixels = size() * ratio;
     const auto format = translucent_ ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32;
@@ -321,10 +323,14 @@ const QImage& SwitcherView::scaledIcon(const QImage& source, QSize size) {
     return it->second;
 }
 
+QColor SwitcherView::accentColour() const {
+    return accent_ ? accent_() : QColor(10, 132, 255);
+}
+
 void SwitcherView::paintTile(QPainter& painter, const AppEntry& entry, int index) {
     const QRect tile = tileRect(index);
     const bool selected = model_.session().selectedID() == entry.id;
-    const QColor accent = accent_ ? accent_() : QColor(10, 132, 255);
+    const QColor accent = accentColour();
     if (selected) {
         drawInBands(painter, tile.topLeft(),
                     chrome_.highlight(tile.size(), devicePixelRatioF(), withAlpha(accent, 0.20)));

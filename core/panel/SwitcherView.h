@@ -76,6 +76,7 @@ private:
     int rowStart() const;
     QRect failureMarkRect(int index) const;
     QRect iconRect(int index) const;
+    QColor accentColour() const;
     void paintTile(QPainter& painter, const AppEntry& entry, int index);
 
     class ChromeCache {
@@ -106,6 +107,7 @@ private:
     std::function<void(const QImage&)> sink_;
     QImage image_;              // what the sink was handed last
     bool imageCurrent_ = false; // whether it still shows the model
+    QColor imageAccent_;        // the accent it was drawn in
 
     std::optional<ProcessId> lastSelection_;
 };
