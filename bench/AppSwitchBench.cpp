@@ -1,6 +1,6 @@
 // Hopla as it runs, under Xvfb + openbox with 10 and then 50 applications:
-//  1. from injecting Super+Tab with XTEST to the panel's first completed paint, through the
-//     real application controller (min / median / p99);
+//  1. from injecting Super+Tab with XTEST to the panel shown, through the real application
+//     controller (min / median / p99), and how many rounds had to paint after the key;
 //  2. the real hopla binary at rest: CPU time, wakeups (context switches of all its threads)
 //     and resident memory over 10 s with no session open.
 #include "app/AppController.h"
@@ -40,30 +40,34 @@ void launchClients(X11Desktop& desktop, int count, int& launched) {
 
 void measurePanel(X11Desktop& desktop, hopla::AppController& app, hopla::x11::XConnection& x,
                   const hopla::x11::ServerKeyboard& keyboard, int apps) {
-    // Taken in the paint itself: the event loop may go on with other work before it returns.
-    std::optional<Clock::time_point> painted;
-    const auto connection =
-        QObject::connect(&app.panel().view(), &hopla::SwitcherView::painted, [&] {
-            if (!painted) {
-                painted = Clock::now();
-            }
-        });
+    // The panel is drawn ahead while hidden, so a switch usually paints nothing: the end is
+    // the window shown (its map request sent, its image already on the server). Paints made
+    // after the key are counted apart.
+    int paintsAfterTheKey = 0;
+    bool counting = false;
+    const auto connection = QObject::connect(&app.panel().view(), &hopla::SwitcherView::painted,
+                                             [&] { paintsAfterTheKey += counting ? 1 : 0; });
+    const auto shown = [&] { return app.switcher().session() && app.panel().window().isVisible(); };
     const auto fake = [&](std::uint8_t type, xcb_keycode_t key) {
         xcb_test_fake_input(x.raw(), type, key, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
     };
     std::vector<double> micros;
+    int roundsThatPainted = 0;
     for (int round = 0; round < 60; ++round) {
-        painted.reset();
+        paintsAfterTheKey = 0;
+        counting = true;
         fake(XCB_KEY_PRESS, keyboard.superKeys.front());
         const auto start = Clock::now();
         fake(XCB_KEY_PRESS, keyboard.tabKeys.front());
         fake(XCB_KEY_RELEASE, keyboard.tabKeys.front());
         xcb_flush(x.raw());
-        while (!painted) {
+        while (!shown()) {
             QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents,
                                             50);
         }
-        micros.push_back(std::chrono::duration<double, std::micro>(*painted - start).count());
+        micros.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+        counting = false;
+        roundsThatPainted += paintsAfterTheKey > 0 ? 1 : 0;
         fake(XCB_KEY_PRESS, escapeKey);
         fake(XCB_KEY_RELEASE, escapeKey);
         fake(XCB_KEY_RELEASE, keyboard.superKeys.front());
@@ -73,10 +77,10 @@ void measurePanel(X11Desktop& desktop, hopla::AppController& app, hopla::x11::XC
     }
     QObject::disconnect(connection);
     std::sort(micros.begin(), micros.end());
-    std::printf("XTEST Super+Tab to the panel's first paint, %d applications, %zu rounds: "
-                "min %.2f ms, median %.2f ms, p99 %.2f ms\n",
-                apps, micros.size(), micros.front() / 1000, micros[micros.size() / 2] / 1000,
-                micros[micros.size() * 99 / 100] / 1000);
+    std::printf("XTEST Super+Tab to the panel shown, %d applications, %zu rounds (%d painted "
+                "after the key): min %.2f ms, median %.2f ms, p99 %.2f ms\n",
+                apps, micros.size(), roundsThatPainted, micros.front() / 1000,
+                micros[micros.size() / 2] / 1000, micros[micros.size() * 99 / 100] / 1000);
 }
 
 struct ProcessSample {
