@@ -392,14 +392,6 @@ TEST_F(UpdateInstall, TheReleaseCheckPrintsItsVerdict) {
         "UPDATE VERIFY PASS: checksum, app identity, Developer ID signature and notarization\n");
     EXPECT_TRUE(staging().isEmpty()) << "the check leaves no staging folder";
 
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(NativeUpdateArchiveVerification::runIfRequested(
-                  configuration(), {"hopla", "--verify-update-archive", path, "1.4.2", "x", sum}),
-              1);
-    EXPECT_EQ(QString::fromLocal8Bit(::testing::internal::GetCapturedStderr()),
-              "UPDATE VERIFY FAILED: " +
-                  NativeUpdateInstaller::description(Failure::invalidArchive) + "\n");
-
     // The hopla program takes the check before it looks for a display.
     QProcess hopla;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -409,7 +401,9 @@ TEST_F(UpdateInstall, TheReleaseCheckPrintsItsVerdict) {
     hopla.start(HOPLA_BINARY, {"--verify-update-archive", path, "1.4.2", "x", sum});
     ASSERT_TRUE(hopla.waitForFinished(30000));
     EXPECT_EQ(hopla.exitCode(), 1);
-    EXPECT_TRUE(hopla.readAllStandardError().startsWith("UPDATE VERIFY FAILED: "));
+    EXPECT_TRUE(QString::fromUtf8(hopla.readAllStandardError())
+                    .endsWith("UPDATE VERIFY FAILED: " +
+                              NativeUpdateInstaller::description(Failure::invalidArchive) + "\n"));
 }
 
 } // namespace

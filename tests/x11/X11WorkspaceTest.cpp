@@ -71,21 +71,8 @@ TEST_F(X11WorkspaceTest, NamesComeFromDesktopEntriesThenClassThenTitle) {
     EXPECT_EQ(app(classed.pid())->localizedName(), "Hopla Terminal");
 }
 
-TEST_F(X11WorkspaceTest, ActivationMovesTheActiveWindowAndIsRefusedWithoutFocusableWindows) {
-    const Client a = client({"--class", "a,A"});
-    const Client b = client({"--class", "b,B"});
-    ASSERT_TRUE(app(a.pid())->activate());
-    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()); }));
-    EXPECT_TRUE(app(a.pid())->isActive());
-    ASSERT_TRUE(app(b.pid())->activate());
-    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(b.pid()); }));
-    EXPECT_FALSE(app(a.pid())->isActive());
-
-    const Client stubborn = client({"--no-input", "--class", "stubborn,Stubborn"});
-    EXPECT_FALSE(app(stubborn.pid())->activate());
-}
-
-TEST_F(X11WorkspaceTest, ActivatingAnApplicationOnAnotherDesktopSwitchesThereAndTellsObservers) {
+TEST_F(X11WorkspaceTest,
+       ActivationSwitchesToTheDesktopOfTheWindowAndIsRefusedWithoutFocusableOnes) {
     int spaceChanges = 0;
     const auto subscription = workspace->observe({.activated = nullptr,
                                                   .terminated = nullptr,
@@ -113,6 +100,11 @@ TEST_F(X11WorkspaceTest, ActivatingAnApplicationOnAnotherDesktopSwitchesThereAnd
     ASSERT_TRUE(app(away.pid())->activate());
     EXPECT_TRUE(desktop.waitFor([&] { return currentDesktop() == 1u && activeIs(away.pid()); }));
     EXPECT_TRUE(desktop.waitFor([&] { return spaceChanges >= 1; }));
+    EXPECT_TRUE(app(away.pid())->isActive());
+    EXPECT_FALSE(app(here.pid())->isActive());
+
+    const Client stubborn = client({"--no-input", "--class", "stubborn,Stubborn"});
+    EXPECT_FALSE(app(stubborn.pid())->activate());
 }
 
 TEST_F(X11WorkspaceTest, ObserversHearOfActivationsAndTerminations) {
