@@ -16,6 +16,7 @@
 #include "platform/xfce/XfwmShortcuts.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QDateTime>
 #include <QDesktopServices>
 #include <QMessageBox>
@@ -92,11 +93,12 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
         [](const QString& text) { return localized(text.toUtf8().constData()); },
         panelIcon(*app->appearance_),
         SwitcherPanelEnvironment{
-            &app->scheduler_,
-            app->workspace_.get(),
-            [support] { return support->compositing(); },
+            &app->scheduler_, app->workspace_.get(), [support] { return support->compositing(); },
             [support](const QWidget& w) { return support->isViewable(w.winId()); },
-            {},
+            [self] { // where it was at the switch's key, without a round trip
+                const auto atKey = self->keys_ ? self->keys_->lastKeyPointer() : std::nullopt;
+                return atKey ? x11::X11PanelSupport::fromServerPixels(*atKey) : QCursor::pos();
+            },
             [support](QWidget& w, const QImage& image) {
                 support->setWindowImage(w.winId(), image);
             }});

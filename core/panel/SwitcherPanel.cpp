@@ -184,11 +184,7 @@ void SwitcherPanel::resize(int count, bool reshape) {
             primary = static_cast<std::size_t>(i);
         }
     }
-    // The pointer only chooses among screens; asking the server where it is takes a round
-    // trip, so a single screen is taken as it is.
-    const QPoint pointer =
-        screens.size() == 1 ? screens.front().frame.center() : environment_.pointer();
-    const PanelGeometry geometry = panelGeometry(count, screens, pointer, primary);
+    const PanelGeometry geometry = panelGeometry(count, screens, environment_.pointer(), primary);
     if (model_.needsSelectionScrolling() != geometry.needsSelectionScrolling) {
         model_.setNeedsSelectionScrolling(geometry.needsSelectionScrolling);
     }

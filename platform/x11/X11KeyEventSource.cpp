@@ -157,6 +157,14 @@ void X11KeyEventSource::watchRawKeys() {
     xcb_input_xi_select_events(c, x_->root(), 1, &mask.head);
 }
 
+std::optional<QPoint> X11KeyEventSource::lastKeyPointer() const {
+    const std::uint64_t packed = lastKeyPointer_.load(std::memory_order_relaxed);
+    if (packed == 0) {
+        return std::nullopt;
+    }
+    return QPoint(static_cast<std::int16_t>(packed >> 16), static_cast<std::int16_t>(packed));
+}
+
 std::optional<ShortcutHolder> X11KeyEventSource::interceptedBy() const {
     if (!running() || !intercepted_) {
         return std::nullopt;
@@ -288,6 +296,10 @@ void X11KeyEventSource::handleEvent(const void* raw) {
     }
     const auto* key = static_cast<const xcb_key_press_event_t*>(raw);
     lastKeyTime_.store(key->time, std::memory_order_relaxed);
+    lastKeyPointer_.store(std::uint64_t{1} << 32 |
+                              std::uint64_t{static_cast<std::uint16_t>(key->root_x)} << 16 |
+                              static_cast<std::uint16_t>(key->root_y),
+                          std::memory_order_relaxed);
     const bool press = type == XCB_KEY_PRESS;
     const bool repeated = press && down_.test(key->detail);
     down_.set(key->detail, press);

@@ -4,6 +4,7 @@
 #include "platform/WakeupEvent.h"
 #include "platform/x11/X11Keyboard.h"
 
+#include <QPoint>
 #include <QString>
 
 #include <atomic>
@@ -43,6 +44,9 @@ public:
     // The X server time of the latest key event seen (0 before the first): what a switch
     // the user just asked for passes to the window manager.
     std::uint32_t lastKeyTime() const { return lastKeyTime_.load(std::memory_order_relaxed); }
+    // Where the pointer was at the latest key event, in the root window's pixels; none before
+    // the first. The screen a switch shows on, known without asking the server.
+    std::optional<QPoint> lastKeyPointer() const;
 
 private:
     void run();
@@ -85,6 +89,7 @@ private:
     std::bitset<256> down_;                  // keycodes held, to tell auto-repeats from new presses
     std::uint8_t xkbEventBase_ = 0;          // where XKB's events start; 0 without XKB
     std::atomic<std::uint32_t> lastKeyTime_ = 0;
+    std::atomic<std::uint64_t> lastKeyPointer_ = 0; // 1 << 32 | x << 16 | y; 0: no key yet
     mutable std::mutex failureMutex_;
     std::optional<StartFailure> failure_;
 };

@@ -264,6 +264,17 @@ void X11PanelSupport::setWindowImage(unsigned long window, const QImage& image) 
     xcb_flush(c);
 }
 
+QPoint X11PanelSupport::fromServerPixels(QPoint point) {
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        const QRect geometry = screen->geometry();
+        const qreal ratio = screen->devicePixelRatio();
+        if (QRect(geometry.topLeft(), geometry.size() * ratio).contains(point)) {
+            return geometry.topLeft() + (point - geometry.topLeft()) / ratio;
+        }
+    }
+    return point;
+}
+
 bool X11PanelSupport::isViewable(unsigned long window) {
     const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
         x_->raw(), xcb_get_window_attributes(x_->raw(), static_cast<xcb_window_t>(window)),

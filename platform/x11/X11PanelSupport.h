@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QImage>
+#include <QPoint>
 
 #include <cstdint>
 #include <memory>
@@ -41,6 +42,9 @@ public:
     void setWindowImage(unsigned long window, const QImage& image);
     // Whether setWindowImage goes through shared memory.
     bool sharesMemory() const { return shared_ != nullptr; }
+    // A point in the server's pixels (as key events give the pointer) in Qt's coordinates:
+    // each screen keeps its top-left and scales what lies within it.
+    static QPoint fromServerPixels(QPoint point);
 
 private:
     class SharedImage;

@@ -60,10 +60,14 @@ constexpr xcb_keycode_t keyD = 32 + 8, keyReturn = 28 + 8;
 
 TEST_F(X11KeyboardTapTest, ASwitchFromTheKeyboardTakesItsKeysAndLeavesTheRestToTheApplication) {
     ASSERT_TRUE(tap.start()) << source.lastFailure().value_or(Failure{}).what;
+    EXPECT_EQ(source.lastKeyPointer(), std::nullopt);
+    xcb_test_fake_input(x->raw(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, x->root(), 1201, 37, 0);
+    free(xcb_get_input_focus_reply(x->raw(), xcb_get_input_focus(x->raw()), nullptr));
     key(super(), true);
     tapKey(tab());
     ASSERT_TRUE(deliveredUpTo(1));
     EXPECT_EQ(delivered[0], GestureAction::tab(false));
+    EXPECT_EQ(source.lastKeyPointer(), QPoint(1201, 37)) << "the screen to show on, from the key";
     ASSERT_TRUE(desktop.waitFor([&] { return source.holdsKeyboard(); }));
 
     tapKey(keyD); // openbox binds Super+D: the session's keyboard grab still brings it here
