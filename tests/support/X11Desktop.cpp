@@ -1,5 +1,8 @@
 #include "tests/support/X11Desktop.h"
 
+#include "platform/x11/ClientWindows.h"
+#include "platform/x11/XConnection.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -28,16 +31,6 @@ std::unique_ptr<X11Desktop>& singleton() {
     return desktop;
 }
 } // namespace
-
-// A connection that only listens for changes on the root window, to wake waitFor().
-struct X11Desktop::Watcher {
-    xcb_connection_t* connection = nullptr;
-    ~Watcher() {
-        if (connection) {
-            xcb_disconnect(connection);
-        }
-    }
-};
 
 X11Desktop* X11Desktop::instance() {
     return singleton().get();
@@ -96,18 +89,14 @@ X11Desktop* X11Desktop::start(QString* error) {
     qputenv("DISPLAY", desktop->display_.toLatin1());
     qunsetenv("WAYLAND_DISPLAY");
 
-    desktop->watcher_ = std::make_unique<Watcher>();
-    desktop->watcher_->connection = xcb_connect(nullptr, nullptr);
-    if (xcb_connection_has_error(desktop->watcher_->connection)) {
+    desktop->x_ = x11::XConnection::open(nullptr, nullptr);
+    if (!desktop->x_) {
         *error = "cannot connect to the test display " + desktop->display_;
         return nullptr;
     }
-    const xcb_screen_t* screen =
-        xcb_setup_roots_iterator(xcb_get_setup(desktop->watcher_->connection)).data;
     const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-    xcb_change_window_attributes(desktop->watcher_->connection, screen->root, XCB_CW_EVENT_MASK,
-                                 &mask);
-    xcb_flush(desktop->watcher_->connection);
+    xcb_change_window_attributes(desktop->x_->raw(), desktop->x_->root(), XCB_CW_EVENT_MASK, &mask);
+    xcb_flush(desktop->x_->raw());
 
     desktop->windowManagerName_ = qEnvironmentVariable("HOPLA_TEST_WM", QStringLiteral("openbox"));
     desktop->home_ = std::make_unique<QTemporaryDir>();
@@ -156,27 +145,13 @@ bool X11Desktop::startWindowManager(QString* error) {
     }
     // A window manager announces itself before it redirects maps. It is ready once a probe
     // window shows up in its client list; a probe mapped too early is mapped again.
-    xcb_connection_t* c = watcher_->connection;
-    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
-    const auto cookie = xcb_intern_atom(c, 0, 16, "_NET_CLIENT_LIST");
-    xcb_intern_atom_reply_t* atomReply = xcb_intern_atom_reply(c, cookie, nullptr);
-    const xcb_atom_t clientList = atomReply ? atomReply->atom : xcb_atom_t{XCB_ATOM_NONE};
-    std::free(atomReply);
+    xcb_connection_t* c = x_->raw();
     const xcb_window_t probe = xcb_generate_id(c);
-    xcb_create_window(c, XCB_COPY_FROM_PARENT, probe, screen->root, 0, 0, 10, 10, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, probe, x_->root(), 0, 0, 10, 10, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
     const auto probeManaged = [&] {
-        const auto list =
-            xcb_get_property(c, 0, screen->root, clientList, XCB_ATOM_WINDOW, 0, 1024);
-        xcb_get_property_reply_t* reply = xcb_get_property_reply(c, list, nullptr);
-        bool found = false;
-        if (reply) {
-            const auto* windows = static_cast<const xcb_window_t*>(xcb_get_property_value(reply));
-            const int count = xcb_get_property_value_length(reply) / 4;
-            found = std::find(windows, windows + count, probe) != windows + count;
-        }
-        std::free(reply);
-        return found;
+        const auto list = x11::readClientList(*x_);
+        return list && std::find(list->begin(), list->end(), probe) != list->end();
     };
     bool ready = false;
     for (int attempt = 0; attempt < 50 && !ready; ++attempt) {
@@ -203,7 +178,7 @@ X11Desktop::~X11Desktop() {
         stop(client.get());
     }
     clients_.clear();
-    watcher_.reset();
+    x_.reset();
     for (auto* process : {windowManager_.get(), bus_.get(), server_.get()}) {
         if (process && process->state() != QProcess::NotRunning) {
             process->terminate();
@@ -248,10 +223,10 @@ bool X11Desktop::waitFor(const std::function<bool()>& condition, std::chrono::mi
         }
         // Let the test's own event loop run (Qt sockets, posted work), then wait for X.
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        if (watcher_ && watcher_->connection) {
-            pollfd pfd{xcb_get_file_descriptor(watcher_->connection), POLLIN, 0};
+        if (x_) {
+            pollfd pfd{xcb_get_file_descriptor(x_->raw()), POLLIN, 0};
             ::poll(&pfd, 1, 50);
-            while (xcb_generic_event_t* event = xcb_poll_for_event(watcher_->connection)) {
+            while (xcb_generic_event_t* event = xcb_poll_for_event(x_->raw())) {
                 std::free(event);
             }
         }
@@ -280,46 +255,136 @@ std::uint32_t X11Desktop::focusedTestClient(const QStringList& arguments) {
 }
 
 void X11Desktop::key(std::uint8_t keycode, bool down) {
-    xcb_test_fake_input(watcher_->connection, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keycode,
+    xcb_test_fake_input(x_->raw(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keycode,
                         XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
-    xcb_flush(watcher_->connection);
+    xcb_flush(x_->raw());
+}
+
+void X11Desktop::movePointer(QPoint at) {
+    xcb_test_fake_input(x_->raw(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, x_->root(),
+                        static_cast<std::int16_t>(at.x()), static_cast<std::int16_t>(at.y()), 0);
+    xcb_flush(x_->raw());
+}
+
+void X11Desktop::click(QPoint at) {
+    movePointer(at);
+    for (const std::uint8_t type : {XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE}) {
+        xcb_test_fake_input(x_->raw(), type, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    }
+    xcb_flush(x_->raw());
+}
+
+void X11Desktop::roundTrip() {
+    std::free(xcb_get_input_focus_reply(x_->raw(), xcb_get_input_focus(x_->raw()), nullptr));
 }
 
 std::uint32_t X11Desktop::activeWindow() {
-    xcb_connection_t* c = watcher_->connection;
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
-    const auto atom =
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 18, "_NET_ACTIVE_WINDOW"), nullptr);
-    if (!atom) {
-        return 0;
+    return x11::readActiveWindow(*x_);
+}
+
+std::uint32_t X11Desktop::windowTitled(const QString& text) {
+    for (const auto& w : x11::readClientWindows(*x_).value_or(std::vector<x11::ClientWindow>{})) {
+        if (w.title.contains(text)) {
+            return w.id;
+        }
     }
-    const auto reply = xcb_get_property_reply(
-        c, xcb_get_property(c, 0, root, atom->atom, XCB_ATOM_WINDOW, 0, 1), nullptr);
-    std::free(atom);
-    std::uint32_t window = 0;
-    if (reply && xcb_get_property_value_length(reply) == 4) {
-        std::memcpy(&window, xcb_get_property_value(reply), 4);
+    return 0;
+}
+
+std::vector<std::uint32_t> X11Desktop::children(std::uint32_t window) {
+    const x11::Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(x_->raw(), xcb_query_tree(x_->raw(), window), nullptr));
+    if (!tree) {
+        return {};
     }
-    std::free(reply);
-    return window;
+    const xcb_window_t* first = xcb_query_tree_children(tree.get());
+    return {first, first + xcb_query_tree_children_length(tree.get())};
+}
+
+std::vector<std::uint32_t> X11Desktop::topLevelWindows() {
+    return children(x_->root());
+}
+
+namespace {
+x11::Reply<xcb_get_window_attributes_reply_t> attributesOf(x11::XConnection& x,
+                                                           std::uint32_t window) {
+    return x11::Reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply(
+        x.raw(), xcb_get_window_attributes(x.raw(), window), nullptr));
+}
+} // namespace
+
+bool X11Desktop::viewable(std::uint32_t window) {
+    const auto attributes = attributesOf(*x_, window);
+    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+}
+
+bool X11Desktop::overrideRedirect(std::uint32_t window) {
+    const auto attributes = attributesOf(*x_, window);
+    return attributes && attributes->override_redirect;
+}
+
+QString X11Desktop::windowClass(std::uint32_t window) {
+    const auto wmClass = x_->property(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
+    if (!wmClass) {
+        return {};
+    }
+    return QString::fromLatin1(reinterpret_cast<const char*>(wmClass->bytes.data()),
+                               static_cast<qsizetype>(wmClass->bytes.size()))
+        .replace(QChar(0), QChar(' '))
+        .trimmed();
+}
+
+std::optional<QRect> X11Desktop::geometry(std::uint32_t window) {
+    xcb_connection_t* c = x_->raw();
+    const x11::Reply<xcb_get_geometry_reply_t> size(
+        xcb_get_geometry_reply(c, xcb_get_geometry(c, window), nullptr));
+    if (!size) {
+        return std::nullopt;
+    }
+    const x11::Reply<xcb_translate_coordinates_reply_t> at(xcb_translate_coordinates_reply(
+        c, xcb_translate_coordinates(c, window, x_->root(), 0, 0), nullptr));
+    return at ? std::optional(QRect(at->dst_x, at->dst_y, size->width, size->height))
+              : std::nullopt;
+}
+
+QImage X11Desktop::screen(QRect area) {
+    const x11::Reply<xcb_get_image_reply_t> image(xcb_get_image_reply(
+        x_->raw(),
+        xcb_get_image(x_->raw(), XCB_IMAGE_FORMAT_Z_PIXMAP, x_->root(),
+                      static_cast<std::int16_t>(area.x()), static_cast<std::int16_t>(area.y()),
+                      static_cast<std::uint16_t>(area.width()),
+                      static_cast<std::uint16_t>(area.height()), ~0u),
+        nullptr));
+    return image ? QImage(xcb_get_image_data(image.get()), area.width(), area.height(),
+                          QImage::Format_RGB32)
+                       .copy()
+                 : QImage();
+}
+
+bool X11Desktop::keyHeldElsewhere(std::uint16_t modifiers, std::uint8_t keycode) {
+    xcb_connection_t* c = x_->raw();
+    const x11::Reply<xcb_generic_error_t> error(
+        xcb_request_check(c, xcb_grab_key_checked(c, 1, x_->root(), modifiers, keycode,
+                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+    if (!error) {
+        xcb_ungrab_key(c, keycode, x_->root(), modifiers);
+        xcb_flush(c);
+        return false;
+    }
+    return error->error_code == XCB_ACCESS;
 }
 
 void X11Desktop::minimize(std::uint32_t window) {
-    xcb_connection_t* c = watcher_->connection;
-    const auto cookie = xcb_intern_atom(c, 0, 15, "WM_CHANGE_STATE");
-    xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(c, cookie, nullptr);
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = window;
-    message.type = atom ? atom->atom : xcb_atom_t{XCB_ATOM_NONE};
+    message.type = x_->atom("WM_CHANGE_STATE");
     message.data.data32[0] = 3; // IconicState
-    std::free(atom);
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
-    xcb_send_event(c, 0, root,
+    xcb_send_event(x_->raw(), 0, x_->root(),
                    XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    reinterpret_cast<const char*>(&message));
-    xcb_flush(c);
+    xcb_flush(x_->raw());
 }
 
 void X11Desktop::killServer() {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QImage>
 #include <QProcess>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -9,7 +11,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
+
+namespace hopla::x11 {
+class XConnection;
+}
 
 namespace hopla::testing {
 
@@ -61,8 +68,30 @@ public:
         key(keycode, true);
         key(keycode, false);
     }
+    // The pointer moves there, and a click of the first button there, through XTEST.
+    void movePointer(QPoint at);
+    void click(QPoint at);
+    // Waits until the server has handled everything sent on the harness's connection.
+    void roundTrip();
+
     // The window that has the focus, as the window manager says (_NET_ACTIVE_WINDOW).
     std::uint32_t activeWindow();
+    // The managed window whose title contains the text; 0 when there is none.
+    std::uint32_t windowTitled(const QString& text);
+    // The root's children, bottom to top, and the children of any window.
+    std::vector<std::uint32_t> children(std::uint32_t window);
+    std::vector<std::uint32_t> topLevelWindows();
+    bool viewable(std::uint32_t window);
+    bool overrideRedirect(std::uint32_t window);
+    // WM_CLASS, instance and class joined by a space.
+    QString windowClass(std::uint32_t window);
+    // Where the window is on the screen; nothing once it is gone.
+    std::optional<QRect> geometry(std::uint32_t window);
+    // The screen's pixels in the rectangle, read in one GetImage of the root.
+    QImage screen(QRect area);
+    // Whether some client holds a passive grab of the key with these modifiers: a grab of
+    // our own then fails with BadAccess (one that succeeds is let go at once).
+    bool keyHeldElsewhere(std::uint16_t modifiers, std::uint8_t keycode);
 
     // Asks the window manager to minimize the window, as a title bar's button does (ICCCM
     // WM_CHANGE_STATE to Iconic).
@@ -83,8 +112,8 @@ private:
     std::unique_ptr<QProcess> bus_;
     std::unique_ptr<QProcess> windowManager_;
     std::vector<std::unique_ptr<QProcess>> clients_;
-    struct Watcher;
-    std::unique_ptr<Watcher> watcher_;
+    // Listens for changes on the root window, to wake waitFor(), and makes the requests.
+    std::unique_ptr<x11::XConnection> x_;
 };
 
 // The path of the project's own test client (built next to the tests).

@@ -15,10 +15,9 @@
 #include <QSettings>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <optional>
 #include <vector>
-
-#include <xcb/xtest.h>
 
 #include <gtest/gtest.h>
 
@@ -29,34 +28,6 @@ using hopla::testing::X11Desktop;
 using ProcessIdOf = std::int64_t;
 
 constexpr xcb_keycode_t keyM = 50 + 8, keyEscape = 1 + 8;
-
-// The children of a window, top-level ones for the root.
-std::vector<xcb_window_t> childrenOf(hopla::x11::XConnection& x, xcb_window_t window) {
-    const hopla::x11::Reply<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(x.raw(), xcb_query_tree(x.raw(), window), nullptr));
-    if (!tree) {
-        return {};
-    }
-    const xcb_window_t* children = xcb_query_tree_children(tree.get());
-    return {children, children + xcb_query_tree_children_length(tree.get())};
-}
-
-// Whether the window's class names Hopla (the tray icon's is "hopla").
-bool isHoplas(hopla::x11::XConnection& x, xcb_window_t window, const char* name = "Hopla") {
-    const auto wmClass = x.property(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
-    return wmClass && QByteArray(reinterpret_cast<const char*>(wmClass->bytes.data()),
-                                 static_cast<qsizetype>(wmClass->bytes.size()))
-                          .contains(name);
-}
-
-// A viewable window's attributes; nothing for one that is not viewable.
-hopla::x11::Reply<xcb_get_window_attributes_reply_t> viewable(hopla::x11::XConnection& x,
-                                                              xcb_window_t window) {
-    hopla::x11::Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
-        x.raw(), xcb_get_window_attributes(x.raw(), window), nullptr));
-    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE ? std::move(attributes)
-                                                                         : nullptr;
-}
 
 struct HoplaEndToEnd : ::testing::Test {
     X11Desktop& desktop = *X11Desktop::instance();
@@ -111,19 +82,10 @@ struct HoplaEndToEnd : ::testing::Test {
         ASSERT_TRUE(desktop.restartWindowManager(&error)) << error.toStdString();
     }
 
-    // Another client holding the combination makes our own checked grab fail with BadAccess
-    // (under xfwm4 and IceWM, check that the window manager let go first).
+    // Another client holding the combination makes our own grab fail (under xfwm4 and IceWM,
+    // check that the window manager let go first).
     bool hoplaHolds(std::uint16_t modifier) {
-        const hopla::x11::Reply<xcb_generic_error_t> error(xcb_request_check(
-            x->raw(),
-            xcb_grab_key_checked(x->raw(), 1, x->root(), modifier, keyboard.tabKeys.front(),
-                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
-        if (!error) {
-            xcb_ungrab_key(x->raw(), keyboard.tabKeys.front(), x->root(), modifier);
-            xcb_flush(x->raw());
-            return false;
-        }
-        return error->error_code == XCB_ACCESS;
+        return desktop.keyHeldElsewhere(modifier, keyboard.tabKeys.front());
     }
     bool hoplaHoldsSuperTab() { return hoplaHolds(keyboard.superMask); }
     QString log;
@@ -150,12 +112,12 @@ struct HoplaEndToEnd : ::testing::Test {
     }
     // Whether Hopla's panel is on screen: a viewable top-level window of class "Hopla".
     bool panelShown() {
-        for (const xcb_window_t w : childrenOf(*x, x->root())) {
-            if (isHoplas(*x, w) && viewable(*x, w)) {
-                return true;
-            }
-        }
-        return false;
+        const auto windows = desktop.topLevelWindows();
+        return std::any_of(windows.begin(), windows.end(),
+                           [&](std::uint32_t w) { return isHoplas(w) && desktop.viewable(w); });
+    }
+    bool isHoplas(std::uint32_t window, const QString& name = QStringLiteral("Hopla")) {
+        return desktop.windowClass(window).contains(name);
     }
     xcb_keycode_t super() const { return keyboard.superKeys.front(); }
     xcb_keycode_t tab() const { return keyboard.tabKeys.front(); }
@@ -238,7 +200,7 @@ struct HoplaLaunch : HoplaEndToEnd {
         const auto clients = x->cardinals(x->root(), x->ewmh()->_NET_CLIENT_LIST, XCB_ATOM_WINDOW);
         for (const std::uint32_t w : clients.value_or(std::vector<std::uint32_t>{})) {
             const auto state = hopla::x11::readClientWindow(*x, w);
-            if (isHoplas(*x, w) && state && !state->minimized) {
+            if (isHoplas(w) && state && !state->minimized) {
                 return w;
             }
         }
@@ -503,15 +465,15 @@ TEST_F(HoplaLaunch, WithoutAKeyOnTheSuperModifierNoTabIsGrabbed) {
 
 // The window of Hopla's that sits inside another client's window: the tray icon that a
 // tray (IceWM's taskbar has its own) embedded.
-std::optional<xcb_window_t> embeddedIn(hopla::x11::XConnection& x, xcb_window_t window, int depth) {
+std::optional<std::uint32_t> embeddedIn(X11Desktop& desktop, std::uint32_t window, int depth) {
     if (depth > 6) {
         return std::nullopt;
     }
-    for (const xcb_window_t child : childrenOf(x, window)) {
-        if (depth > 1 && isHoplas(x, child, "opla")) {
+    for (const std::uint32_t child : desktop.children(window)) {
+        if (depth > 1 && desktop.windowClass(child).contains("opla")) {
             return child;
         }
-        if (const auto inside = embeddedIn(x, child, depth + 1)) {
+        if (const auto inside = embeddedIn(desktop, child, depth + 1)) {
             return inside;
         }
     }
@@ -531,49 +493,28 @@ TEST_F(HoplaLaunch, TheRabbitDocksUnlessHiddenAndAClickOpensTheDrawnMenuAtIt) {
     stored.sync();
     QProcess* hidden = start({QStringLiteral("--login-item")});
     ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
-    EXPECT_FALSE(desktop.waitFor([&] { return embeddedIn(*x, x->root(), 0).has_value(); }, 1500ms))
+    EXPECT_FALSE(
+        desktop.waitFor([&] { return embeddedIn(desktop, x->root(), 0).has_value(); }, 1500ms))
         << "docked although hidden";
     desktop.stop(hidden);
     stored.setValue("showsMenuBarIcon", true);
     stored.sync();
     start({QStringLiteral("--login-item")});
     std::optional<xcb_window_t> icon;
-    ASSERT_TRUE(desktop.waitFor([&] { return (icon = embeddedIn(*x, x->root(), 0)).has_value(); }));
+    ASSERT_TRUE(
+        desktop.waitFor([&] { return (icon = embeddedIn(desktop, x->root(), 0)).has_value(); }));
     // Where the icon's middle is on the screen now (the tray may still be placing it).
     const auto iconCentre = [&]() -> std::optional<QPoint> {
-        const hopla::x11::Reply<xcb_get_geometry_reply_t> size(
-            xcb_get_geometry_reply(x->raw(), xcb_get_geometry(x->raw(), *icon), nullptr));
-        if (!size) {
-            return std::nullopt;
-        }
-        const hopla::x11::Reply<xcb_translate_coordinates_reply_t> at(
-            xcb_translate_coordinates_reply(
-                x->raw(),
-                xcb_translate_coordinates(x->raw(), *icon, x->root(),
-                                          static_cast<std::int16_t>(size->width / 2),
-                                          static_cast<std::int16_t>(size->height / 2)),
-                nullptr));
-        return at ? std::optional(QPoint(at->dst_x, at->dst_y)) : std::nullopt;
-    };
-    const auto click = [&](QPoint at) {
-        xcb_test_fake_input(x->raw(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, x->root(),
-                            static_cast<std::int16_t>(at.x()), static_cast<std::int16_t>(at.y()),
-                            0);
-        xcb_test_fake_input(x->raw(), XCB_BUTTON_PRESS, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0,
-                            0);
-        xcb_test_fake_input(x->raw(), XCB_BUTTON_RELEASE, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0,
-                            0, 0);
-        xcb_flush(x->raw());
+        const auto at = desktop.geometry(*icon);
+        return at ? std::optional(at->center()) : std::nullopt;
     };
     // The drawn menu: a viewable top-level window of Hopla's, 240 or more wide, by the icon.
     const auto menuGeometry = [&]() -> std::optional<QRect> {
-        for (const xcb_window_t w : childrenOf(*x, x->root())) {
-            const auto attributes = viewable(*x, w);
-            const hopla::x11::Reply<xcb_get_geometry_reply_t> g(
-                xcb_get_geometry_reply(x->raw(), xcb_get_geometry(x->raw(), w), nullptr));
-            if (attributes && attributes->override_redirect && g && g->width >= 240 &&
-                isHoplas(*x, w)) {
-                return QRect(g->x, g->y, g->width, g->height);
+        for (const std::uint32_t w : desktop.topLevelWindows()) {
+            const auto g = desktop.geometry(w);
+            if (g && g->width() >= 240 && desktop.viewable(w) && desktop.overrideRedirect(w) &&
+                isHoplas(w)) {
+                return g;
             }
         }
         return std::nullopt;
@@ -592,7 +533,7 @@ TEST_F(HoplaLaunch, TheRabbitDocksUnlessHiddenAndAClickOpensTheDrawnMenuAtIt) {
             },
             2s);
         ASSERT_TRUE((at = iconCentre()));
-        click(*at);
+        desktop.click(*at);
         desktop.waitFor([&] { return menuGeometry().has_value(); }, 3s);
     }
     ASSERT_TRUE(menuGeometry().has_value()) << "no drawn menu after a click on the tray icon";

@@ -1,12 +1,11 @@
 #include "core/KeyboardTap.h"
 #include "platform/qt/QtScheduler.h"
 #include "platform/x11/ClientWindows.h"
+#include "platform/x11/SwitchKeyGrabs.h"
 #include "platform/x11/X11KeyEventSource.h"
 #include "platform/x11/X11Keyboard.h"
 #include "platform/x11/XConnection.h"
 #include "tests/support/X11Desktop.h"
-
-#include <xcb/xtest.h>
 
 #include <gtest/gtest.h>
 
@@ -61,8 +60,7 @@ constexpr xcb_keycode_t keyD = 32 + 8, keyReturn = 28 + 8;
 TEST_F(X11KeyboardTapTest, ASwitchFromTheKeyboardTakesItsKeysAndLeavesTheRestToTheApplication) {
     ASSERT_TRUE(tap.start()) << source.lastFailure().value_or(Failure{}).what;
     EXPECT_EQ(source.lastKeyPointer(), std::nullopt);
-    xcb_test_fake_input(x->raw(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, x->root(), 1201, 37, 0);
-    free(xcb_get_input_focus_reply(x->raw(), xcb_get_input_focus(x->raw()), nullptr));
+    desktop.movePointer({1201, 37});
     key(super(), true);
     tapKey(tab());
     ASSERT_TRUE(deliveredUpTo(1));
@@ -102,48 +100,65 @@ TEST_F(X11KeyboardTapTest, AFastTapStillEndsInRelease) {
     EXPECT_EQ(delivered[1], GestureAction::release());
 }
 
+void setLayout(const QStringList& arguments) {
+    QProcess setxkbmap;
+    setxkbmap.start("setxkbmap", arguments);
+    ASSERT_TRUE(setxkbmap.waitForFinished(10000));
+    ASSERT_EQ(setxkbmap.exitCode(), 0);
+}
+
 TEST_F(X11KeyboardTapTest, ShiftOpensBackwardsAndALayoutChangeRebuildsLettersAndGrabs) {
     ASSERT_TRUE(tap.start()) << source.lastFailure().value_or(Failure{}).what;
-    constexpr std::int64_t zPosition = 6;
+    constexpr std::int64_t zPosition = 6, qPosition = 12;
     EXPECT_EQ(tap.letterFor(zPosition), 'Z');
-    QProcess setxkbmap;
-    setxkbmap.start("setxkbmap", {"-layout", "de"});
-    ASSERT_TRUE(setxkbmap.waitForFinished(10000));
+    setLayout({"-layout", "de"});
     ASSERT_TRUE(desktop.waitFor([&] { return tap.letterFor(zPosition) == 'Y'; }));
 
-    const auto shiftKeys = [&] {
-        auto k = hopla::x11::readServerKeyboard(*x, nullptr);
-        return std::move(*k);
-    }();
+    const auto keys = std::move(*hopla::x11::readServerKeyboard(*x, nullptr));
     constexpr xcb_keycode_t leftShift = 42 + 8;
-    key(shiftKeys.superKeys.front(), true);
+    key(keys.superKeys.front(), true);
     key(leftShift, true);
-    tapKey(shiftKeys.tabKeys.front()); // the grabs were made again for the new mapping
+    tapKey(keys.tabKeys.front()); // the grabs were made again for the new mapping
     key(leftShift, false);
     ASSERT_TRUE(deliveredUpTo(1));
     EXPECT_EQ(delivered[0], GestureAction::tab(true));
-    key(shiftKeys.superKeys.front(), false);
-    xcb_flush(x->raw());
+    key(keys.superKeys.front(), false);
     ASSERT_TRUE(deliveredUpTo(2));
-    setxkbmap.start("setxkbmap", {"-layout", "us"});
-    setxkbmap.waitForFinished(10000);
+
+    // The Russian group is active: the letters come from the Latin one beside it.
+    setLayout({"-layout", "ru,us"});
+    EXPECT_TRUE(desktop.waitFor([&] { return tap.letterFor(qPosition) == 'Q'; }));
+    setLayout({"-layout", "us"});
 }
 
-TEST_F(X11KeyboardTapTest, AnotherProgramHoldingSuperTabMakesStartFailWithTheCombinationNamed) {
+TEST_F(X11KeyboardTapTest, AGrabHeldElsewhereIsNamedAndNothingIsKeptHalfway) {
     auto rival = hopla::x11::XConnection::open(nullptr, nullptr);
-    const hopla::x11::Reply<xcb_generic_error_t> refused(xcb_request_check(
-        rival->raw(), xcb_grab_key_checked(rival->raw(), 1, rival->root(), keyboard.superMask,
-                                           tab(), XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
-    ASSERT_FALSE(refused);
+    xcb_grab_key(rival->raw(), 1, rival->root(),
+                 static_cast<std::uint16_t>(keyboard.superMask | XCB_MOD_MASK_SHIFT), tab(),
+                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    free(xcb_get_input_focus_reply(rival->raw(), xcb_get_input_focus(rival->raw()), nullptr));
     EXPECT_FALSE(tap.start());
     const auto failure = source.lastFailure();
     ASSERT_TRUE(failure);
     EXPECT_EQ(failure->reason, Failure::Reason::shortcutTaken);
-    EXPECT_EQ(failure->what, "Super+Tab");
+    EXPECT_EQ(failure->what, "Super+Shift+Tab");
     // X11 names no holder: the window manager is the one to suspect when no switcher runs.
     EXPECT_EQ(failure->holder.kind, hopla::ShortcutHolder::Kind::windowManager);
     EXPECT_EQ(failure->holder.name, "Openbox");
     EXPECT_FALSE(failure->holder.releasable);
+
+    rival.reset(); // its grab goes with it; the tap's were released too
+    EXPECT_FALSE(desktop.keyHeldElsewhere(keyboard.superMask, tab()))
+        << "a Super+Tab grab was left behind";
+    using hopla::x11::SwitchKeyGrabs;
+    auto grabs = SwitchKeyGrabs::grab(*x, keyboard, keyboard.superMask);
+    ASSERT_TRUE(std::holds_alternative<SwitchKeyGrabs>(grabs));
+    EXPECT_EQ(std::get<SwitchKeyGrabs>(grabs).count(),
+              keyboard.tabKeys.size() * 2 * 4); // with and without Shift, × CapsLock × NumLock
+    // openbox binds Alt+Tab itself.
+    auto alt = SwitchKeyGrabs::grab(*x, keyboard, XCB_MOD_MASK_1);
+    ASSERT_TRUE(std::holds_alternative<hopla::x11::GrabConflict>(alt));
+    EXPECT_EQ(std::get<hopla::x11::GrabConflict>(alt).combination, "Alt+Tab");
 }
 
 } // namespace

@@ -12,8 +12,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include <xcb/xtest.h>
-
 #include <gtest/gtest.h>
 
 namespace {
@@ -65,63 +63,32 @@ struct X11PanelTest : ::testing::Test {
         return window;
     }
 
-    // The screen's pixels in the rectangle, read in one GetImage of the root.
-    QImage screen(QRect area) {
-        const hopla::x11::Reply<xcb_get_image_reply_t> image(
-            xcb_get_image_reply(x->raw(),
-                                xcb_get_image(x->raw(), XCB_IMAGE_FORMAT_Z_PIXMAP, x->root(),
-                                              area.x(), area.y(), area.width(), area.height(), ~0u),
-                                nullptr));
-        if (!image) {
-            return {};
-        }
-        return QImage(xcb_get_image_data(image.get()), area.width(), area.height(),
-                      QImage::Format_RGB32)
-            .copy();
+    // What the server shows of the panel once it has handled all Qt sent, before Qt had a
+    // chance to paint: Qt's connection is synchronised, and no event is handled meanwhile.
+    QImage shownNow() {
+        xcb_connection_t* qt =
+            qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection();
+        free(xcb_get_input_focus_reply(qt, xcb_get_input_focus(qt), nullptr));
+        return desktop.screen(panel->window().geometry());
     }
-    // What the panel shows the moment the server has mapped it, before Qt had a chance to
-    // paint: Qt's connection is synchronised, and no event is handled meanwhile.
     QImage firstPixels(const hopla::SwitchSession& shown) {
         panel->show(shown, {});
-        auto* native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-        xcb_connection_t* qt = native->connection();
-        free(xcb_get_input_focus_reply(qt, xcb_get_input_focus(qt), nullptr));
-        return screen(panel->window().geometry());
+        return shownNow();
     }
 
-    QColor rootPixel(QPoint at) {
-        const hopla::x11::Reply<xcb_get_image_reply_t> image(
-            xcb_get_image_reply(x->raw(),
-                                xcb_get_image(x->raw(), XCB_IMAGE_FORMAT_Z_PIXMAP, x->root(),
-                                              at.x(), at.y(), 1, 1, ~0u),
-                                nullptr));
-        if (!image || xcb_get_image_data_length(image.get()) < 4) {
-            return {};
-        }
-        const auto* p = xcb_get_image_data(image.get());
-        return QColor(p[2], p[1], p[0]);
-    }
+    QColor rootPixel(QPoint at) { return desktop.screen(QRect(at, QSize(1, 1))).pixelColor(0, 0); }
 };
 
 TEST_F(X11PanelTest, ShowingAndClickingNeverTakesTheFocusFromTheFrontmostApplication) {
     const xcb_window_t keeper = focusedClient();
     panel->show(session(), {});
     ASSERT_TRUE(desktop.waitFor([&] { return viewable(); }));
-    const hopla::x11::Reply<xcb_get_window_attributes_reply_t> attributes(
-        xcb_get_window_attributes_reply(
-            x->raw(), xcb_get_window_attributes(x->raw(), panel->window().winId()), nullptr));
-    ASSERT_TRUE(attributes);
-    EXPECT_TRUE(attributes->override_redirect) << "the window manager must leave the panel alone";
+    EXPECT_TRUE(desktop.overrideRedirect(panel->window().winId()))
+        << "the window manager must leave the panel alone";
     EXPECT_EQ(hopla::x11::readActiveWindow(*x), keeper);
 
     // A real click through the X server, on the third tile.
-    const QPoint target = panel->view().mapToGlobal(panel->view().tileRect(2).center());
-    xcb_test_fake_input(x->raw(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, x->root(), target.x(),
-                        target.y(), 0);
-    xcb_test_fake_input(x->raw(), XCB_BUTTON_PRESS, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
-    xcb_test_fake_input(x->raw(), XCB_BUTTON_RELEASE, 1, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0,
-                        0);
-    xcb_flush(x->raw());
+    desktop.click(panel->view().mapToGlobal(panel->view().tileRect(2).center()));
     ASSERT_TRUE(desktop.waitFor([&] { return !clicked.empty(); }));
     EXPECT_EQ(clicked, (std::vector<hopla::ProcessId>{3}));
     EXPECT_TRUE(desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == keeper; }));
@@ -174,10 +141,7 @@ TEST_F(X11PanelTest, TheWindowShowsTheWholeSessionFromItsFirstPixelsAndEachChang
         hopla::SwitchSession stepped = session();
         stepped.step(false);
         panel->update(stepped);
-        auto* native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-        free(xcb_get_input_focus_reply(native->connection(),
-                                       xcb_get_input_focus(native->connection()), nullptr));
-        const QImage afterStep = screen(panel->window().geometry());
+        const QImage afterStep = shownNow();
         EXPECT_LT(differingInside(afterStep, painted()), first.width() * first.height() / 100);
         EXPECT_GT(differingInside(afterStep, first), 100) << "the selection moved";
         panel->hide();
