@@ -124,8 +124,17 @@ TEST_F(ActivationTest, RefusalOpensThroughTheWorkspaceWithoutTouchingWindows) {
     EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::requestRejected);
 }
 
-TEST_F(ActivationTest, WindowProblemsMapToTheirFailures) {
-    app(1, false); // unreadable windows, nowhere to reopen from
+TEST_F(ActivationTest, WithoutUsableWindowsItReopensThroughTheWorkspaceOrSaysWhatFailed) {
+    app(4, false)->bundle = "/apps/four.desktop"; // unreadable windows: reopened, confirmed
+    activate(4);
+    restorerAnswers();
+    scheduler.runDue();
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_TRUE(std::holds_alternative<hopla::RunningApplicationPtr>(results[0]));
+    EXPECT_EQ(workspace.openRequests.size(), 1u);
+
+    results.clear();
+    app(1, false); // nowhere to reopen from
     activate(1);
     restorerAnswers();
     EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::reopenFailed);
@@ -144,16 +153,6 @@ TEST_F(ActivationTest, WindowProblemsMapToTheirFailures) {
     activate(3);
     restorerAnswers();
     EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::windowRestoreFailed);
-}
-
-TEST_F(ActivationTest, ReopenThroughTheWorkspaceThenConfirms) {
-    app(1, false)->bundle = "/apps/one.desktop";
-    activate(1);
-    restorerAnswers();
-    scheduler.runDue();
-    ASSERT_EQ(results.size(), 1u);
-    EXPECT_TRUE(std::holds_alternative<hopla::RunningApplicationPtr>(results[0]));
-    EXPECT_EQ(workspace.openRequests.size(), 1u);
 }
 
 TEST_F(ActivationTest, OnlyTheCurrentRequestEverCompletes) {

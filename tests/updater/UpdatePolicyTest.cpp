@@ -4,7 +4,6 @@
 #include "updater/ReleaseNotes.h"
 #include "updater/UpdaterText.h"
 
-#include <QApplication>
 #include <QDialogButtonBox>
 #include <QMessageBox>
 #include <QTextBrowser>
@@ -217,11 +216,3 @@ TEST(UpdateConfiguration, ChangelogPagesAndTheVersionLine) {
 }
 
 } // namespace
-
-int main(int argc, char** argv) {
-    // Markdown goes through Qt's text document, and the prompt is a widget.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}
