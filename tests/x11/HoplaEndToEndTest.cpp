@@ -127,12 +127,16 @@ struct HoplaEndToEnd : ::testing::Test {
     }
 };
 
-TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBack) {
+TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBackRestoringIt) {
     const xcb_window_t first = client("First");
     const xcb_window_t second = client("Second"); // now frontmost; First was used before it
     settle();
+    desktop.minimize(first);
+    ASSERT_TRUE(
+        desktop.waitFor([&] { return hopla::x11::readClientWindow(*x, first).value().minimized; }));
     superTab();
     EXPECT_TRUE(desktop.waitFor([&] { return active() == first; }));
+    EXPECT_FALSE(hopla::x11::readClientWindow(*x, first).value().minimized);
     settle();
     superTab(); // and back again
     EXPECT_TRUE(desktop.waitFor([&] { return active() == second; }));
@@ -164,18 +168,6 @@ TEST_F(HoplaEndToEnd, AUniqueLetterSwitchesAtOnceAndEscapeCancels) {
     EXPECT_FALSE(desktop.waitFor([&] { return active() != lima; }, 600ms))
         << "Escape must switch nothing; active " << active() << ", Lima " << lima << ", Mike "
         << mike;
-}
-
-TEST_F(HoplaEndToEnd, SwitchingToAMinimizedApplicationRestoresIt) {
-    const xcb_window_t hidden = client("Hidden");
-    client("Front");
-    settle();
-    desktop.minimize(hidden);
-    ASSERT_TRUE(desktop.waitFor(
-        [&] { return hopla::x11::readClientWindow(*x, hidden).value().minimized; }));
-    superTab();
-    EXPECT_TRUE(desktop.waitFor([&] { return active() == hidden; }));
-    EXPECT_FALSE(hopla::x11::readClientWindow(*x, hidden).value().minimized);
 }
 
 // How Hopla starts: the settings window, or none at login; one Hopla at a time; preview.
@@ -225,17 +217,12 @@ TEST_F(HoplaLaunch, APlainLaunchShowsTheSettingsAndALaterOneBringsThemBack) {
         << "the running Hopla brought its settings forward";
 }
 
-TEST_F(HoplaLaunch, ALaunchAtLoginOpensNoWindow) {
-    start({QStringLiteral("--login-item")});
-    ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
-    EXPECT_FALSE(desktop.waitFor([&] { return settingsWindow().has_value(); }, 1500ms));
-}
-
-TEST_F(HoplaLaunch, APreviewSavesThePanelBesideARunningHopla) {
+TEST_F(HoplaLaunch, ALaunchAtLoginOpensNoWindowAndAPreviewSavesThePanelBesideIt) {
     client("Alpha");
     client("Bravo");
     start({QStringLiteral("--login-item")});
     ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
+    EXPECT_FALSE(desktop.waitFor([&] { return settingsWindow().has_value(); }, 1500ms));
     const QString path = config.filePath("panel.png");
     start({QStringLiteral("--preview"), QStringLiteral("--panel-screenshot"), path});
     ASSERT_TRUE(desktop.waitFor([&] { return QImage(path).width() > 0; }, 10s));
