@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -57,13 +58,17 @@ private:
     int error_ = 0;
 };
 
+// The file's folder, made where missing; the system's own reason when that fails (a
+// read-only disk says so, rather than a guess).
 std::optional<ConfigurationFailure> makeParent(const QString& path) {
     const QString folder = QFileInfo(path).absolutePath();
-    if (QDir().mkpath(folder)) {
+    std::error_code error;
+    std::filesystem::create_directories(QFile::encodeName(folder).toStdString(), error);
+    if (!error && QFileInfo(folder).isDir()) {
         return std::nullopt;
     }
-    const int error = QFileInfo(folder).exists() ? ENOTDIR : EACCES;
-    return ConfigurationFailure::system(QStringLiteral("%1: %2").arg(folder, systemError(error)));
+    return ConfigurationFailure::system(
+        QStringLiteral("%1: %2").arg(folder, systemError(error ? error.value() : ENOTDIR)));
 }
 
 // Written aside, renamed into place, then the folder synced: a crash at any moment leaves
