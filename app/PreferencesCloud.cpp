@@ -3,6 +3,7 @@
 #include "app/Preferences.h"
 #include "configuration/SecureConfigurationFileMonitor.h"
 #include "configuration/SecureConfigurationRepository.h"
+#include "platform/Folders.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -148,8 +149,8 @@ void Preferences::pollCloudConfiguration() {
 }
 
 std::optional<QString> Preferences::connectCloudFile() {
-    if (!QDir().mkpath(QFileInfo(cloudFilePath()).absolutePath())) {
-        return QFileInfo(cloudFilePath()).absolutePath();
+    if (auto failed = makeFolder(QFileInfo(cloudFilePath()).absolutePath())) {
+        return failed;
     }
     cloudRepository_.reset(); // forget what an earlier one had read
     if (QFileInfo::exists(cloudFilePath())) {

@@ -2,6 +2,7 @@
 
 #include "appearance/NativeMenu.h"
 #include "appearance/NativeMenuStyle.h"
+#include "platform/Folders.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -185,8 +186,8 @@ Result run(const std::vector<Scene>& scenes, const Appearance& appearance, const
     Recorder recorder(dir);
     std::vector<QPointer<QWidget>> shown; // every scene's window, hidden before the next
     try {
-        if (!QDir().mkpath(dir)) {
-            throw Failure{QStringLiteral("cannot create the evidence folder ") + dir};
+        if (const auto failed = makeFolder(dir)) {
+            throw Failure{QStringLiteral("cannot create the evidence folder ") + *failed};
         }
         for (const Phase& phase : phases) {
             appearance.force(phase.dark);

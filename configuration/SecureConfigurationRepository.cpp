@@ -1,5 +1,6 @@
 #include "configuration/SecureConfigurationRepository.h"
 
+#include "platform/Folders.h"
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
@@ -11,7 +12,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -58,17 +58,11 @@ private:
     int error_ = 0;
 };
 
-// The file's folder, made where missing; the system's own reason when that fails (a
-// read-only disk says so, rather than a guess).
 std::optional<ConfigurationFailure> makeParent(const QString& path) {
-    const QString folder = QFileInfo(path).absolutePath();
-    std::error_code error;
-    std::filesystem::create_directories(QFile::encodeName(folder).toStdString(), error);
-    if (!error && QFileInfo(folder).isDir()) {
-        return std::nullopt;
+    if (const auto failed = makeFolder(QFileInfo(path).absolutePath())) {
+        return ConfigurationFailure::system(*failed);
     }
-    return ConfigurationFailure::system(
-        QStringLiteral("%1: %2").arg(folder, systemError(error ? error.value() : ENOTDIR)));
+    return std::nullopt;
 }
 
 // Written aside, renamed into place, then the folder synced: a crash at any moment leaves

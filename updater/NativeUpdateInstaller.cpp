@@ -1,5 +1,6 @@
 #include "updater/NativeUpdateInstaller.h"
 
+#include "platform/Folders.h"
 #include "updater/ArchiveExtraction.h"
 #include "updater/BundleSignature.h"
 #include "updater/UpdaterText.h"
@@ -57,9 +58,8 @@ Result<QString> prepare(const QByteArray& data, const NativeUpdateManifest& mani
     const QString staging =
         QDir::temp().filePath(configuration.product + QStringLiteral("-update-") +
                               QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
-    if (!QDir().mkpath(staging)) {
-        return systemError(QStringLiteral("cannot make the folder %1: %2")
-                               .arg(staging, QString::fromLocal8Bit(std::strerror(errno))));
+    if (const auto failed = makeFolder(staging)) {
+        return systemError(QStringLiteral("cannot make the folder ") + *failed);
     }
     const auto fail = [&staging](Error error) -> Result<QString> {
         QDir(staging).removeRecursively();

@@ -1,5 +1,6 @@
 #include "platform/xdg/XdgAutostart.h"
 
+#include "platform/Folders.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -69,8 +70,8 @@ std::optional<QString> XdgAutostart::setEnabled(bool enabled) {
         }
         return std::nullopt;
     }
-    if (!QDir().mkpath(QFileInfo(path).absolutePath())) {
-        return QStringLiteral("%1 could not be created").arg(QFileInfo(path).absolutePath());
+    if (auto failed = makeFolder(QFileInfo(path).absolutePath())) {
+        return failed;
     }
     QStringList exec;
     for (const QString& argument : command_) {

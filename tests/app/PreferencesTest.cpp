@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
+
 namespace {
 
 using hopla::AppAppearance;
@@ -110,9 +113,9 @@ TEST_F(AutostartTest, TheEntryRoundTripsDesktopsOptOutsAreHonouredAndRefusalsSay
     QFile blocker(config.filePath("autostart")); // a file where the folder should be
     ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
     blocker.close();
-    const auto failure = autostart.setEnabled(true);
-    ASSERT_TRUE(failure.has_value()) << "an unwritable folder gives a reason";
-    EXPECT_FALSE(failure->isEmpty());
+    EXPECT_EQ(autostart.setEnabled(true),
+              config.filePath("autostart") + ": " + QString::fromLocal8Bit(std::strerror(ENOTDIR)))
+        << "an unwritable folder gives the system's reason";
 }
 
 } // namespace
