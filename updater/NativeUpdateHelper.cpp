@@ -1,7 +1,6 @@
 #include "updater/NativeUpdateHelper.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QUuid>
@@ -13,6 +12,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 namespace hopla::NativeUpdateHelper {
@@ -39,25 +39,19 @@ QString sibling(const QString& current, const char* role) {
                                  QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
 }
 
-// Copies a folder of folders and regular files, modes kept.
-bool copyTree(const QString& from, const QString& to) {
-    if (!QDir().mkpath(to)) {
-        return false;
+// Copies the staged folder to another file system, modes kept, links as links; the
+// system's reason when that fails.
+std::optional<Error> copyAcross(const QString& from, const QString& to) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    fs::copy(QFile::encodeName(from).toStdString(), QFile::encodeName(to).toStdString(),
+             fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
+    if (!error) {
+        return std::nullopt;
     }
-    QFile::setPermissions(to, QFileInfo(from).permissions());
-    QDirIterator entries(from, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-    while (entries.hasNext()) {
-        const QFileInfo entry(entries.next());
-        const QString target = to + QLatin1Char('/') + entry.fileName();
-        if (entry.isSymLink()) {
-            return false;
-        }
-        if (entry.isDir() ? !copyTree(entry.filePath(), target)
-                          : !QFile::copy(entry.filePath(), target)) {
-            return false;
-        }
-    }
-    return true;
+    const QString message = QStringLiteral("cannot copy %1 to %2: %3")
+                                .arg(from, to, QString::fromLocal8Bit(error.message().c_str()));
+    return Error{std::nullopt, message, message};
 }
 
 } // namespace
@@ -127,11 +121,13 @@ std::optional<Error> replaceApplication(const QString& source, const QString& cu
     // one file system.
     const QString incoming = sibling(current, ".incoming-");
     if (!renamePath(source, incoming)) {
-        if (errno != EXDEV || !copyTree(source, incoming)) {
-            const Error error =
-                systemError(QStringLiteral("cannot bring %1 next to %2").arg(source, current));
+        std::optional<Error> failed =
+            errno == EXDEV
+                ? copyAcross(source, incoming)
+                : systemError(QStringLiteral("cannot bring %1 next to %2").arg(source, current));
+        if (failed) {
             QDir(incoming).removeRecursively();
-            return error;
+            return failed;
         }
     }
     report(Step::staged);

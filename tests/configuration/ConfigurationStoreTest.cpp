@@ -3,6 +3,7 @@
 // and the monitor through replacements and a vanishing folder.
 #include "configuration/SecureConfigurationFileMonitor.h"
 #include "configuration/SecureConfigurationRepository.h"
+#include "tests/support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -28,6 +29,7 @@ using hopla::SecureConfigurationError;
 using hopla::SecureConfigurationFileMonitor;
 using hopla::SecureConfigurationRepository;
 using Repository = SecureConfigurationRepository;
+using hopla::testing::MountedFolder;
 
 struct ConfigurationStoreTest : ::testing::Test {
     QTemporaryDir dir;
@@ -139,21 +141,6 @@ TEST_F(ConfigurationStoreTest, AWriterKilledAtAnyMomentLeavesTheOldBytesOrTheNew
     // What a killed writer left aside is not taken for the file.
     EXPECT_TRUE(std::holds_alternative<QByteArray>(repository().read()));
 }
-
-// A small file system of its own, mounted for the test (needs root, as CI has).
-struct MountedFolder {
-    QTemporaryDir dir;
-    bool mounted = false;
-    explicit MountedFolder(const QString& options) {
-        mounted =
-            QProcess::execute("mount", {"-t", "tmpfs", "-o", options, "tmpfs", dir.path()}) == 0;
-    }
-    ~MountedFolder() {
-        if (mounted) {
-            QProcess::execute("umount", {dir.path()});
-        }
-    }
-};
 
 TEST_F(ConfigurationStoreTest, AFullOrReadOnlyDiskGivesTheSystemsReasonAndKeepsTheFile) {
     MountedFolder full("size=64k");

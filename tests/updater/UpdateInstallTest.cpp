@@ -348,6 +348,19 @@ TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
     EXPECT_EQ(relaunched, std::vector<QString>{current});
     EXPECT_EQ(leftovers(), QStringList{"Hopla.AppDir"});
 
+    // Staged on another file system: copied next to the old one, modes kept.
+    hopla::testing::MountedFolder elsewhere("size=8m");
+    if (elsewhere.mounted) {
+        fresh();
+        const QString across = elsewhere.dir.filePath("Hopla.AppDir");
+        makeAppDir(across, "1.4.2", "58");
+        sign(across);
+        EXPECT_FALSE(NativeUpdateHelper::replaceApplication(across, current, starts));
+        EXPECT_EQ(versionAt(current), "1.4.2");
+        EXPECT_TRUE(whole(current));
+        EXPECT_EQ(leftovers(), QStringList{"Hopla.AppDir"});
+    }
+
     // Killed at any step, the target holds one whole Hopla, old or new.
     for (auto step : {NativeUpdateHelper::Step::staged, NativeUpdateHelper::Step::swapped,
                       NativeUpdateHelper::Step::relaunched, NativeUpdateHelper::Step::cleaned}) {
