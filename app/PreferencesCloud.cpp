@@ -3,7 +3,7 @@
 #include "app/Preferences.h"
 #include "configuration/SecureConfigurationFileMonitor.h"
 #include "configuration/SecureConfigurationRepository.h"
-#include "platform/Folders.h"
+#include "platform/FileSystem.h"
 
 #include <QDir>
 #include <QFileInfo>

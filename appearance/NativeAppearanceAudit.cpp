@@ -2,7 +2,7 @@
 
 #include "appearance/NativeMenu.h"
 #include "appearance/NativeMenuStyle.h"
-#include "platform/Folders.h"
+#include "platform/FileSystem.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -16,7 +16,6 @@
 #include <QLayout>
 #include <QMessageBox>
 #include <QPointer>
-#include <QSaveFile>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSettings>
@@ -103,9 +102,8 @@ public:
             throw Failure{QStringLiteral("PNG encoding failed")};
         }
         const QString path = QDir(dir_).filePath(scene + QLatin1Char('-') + phase + ".png");
-        QSaveFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(png) != png.size() || !file.commit()) {
-            throw Failure{QStringLiteral("cannot write %1: %2").arg(path, file.errorString())};
+        if (const auto failed = saveFile(path, png)) {
+            throw Failure{QStringLiteral("cannot write %1: %2").arg(path, *failed)};
         }
         captures_.push_back({scene, phase, path, image.width(), image.height()});
     }
@@ -245,14 +243,15 @@ bool writeSummary(const Result& result, const QString& dir, QString* error) {
                               {"liveAppearanceCycle", cycle},
                               {"captures", captures},
                               {"error", result.error}};
-    QDir().mkpath(dir);
-    QSaveFile file(QDir(dir).filePath(QStringLiteral("summary.json")));
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(QJsonDocument(summary).toJson(QJsonDocument::Indented)) < 0 || !file.commit()) {
-        *error = QStringLiteral("cannot write %1: %2").arg(file.fileName(), file.errorString());
-        return false;
+    const QString path = QDir(dir).filePath(QStringLiteral("summary.json"));
+    auto failed = makeFolder(dir);
+    if (!failed) {
+        failed = saveFile(path, QJsonDocument(summary).toJson(QJsonDocument::Indented));
     }
-    return true;
+    if (failed) {
+        *error = QStringLiteral("cannot write %1: %2").arg(path, *failed);
+    }
+    return !failed;
 }
 
 bool runIfRequested(const QStringList& arguments, std::vector<Scene> scenes,

@@ -1,12 +1,11 @@
 #include "configuration/SecureConfigurationRepository.h"
 
-#include "platform/Folders.h"
+#include "platform/FileSystem.h"
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QStandardPaths>
 
 #include <cerrno>
@@ -68,10 +67,8 @@ std::optional<ConfigurationFailure> makeParent(const QString& path) {
 // Written aside, renamed into place, then the folder synced: a crash at any moment leaves
 // the old bytes or the new ones.
 std::optional<ConfigurationFailure> writeAtomically(const QString& path, const QByteArray& data) {
-    QSaveFile file(path);
-    file.setDirectWriteFallback(false);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
-        return ConfigurationFailure::system(file.errorString());
+    if (const auto failed = saveFile(path, data)) {
+        return ConfigurationFailure::system(*failed);
     }
     const int folder = ::open(QFile::encodeName(QFileInfo(path).absolutePath()).constData(),
                               O_RDONLY | O_DIRECTORY | O_CLOEXEC);

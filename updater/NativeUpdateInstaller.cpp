@@ -1,13 +1,12 @@
 #include "updater/NativeUpdateInstaller.h"
 
-#include "platform/Folders.h"
+#include "platform/FileSystem.h"
 #include "updater/ArchiveExtraction.h"
 #include "updater/BundleSignature.h"
 #include "updater/UpdaterText.h"
 
 #include <QCryptographicHash>
 #include <QDir>
-#include <QSaveFile>
 #include <QUuid>
 
 #include <spawn.h>
@@ -66,9 +65,8 @@ Result<QString> prepare(const QByteArray& data, const NativeUpdateManifest& mani
         return error;
     };
     const QString archive = staging + QStringLiteral("/update.zip");
-    QSaveFile file(archive);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
-        return fail(systemError(file.errorString()));
+    if (const auto failed = saveFile(archive, data)) {
+        return fail(systemError(QStringLiteral("cannot write %1: %2").arg(archive, *failed)));
     }
     if (auto refused = extractUpdateArchive(archive, staging, configuration.bundleName(),
                                             configuration.limits)) {

@@ -1,11 +1,10 @@
 #include "platform/xdg/XdgAutostart.h"
 
-#include "platform/Folders.h"
+#include "platform/FileSystem.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QStandardPaths>
 
 namespace hopla {
@@ -77,19 +76,11 @@ std::optional<QString> XdgAutostart::setEnabled(bool enabled) {
     for (const QString& argument : command_) {
         exec << quoted(argument);
     }
-    QSaveFile entry(path); // written whole or not at all
-    if (!entry.open(QIODevice::WriteOnly | QIODevice::Text)) {
-        return entry.errorString();
-    }
     const QString text =
         QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\nTerminal=false\n"
                        "X-GNOME-Autostart-enabled=true\n")
             .arg(name_, exec.join(QLatin1Char(' ')));
-    entry.write(text.toUtf8());
-    if (!entry.commit()) {
-        return entry.errorString();
-    }
-    return std::nullopt;
+    return saveFile(path, text.toUtf8()); // written whole or not at all
 }
 
 } // namespace hopla

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 #include <optional>
@@ -10,5 +11,10 @@ namespace hopla {
 // afterwards; otherwise the folder and the system's own reason ("…/Hopla: Read-only file
 // system", "…/autostart: Not a directory"), fit to show to the user.
 std::optional<QString> makeFolder(const QString& path);
+
+// Writes the file whole or not at all: written aside, then renamed into place. Nothing on
+// success; otherwise the system's own reason ("No space left on device"). A short write
+// is never committed.
+std::optional<QString> saveFile(const QString& path, const QByteArray& bytes);
 
 } // namespace hopla
