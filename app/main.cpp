@@ -2,6 +2,7 @@
 #include "app/SingleInstance.h"
 #include "app/Translations.h"
 #include "appearance/NativeAppearanceAudit.h"
+#include "platform/x11/X11Trust.h"
 #include "updater/NativeUpdateArchiveVerification.h"
 #include "updater/NativeUpdateHelper.h"
 
@@ -89,18 +90,22 @@ int main(int argc, char* argv[]) {
         return 0;
     }
     const char* display = std::getenv("DISPLAY");
-    if ((!display || !*display) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        if (hopla::NativeAppearanceAudit::requested(arguments)) {
-            QCoreApplication application(argc, argv); // for the summary's paths
-            hopla::NativeAppearanceAudit::failAtOnce(
-                arguments, QStringLiteral("Window capture requires an X display (DISPLAY is "
-                                          "not set)"));
+    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    if (platform.isEmpty() || platform == "xcb") {
+        // Qt would abort without a word of Hopla's: say what is missing and stop.
+        if (const auto problem = hopla::x11::displayProblem()) {
+            if (hopla::NativeAppearanceAudit::requested(arguments)) {
+                QCoreApplication application(argc, argv); // for the summary's paths
+                hopla::NativeAppearanceAudit::failAtOnce(
+                    arguments,
+                    QStringLiteral("Window capture requires an X display (%1)").arg(*problem));
+            }
+            std::fprintf(stderr,
+                         "hopla: %s. Hopla switches applications on an X11 desktop; "
+                         "scripts/run-hopla starts a demo desktop when there is none.\n",
+                         qPrintable(*problem));
+            return 1;
         }
-        std::fprintf(
-            stderr,
-            "hopla: no X display: DISPLAY is not set. Hopla switches applications on an X11 "
-            "desktop; scripts/run-hopla starts a demo desktop when there is none.\n");
-        return 1;
     }
 
     QApplication application(argc, argv);

@@ -40,4 +40,12 @@ TrustReport checkTrust(const QString& qtPlatformName) {
     return {true, {}};
 }
 
+std::optional<QString> displayProblem() {
+    std::string error;
+    if (XConnection::open(nullptr, &error)) {
+        return std::nullopt;
+    }
+    return QString::fromStdString(error);
+}
+
 } // namespace hopla::x11

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <optional>
+
 namespace hopla::x11 {
 
 // Whether Hopla can see and steer the keyboard here: an X11 session (Qt on its xcb
@@ -12,5 +14,9 @@ struct TrustReport {
 };
 
 TrustReport checkTrust(const QString& qtPlatformName);
+
+// Nothing when an X server answers at $DISPLAY; otherwise why not ("no X display: DISPLAY
+// is not set", "cannot connect to the X server at :1"), to say before Qt tries and aborts.
+std::optional<QString> displayProblem();
 
 } // namespace hopla::x11

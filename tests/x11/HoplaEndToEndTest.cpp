@@ -313,7 +313,7 @@ TEST_F(HoplaSelfCheck, TheAppearanceAuditCapturesEverySceneInEachPhaseAndLeavesT
     EXPECT_EQ(after.readAll(), userBytes) << "the user's settings were touched";
 }
 
-TEST_F(HoplaSelfCheck, TheAppearanceAuditFailsAtOnceWithoutADisplay) {
+TEST_F(HoplaSelfCheck, WithoutADisplayHoplaAndTheAuditSayWhyAndEnd) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove("DISPLAY");
     environment.remove("QT_QPA_PLATFORM");
@@ -327,6 +327,13 @@ TEST_F(HoplaSelfCheck, TheAppearanceAuditFailsAtOnceWithoutADisplay) {
     QFile summary(evidence + "/summary.json");
     ASSERT_TRUE(summary.open(QIODevice::ReadOnly));
     EXPECT_EQ(QJsonDocument::fromJson(summary.readAll()).object()["status"].toString(), "failed");
+
+    // A display that no server answers (a stale DISPLAY): Hopla's own words, not Qt's abort.
+    environment.insert("DISPLAY", ":4095");
+    const auto [unreachable, said] = check({QStringLiteral("--login-item")}, environment);
+    EXPECT_EQ(unreachable, 1);
+    EXPECT_TRUE(said.startsWith("hopla: cannot connect to the X server at :4095"))
+        << said.toStdString();
 }
 
 // A Debian program's window, once it has the focus.
