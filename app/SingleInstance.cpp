@@ -35,7 +35,12 @@ SingleInstance::Claim SingleInstance::claim() {
     server_ = std::make_unique<QLocalServer>();
     server_->setSocketOptions(QLocalServer::UserAccessOption);
     if (!server_->listen(name_)) {
-        // Nobody answered, so what is there was left by an instance that died.
+        // Taken since we asked: a launch at the same moment (autostart and a click) got
+        // there first, and answers now. Else what is there was left by one that died.
+        if (tellRunningInstance()) {
+            server_.reset();
+            return Claim::another;
+        }
         QLocalServer::removeServer(name_);
         if (!server_->listen(name_)) {
             error_ = server_->errorString();
