@@ -1,8 +1,8 @@
 // One Hopla per user and display: the second launch reaches the first and makes it reopen.
 #include "app/SingleInstance.h"
+#include "tests/support/Pump.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QLocalSocket>
 #include <QTemporaryDir>
@@ -12,17 +12,6 @@
 namespace {
 
 using Claim = hopla::SingleInstance::Claim;
-
-template <typename Condition> bool runEventsUntil(Condition done) {
-    QDeadlineTimer deadline(5000);
-    while (!done()) {
-        if (deadline.hasExpired()) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
 
 struct SingleInstanceTest : ::testing::Test {
     QTemporaryDir dir;
@@ -38,7 +27,7 @@ TEST_F(SingleInstanceTest, ASecondLaunchMakesTheFirstReopenEachTime) {
     for (int launch = 1; launch <= 2; ++launch) {
         hopla::SingleInstance later(name);
         EXPECT_EQ(later.claim(), Claim::another);
-        EXPECT_TRUE(runEventsUntil([&] { return reopened == launch; }));
+        EXPECT_TRUE(hopla::testing::waitUntil([&] { return reopened == launch; }));
     }
 }
 
@@ -61,7 +50,8 @@ TEST_F(SingleInstanceTest, StrangersOnTheSocketAreHungUpOnWithoutAReopen) {
     ASSERT_TRUE(stranger.waitForConnected(1000));
     stranger.write(QByteArray(4096, 'x'));
     stranger.flush();
-    EXPECT_TRUE(runEventsUntil([&] { return stranger.state() == QLocalSocket::UnconnectedState; }));
+    EXPECT_TRUE(hopla::testing::waitUntil(
+        [&] { return stranger.state() == QLocalSocket::UnconnectedState; }));
     EXPECT_EQ(reopened, 0);
 }
 

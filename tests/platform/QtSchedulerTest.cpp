@@ -1,7 +1,7 @@
 #include "platform/qt/QtScheduler.h"
+#include "tests/support/Pump.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -13,15 +13,6 @@ using namespace std::chrono_literals;
 using hopla::QtScheduler;
 
 namespace {
-
-// Spins the event loop until the condition holds or a generous limit passes.
-template <typename Condition> bool processEventsUntil(Condition done) {
-    QDeadlineTimer limit(10s);
-    while (!done() && !limit.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
-    }
-    return done();
-}
 
 TEST(QtScheduler, PostFromAnyThreadRunsOnTheMainThreadInOrder) {
     QtScheduler scheduler;
@@ -37,7 +28,7 @@ TEST(QtScheduler, PostFromAnyThreadRunsOnTheMainThreadInOrder) {
         }
     });
     worker.join();
-    ASSERT_TRUE(processEventsUntil([&] { return order.size() == 3; }));
+    ASSERT_TRUE(hopla::testing::waitUntil([&] { return order.size() == 3; }));
     EXPECT_EQ(order, (std::vector<int>{0, 1, 2}));
     EXPECT_EQ(onMain, (std::vector<bool>{true, true, true}));
 }
@@ -49,7 +40,7 @@ TEST(QtScheduler, DelayedWorkRunsOnceAndCancelledWorkNever) {
     const auto doomed = scheduler.after(1ms, [&] { ++cancelled; });
     scheduler.cancel(doomed);
     scheduler.after(5ms, [&] { ++ran; });
-    ASSERT_TRUE(processEventsUntil([&] { return ran == 1; }));
+    ASSERT_TRUE(hopla::testing::waitUntil([&] { return ran == 1; }));
     int ticks = 0;
     hopla::Scheduler::TaskId repeating{};
     repeating = scheduler.repeat(1ms, 0ms, [&] {
@@ -57,10 +48,10 @@ TEST(QtScheduler, DelayedWorkRunsOnceAndCancelledWorkNever) {
             scheduler.cancel(repeating); // cancelling from its own tick is allowed
         }
     });
-    ASSERT_TRUE(processEventsUntil([&] { return ticks >= 3; }));
+    ASSERT_TRUE(hopla::testing::waitUntil([&] { return ticks >= 3; }));
     bool later = false; // twenty intervals on: a live repeating timer would have ticked again
     scheduler.after(20ms, [&] { later = true; });
-    ASSERT_TRUE(processEventsUntil([&] { return later; }));
+    ASSERT_TRUE(hopla::testing::waitUntil([&] { return later; }));
     EXPECT_EQ(ticks, 3);
     EXPECT_EQ(ran, 1);
     EXPECT_EQ(cancelled, 0);

@@ -123,31 +123,24 @@ TEST(SelfUpdate, BuildOneFindsBuildTwoAndRestartsIntoItFromTheSamePlace) {
     qputenv("LC_ALL", "C");
     QDir().mkpath(root.filePath("tmp"));
     QProcess* buildOne = desktop->launch(installed + "/AppRun", {"--login-item"});
-    const auto pump = [&](const std::function<bool()>& done, std::chrono::milliseconds limit) {
-        return desktop->waitFor(
-            [&] {
-                QCoreApplication::processEvents(QEventLoop::AllEvents, 20); // the server
-                return done();
-            },
-            limit);
-    };
     // Each prompt is a window titled with its question; Return chooses its first button
     // (download, then restart). A Return that came before the dialog had the keyboard is
-    // pressed again; a window titled otherwise (a failure) ends the test with its title.
+    // pressed again.
     const auto titled = [&](const char* text) { return desktop->windowTitled(text); };
     for (const char* title : {"Hopla 2.0 is available", "Hopla 2.0 is ready"}) {
-        ASSERT_TRUE(pump([&] { return titled(title) != 0; }, 30s)) << title << " never showed";
+        ASSERT_TRUE(desktop->waitFor([&] { return titled(title) != 0; }, 30s))
+            << title << " never showed";
         for (int attempt = 0; attempt < 5 && titled(title) != 0; ++attempt) {
-            pump([&] { return desktop->activeWindow() == titled(title); }, 2s);
+            desktop->waitFor([&] { return desktop->activeWindow() == titled(title); }, 2s);
             desktop->press(36); // Return
-            pump([&] { return titled(title) == 0; }, 3s);
+            desktop->waitFor([&] { return titled(title) == 0; }, 3s);
         }
         ASSERT_EQ(titled(title), 0u) << title << " was not answered";
     }
     // Build 1 quits, the helper swaps, build 2 runs from the install path.
-    ASSERT_TRUE(pump([&] { return buildOne->state() == QProcess::NotRunning; }, 30s));
+    ASSERT_TRUE(desktop->waitFor([&] { return buildOne->state() == QProcess::NotRunning; }, 30s));
     std::vector<pid_t> buildTwo;
-    ASSERT_TRUE(pump(
+    ASSERT_TRUE(desktop->waitFor(
         [&] {
             buildTwo = runningFrom(installed + "/usr/bin/hopla");
             return !buildTwo.empty() &&
@@ -161,7 +154,8 @@ TEST(SelfUpdate, BuildOneFindsBuildTwoAndRestartsIntoItFromTheSamePlace) {
         return QDir(root.filePath("apps"))
             .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     };
-    EXPECT_TRUE(pump([&] { return installFolder() == QStringList{"Hopla.AppDir"}; }, 30s))
+    EXPECT_TRUE(
+        desktop->waitFor([&] { return installFolder() == QStringList{"Hopla.AppDir"}; }, 30s))
         << installFolder().join(' ').toStdString();
     const QStringList staged = QDir(root.filePath("tmp")).entryList({"hopla-update-*"}, QDir::Dirs);
     ASSERT_EQ(staged.size(), 1);
