@@ -7,6 +7,7 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QFileInfo>
 #include <QUuid>
 
 #include <spawn.h>
@@ -118,6 +119,14 @@ std::optional<Error> startDetached(const QString& program, const QStringList& ar
 }
 
 std::optional<Error> launchHelper(const QString& stagedApplication, const QString& replacing) {
+    // The helper swaps folders beside the running Hopla once it has quit; whether it may
+    // is found out now, while the user can still be told.
+    const QString folder = QFileInfo(replacing).absolutePath();
+    if (::access(QFile::encodeName(folder).constData(), W_OK) != 0) {
+        return refusal(
+            Failure::cannotReplace,
+            QStringLiteral("%1: %2").arg(folder, QString::fromLocal8Bit(std::strerror(errno))));
+    }
     const auto bundle = AppBundle::open(stagedApplication);
     const auto program = bundle ? bundle->executable() : std::nullopt;
     if (!program) {

@@ -18,6 +18,8 @@
 #include <archive_entry.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -359,6 +361,17 @@ TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
         EXPECT_EQ(versionAt(current), "1.4.2");
         EXPECT_TRUE(whole(current));
         EXPECT_EQ(leftovers(), QStringList{"Hopla.AppDir"});
+    }
+
+    // Installed where this user may not write: refused before Hopla quits, nothing started.
+    hopla::testing::MountedFolder readOnly("ro,size=64k");
+    if (readOnly.mounted) {
+        const auto refused =
+            NativeUpdateInstaller::launchHelper(source, readOnly.dir.filePath("Hopla.AppDir"));
+        ASSERT_TRUE(refused);
+        EXPECT_EQ(refused->failure, Failure::cannotReplace);
+        EXPECT_TRUE(refused->detail.endsWith(QString::fromLocal8Bit(std::strerror(EROFS))))
+            << refused->detail.toStdString();
     }
 
     // Killed at any step, the target holds one whole Hopla, old or new.
