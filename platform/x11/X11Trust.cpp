@@ -42,7 +42,7 @@ TrustReport checkTrust(const QString& qtPlatformName) {
 
 std::optional<QString> displayProblem() {
     std::string error;
-    if (XConnection::open(nullptr, &error)) {
+    if (XConnection::answers(nullptr, &error)) {
         return std::nullopt;
     }
     return QString::fromStdString(error);

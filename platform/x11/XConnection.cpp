@@ -1,21 +1,45 @@
 #include "platform/x11/XConnection.h"
 
+#include <cstdlib>
 #include <cstring>
 
 namespace hopla::x11 {
 
+namespace {
+
+// A connection to the display named (or $DISPLAY); null with the reason when no server
+// answers there.
+xcb_connection_t* connectTo(const char* display, int* screen, std::string* error) {
+    xcb_connection_t* connection = xcb_connect(display, screen);
+    if (connection && !xcb_connection_has_error(connection)) {
+        return connection;
+    }
+    if (connection) {
+        xcb_disconnect(connection);
+    }
+    if (error) {
+        const char* name = display ? display : std::getenv("DISPLAY");
+        *error = name && *name ? std::string("cannot connect to the X server at ") + name
+                               : std::string("no X display: DISPLAY is not set");
+    }
+    return nullptr;
+}
+
+} // namespace
+
+bool XConnection::answers(const char* display, std::string* error) {
+    int screen = 0;
+    xcb_connection_t* connection = connectTo(display, &screen, error);
+    if (connection) {
+        xcb_disconnect(connection);
+    }
+    return connection != nullptr;
+}
+
 std::unique_ptr<XConnection> XConnection::open(const char* display, std::string* error) {
     int screen = 0;
-    xcb_connection_t* connection = xcb_connect(display, &screen);
-    if (!connection || xcb_connection_has_error(connection)) {
-        if (connection) {
-            xcb_disconnect(connection);
-        }
-        if (error) {
-            const char* name = display ? display : std::getenv("DISPLAY");
-            *error = name && *name ? std::string("cannot connect to the X server at ") + name
-                                   : std::string("no X display: DISPLAY is not set");
-        }
+    xcb_connection_t* connection = connectTo(display, &screen, error);
+    if (!connection) {
         return nullptr;
     }
     std::unique_ptr<XConnection> result(new XConnection(connection, screen));

@@ -33,6 +33,8 @@ public:
     // Connects to the display named (or $DISPLAY). Nothing when there is no X server; the
     // reason is in `error`.
     static std::unique_ptr<XConnection> open(const char* display, std::string* error);
+    // Whether an X server answers there, without interning anything; the reason when not.
+    static bool answers(const char* display, std::string* error);
     ~XConnection();
     XConnection(const XConnection&) = delete;
     XConnection& operator=(const XConnection&) = delete;
