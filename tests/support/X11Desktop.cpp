@@ -274,10 +274,6 @@ void X11Desktop::click(QPoint at) {
     xcb_flush(x_->raw());
 }
 
-void X11Desktop::roundTrip() {
-    std::free(xcb_get_input_focus_reply(x_->raw(), xcb_get_input_focus(x_->raw()), nullptr));
-}
-
 std::uint32_t X11Desktop::activeWindow() {
     return x11::readActiveWindow(*x_);
 }

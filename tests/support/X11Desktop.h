@@ -71,8 +71,6 @@ public:
     // The pointer moves there, and a click of the first button there, through XTEST.
     void movePointer(QPoint at);
     void click(QPoint at);
-    // Waits until the server has handled everything sent on the harness's connection.
-    void roundTrip();
 
     // The window that has the focus, as the window manager says (_NET_ACTIVE_WINDOW).
     std::uint32_t activeWindow();
