@@ -23,6 +23,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -56,36 +57,25 @@ volatile std::sig_atomic_t stop = 0;
 } // namespace
 
 int main(int argc, char** argv) {
-    std::string wmClass = "hopla-test-client,HoplaTestClient", title = "Hopla test client",
-                compound, type = "normal";
-    bool pid = true, input = true, badIcon = false, skipTaskbar = false, pixmapIcon = false;
-    int windows = 1, iconSize = 0;
+    // "--name value" where a value follows, else "--name" alone.
+    std::map<std::string, std::string> options;
     for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        const auto next = [&] { return i + 1 < argc ? std::string(argv[++i]) : std::string(); };
-        if (arg == "--class")
-            wmClass = next();
-        else if (arg == "--title")
-            title = next();
-        else if (arg == "--compound-title")
-            compound = next();
-        else if (arg == "--no-pid")
-            pid = false;
-        else if (arg == "--windows")
-            windows = std::atoi(next().c_str());
-        else if (arg == "--type")
-            type = next();
-        else if (arg == "--no-input")
-            input = false;
-        else if (arg == "--icon")
-            iconSize = std::atoi(next().c_str());
-        else if (arg == "--bad-icon")
-            badIcon = true;
-        else if (arg == "--skip-taskbar")
-            skipTaskbar = true;
-        else if (arg == "--pixmap-icon")
-            pixmapIcon = true;
+        const bool valued = i + 1 < argc && std::strncmp(argv[i + 1], "--", 2) != 0;
+        options[argv[i]] = valued ? argv[i + 1] : "";
+        i += valued;
     }
+    const auto option = [&](const char* name, const char* otherwise) {
+        const auto found = options.find(name);
+        return found == options.end() ? std::string(otherwise) : found->second;
+    };
+    const std::string wmClass = option("--class", "hopla-test-client,HoplaTestClient"),
+                      title = option("--title", "Hopla test client"),
+                      compound = option("--compound-title", ""), type = option("--type", "normal");
+    const bool pid = !options.count("--no-pid"), input = !options.count("--no-input"),
+               badIcon = options.count("--bad-icon"), skipTaskbar = options.count("--skip-taskbar"),
+               pixmapIcon = options.count("--pixmap-icon");
+    const int windows = std::stoi(option("--windows", "1")),
+              iconSize = std::stoi(option("--icon", "0"));
     std::signal(SIGTERM, [](int) { stop = 1; });
 
     c = xcb_connect(nullptr, nullptr);

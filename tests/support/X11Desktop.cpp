@@ -16,7 +16,6 @@
 #include <csignal>
 #include <poll.h>
 #include <sys/prctl.h>
-#include <unistd.h>
 
 namespace hopla::testing {
 
@@ -45,42 +44,23 @@ X11Desktop* X11Desktop::start(QString* error) {
         return singleton().get();
     }
     std::unique_ptr<X11Desktop> desktop(new X11Desktop);
-    // Xvfb picks a free display number and writes it to the pipe given by -displayfd.
-    int pipeFds[2];
-    if (::pipe(pipeFds) != 0) {
-        *error = "pipe failed";
-        return nullptr;
-    }
+    // Xvfb picks a free display number and writes it to its standard output (-displayfd 1).
     desktop->server_ = std::make_unique<QProcess>();
     desktop->server_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    desktop->server_->setChildProcessModifier([readFd = pipeFds[0]] {
-        ::close(readFd);
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    });
+    dieWithParent(*desktop->server_);
     desktop->server_->start(QStringLiteral("Xvfb"),
-                            {QStringLiteral("-displayfd"), QString::number(pipeFds[1]),
-                             QStringLiteral("-screen"), QStringLiteral("0"),
-                             QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
-                             QStringLiteral("tcp"), QStringLiteral("-wr"),
-                             QStringLiteral("+extension"), QStringLiteral("XInputExtension")});
-    ::close(pipeFds[1]);
+                            {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp",
+                             "-wr", "+extension", "XInputExtension"});
     if (!desktop->server_->waitForStarted(10000)) {
-        ::close(pipeFds[0]);
         *error = "Xvfb did not start (is the xvfb package installed?)";
         return nullptr;
     }
-    QByteArray number;
-    pollfd pfd{pipeFds[0], POLLIN, 0};
     QDeadlineTimer limit(std::chrono::seconds(15));
-    while (!number.endsWith('\n') && !limit.hasExpired() && ::poll(&pfd, 1, 200) >= 0) {
-        char c;
-        if ((pfd.revents & POLLIN) && ::read(pipeFds[0], &c, 1) == 1) {
-            number += c;
-        } else if (pfd.revents & (POLLHUP | POLLERR)) {
-            break;
-        }
+    while (!desktop->server_->canReadLine() && !limit.hasExpired() &&
+           desktop->server_->state() == QProcess::Running) {
+        desktop->server_->waitForReadyRead(200);
     }
-    ::close(pipeFds[0]);
+    const QByteArray number = desktop->server_->readLine();
     if (!number.endsWith('\n')) {
         *error = "Xvfb did not report its display";
         return nullptr;
