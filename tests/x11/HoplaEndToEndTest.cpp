@@ -4,6 +4,7 @@
 #include "platform/x11/X11Keyboard.h"
 #include "platform/x11/XConnection.h"
 #include "platform/xfce/XfwmShortcuts.h"
+#include "tests/support/Files.h"
 #include "tests/support/X11Desktop.h"
 
 #include <QFile>
@@ -25,40 +26,48 @@ namespace {
 
 using namespace std::chrono_literals;
 using hopla::testing::X11Desktop;
-using ProcessIdOf = std::int64_t;
 
 constexpr xcb_keycode_t keyM = 50 + 8, keyEscape = 1 + 8;
 
+// One fixture for every way Hopla is met: each test starts the Hoplas it needs, and every
+// one of them is stopped after it (one Hopla at a time holds Super+Tab).
 struct HoplaEndToEnd : ::testing::Test {
     X11Desktop& desktop = *X11Desktop::instance();
     std::unique_ptr<hopla::x11::XConnection> x = hopla::x11::XConnection::open(nullptr, nullptr);
     hopla::x11::ServerKeyboard keyboard = std::move(*hopla::x11::readServerKeyboard(*x, nullptr));
     QTemporaryDir config;
-    QProcess* hopla = nullptr;
+    std::vector<QProcess*> started;
+    QProcess* hopla = nullptr; // the last started, whose log is read
+    QString log;
+    bool freesSuperTab = true; // as a user who set the window manager up for Hopla
 
     void SetUp() override {
-        // Hopla's settings go to a folder of this test's own.
-        qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
-        qputenv("QT_QPA_PLATFORM",
-                "xcb"); // the test runner may have chosen offscreen for widget tests
-        freeSuperTab();
-        // As started at login: no settings window to take the focus.
-        hopla = startHopla();
+        qputenv("XDG_CONFIG_HOME", config.path().toUtf8()); // settings of this test's own
+        qputenv("QT_QPA_PLATFORM", "xcb"); // the runner may have chosen offscreen for widgets
+        if (freesSuperTab) {
+            freeSuperTab();
+        }
+    }
+    void TearDown() override {
+        for (QProcess* process : started) {
+            desktop.stop(process);
+        }
+    }
+    // As started at login unless told otherwise: no settings window to take the focus.
+    QProcess* startHopla(const QStringList& arguments = {QStringLiteral("--login-item")}) {
+        log.clear();
+        hopla = desktop.launch(QStringLiteral(HOPLA_BINARY), arguments, QProcess::SeparateChannels);
+        started.push_back(hopla);
+        return hopla;
+    }
+    void startHoplaHoldingSuperTab() {
+        startHopla();
         ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }))
             << "Hopla never took Super+Tab";
     }
-
-    void TearDown() override { desktop.stop(hopla); } // one Hopla at a time holds Super+Tab
-
-    QProcess* startHopla(const QStringList& arguments = {QStringLiteral("--login-item")}) {
-        log.clear();
-        return desktop.launch(QStringLiteral(HOPLA_BINARY), arguments, QProcess::SeparateChannels);
-    }
     // Whether Hopla's log (the settings card's text, line by line) has said this.
     bool logged(const QString& text) {
-        if (hopla) {
-            log += QString::fromUtf8(hopla->readAllStandardError());
-        }
+        log += QString::fromUtf8(hopla->readAllStandardError());
         return log.contains(text);
     }
 
@@ -81,6 +90,10 @@ struct HoplaEndToEnd : ::testing::Test {
         QString error;
         ASSERT_TRUE(desktop.restartWindowManager(&error)) << error.toStdString();
     }
+    void setting(const char* key, const QVariant& value) {
+        QSettings stored(config.filePath("Hopla/Hopla.conf"), QSettings::IniFormat);
+        stored.setValue(key, value);
+    }
 
     // Another client holding the combination makes our own grab fail (under xfwm4 and IceWM,
     // check that the window manager let go first).
@@ -88,7 +101,6 @@ struct HoplaEndToEnd : ::testing::Test {
         return desktop.keyHeldElsewhere(modifier, keyboard.tabKeys.front());
     }
     bool hoplaHoldsSuperTab() { return hoplaHolds(keyboard.superMask); }
-    QString log;
 
     xcb_window_t client(const QString& name) {
         const xcb_window_t w = desktop.focusedTestClient({"--class", name.toLower() + "," + name});
@@ -103,12 +115,11 @@ struct HoplaEndToEnd : ::testing::Test {
         xcb_flush(x->raw());
         ASSERT_TRUE(desktop.waitFor([&] { return active() == w; }));
     }
-    void key(xcb_keycode_t code, bool down) { desktop.key(code, down); }
-    void press(xcb_keycode_t code) { desktop.press(code); }
-    void superTab() {
-        key(super(), true);
-        press(tab());
-        key(super(), false);
+    void superTab(std::uint8_t modifierKey = 0) {
+        const std::uint8_t modifier = modifierKey ? modifierKey : keyboard.superKeys.front();
+        desktop.key(modifier, true);
+        desktop.press(tab());
+        desktop.key(modifier, false);
     }
     // Whether Hopla's panel is on screen: a viewable top-level window of class "Hopla".
     bool panelShown() {
@@ -116,8 +127,16 @@ struct HoplaEndToEnd : ::testing::Test {
         return std::any_of(windows.begin(), windows.end(),
                            [&](std::uint32_t w) { return isHoplas(w) && desktop.viewable(w); });
     }
-    bool isHoplas(std::uint32_t window, const QString& name = QStringLiteral("Hopla")) {
-        return desktop.windowClass(window).contains(name);
+    bool isHoplas(std::uint32_t window) { return desktop.windowClass(window).contains("Hopla"); }
+    // Hopla's settings window when the window manager shows it.
+    std::optional<xcb_window_t> settingsWindow() {
+        for (const auto& w :
+             hopla::x11::readClientWindows(*x).value_or(std::vector<hopla::x11::ClientWindow>{})) {
+            if (w.className.contains(QLatin1String("Hopla")) && !w.minimized) {
+                return w.id;
+            }
+        }
+        return std::nullopt;
     }
     xcb_keycode_t super() const { return keyboard.superKeys.front(); }
     xcb_keycode_t tab() const { return keyboard.tabKeys.front(); }
@@ -128,6 +147,9 @@ struct HoplaEndToEnd : ::testing::Test {
 };
 
 TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBackRestoringIt) {
+    startHoplaHoldingSuperTab();
+    EXPECT_FALSE(desktop.waitFor([&] { return settingsWindow().has_value(); }, 1500ms))
+        << "a start at login opens no window";
     const xcb_window_t first = client("First");
     const xcb_window_t second = client("Second"); // now frontmost; First was used before it
     settle();
@@ -140,76 +162,52 @@ TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBackRestori
     settle();
     superTab(); // and back again
     EXPECT_TRUE(desktop.waitFor([&] { return active() == second; }));
+
+    // A preview beside the running Hopla saves its panel.
+    const QString path = config.filePath("panel.png");
+    started.push_back(desktop.launch(HOPLA_BINARY, {"--preview", "--panel-screenshot", path}));
+    ASSERT_TRUE(desktop.waitFor([&] { return QImage(path).width() > 0; }, 10s));
+    EXPECT_EQ(QImage(path).height(), 156);
+    EXPECT_GE(QImage(path).width(), 2 * 112) << "two applications at least";
 }
 
 TEST_F(HoplaEndToEnd, AUniqueLetterSwitchesAtOnceAndEscapeCancels) {
+    startHoplaHoldingSuperTab();
     const xcb_window_t mike = client("Mike");
     client("Kilo");
     const xcb_window_t lima = client("Lima");
     settle();
-    key(super(), true);
-    press(tab());
-    ASSERT_TRUE(desktop.waitFor([&] { return panelShown(); }));
-    press(keyM); // only Mike starts with M
-    EXPECT_TRUE(desktop.waitFor([&] { return active() == mike; }))
-        << "switched while Super is still held";
-    key(super(), false);
-    // Releasing Super while that switch still confirms activates Mike once more; let it
-    // finish, or its nudge would take the focus back from the next window.
-    settle();
-    activate(lima);
-    settle();
-
-    key(super(), true);
-    press(tab());
-    ASSERT_TRUE(desktop.waitFor([&] { return panelShown(); }));
-    press(keyEscape);
-    key(super(), false);
+    for (const xcb_keycode_t key : {keyM, keyEscape}) {
+        desktop.key(super(), true);
+        desktop.press(tab());
+        ASSERT_TRUE(desktop.waitFor([&] { return panelShown(); }));
+        desktop.press(key);
+        if (key == keyM) { // only Mike starts with M
+            EXPECT_TRUE(desktop.waitFor([&] { return active() == mike; }))
+                << "switched while Super is still held";
+        }
+        desktop.key(super(), false);
+        // Releasing Super while that switch still confirms activates Mike once more; let it
+        // finish, or its nudge would take the focus back from the next window.
+        settle();
+        if (key == keyM) {
+            activate(lima);
+            settle();
+        }
+    }
     EXPECT_FALSE(desktop.waitFor([&] { return active() != lima; }, 600ms))
-        << "Escape must switch nothing; active " << active() << ", Lima " << lima << ", Mike "
-        << mike;
+        << "Escape must switch nothing; active " << active() << ", Lima " << lima;
 }
 
-// How Hopla starts: the settings window, or none at login; one Hopla at a time; preview.
-struct HoplaLaunch : HoplaEndToEnd {
-    void SetUp() override {
-        qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
-        qputenv("QT_QPA_PLATFORM", "xcb");
-        freeSuperTab();
-    }
-    void TearDown() override {
-        for (QProcess* process : started) {
-            desktop.stop(process);
-        }
-        desktop.stop(hopla);
-    }
-    QProcess* start(const QStringList& arguments) {
-        started.push_back(desktop.launch(QStringLiteral(HOPLA_BINARY), arguments));
-        return started.back();
-    }
-    // Hopla's settings window when the window manager shows it.
-    std::optional<xcb_window_t> settingsWindow() {
-        const auto clients = x->cardinals(x->root(), x->ewmh()->_NET_CLIENT_LIST, XCB_ATOM_WINDOW);
-        for (const std::uint32_t w : clients.value_or(std::vector<std::uint32_t>{})) {
-            const auto state = hopla::x11::readClientWindow(*x, w);
-            if (isHoplas(w) && state && !state->minimized) {
-                return w;
-            }
-        }
-        return std::nullopt;
-    }
-    std::vector<QProcess*> started;
-};
-
-TEST_F(HoplaLaunch, APlainLaunchShowsTheSettingsAndALaterOneBringsThemBack) {
-    start({});
+TEST_F(HoplaEndToEnd, APlainLaunchShowsTheSettingsAndALaterOneBringsThemBack) {
+    startHopla({});
     ASSERT_TRUE(desktop.waitFor([&] { return settingsWindow().has_value(); }));
     const xcb_window_t settings = *settingsWindow();
     EXPECT_TRUE(desktop.waitFor([&] { return active() == settings; }));
     ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
 
     client("Other"); // takes the focus from the settings
-    QProcess* second = start({});
+    QProcess* second = startHopla({});
     ASSERT_TRUE(second->waitForFinished(10000));
     EXPECT_EQ(second->exitCode(), 0);
     EXPECT_TRUE(second->readAllStandardOutput().contains("already running"));
@@ -217,48 +215,27 @@ TEST_F(HoplaLaunch, APlainLaunchShowsTheSettingsAndALaterOneBringsThemBack) {
         << "the running Hopla brought its settings forward";
 }
 
-TEST_F(HoplaLaunch, ALaunchAtLoginOpensNoWindowAndAPreviewSavesThePanelBesideIt) {
-    client("Alpha");
-    client("Bravo");
-    start({QStringLiteral("--login-item")});
-    ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
-    EXPECT_FALSE(desktop.waitFor([&] { return settingsWindow().has_value(); }, 1500ms));
-    const QString path = config.filePath("panel.png");
-    start({QStringLiteral("--preview"), QStringLiteral("--panel-screenshot"), path});
-    ASSERT_TRUE(desktop.waitFor([&] { return QImage(path).width() > 0; }, 10s));
-    const QImage panel(path);
-    EXPECT_EQ(panel.height(), 156);
-    EXPECT_GE(panel.width(), 2 * 112) << "two applications at least";
+// Runs Hopla to its end: its exit status and its standard output and error together.
+std::pair<int, QString>
+check(const QStringList& arguments,
+      const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(HOPLA_BINARY), arguments);
+    EXPECT_TRUE(process.waitForFinished(90000)) << "the check never ended";
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError())};
 }
 
-// The two self-checks, each with its exit status and its lines as the verdict.
-struct HoplaSelfCheck : HoplaLaunch {
-    // Runs Hopla to its end; its standard output and error together.
-    std::pair<int, QString>
-    check(const QStringList& arguments,
-          const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
-        QProcess process;
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(HOPLA_BINARY), arguments);
-        EXPECT_TRUE(process.waitForFinished(90000)) << "the check never ended";
-        return {
-            process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError())};
-    }
-};
-
-TEST_F(HoplaSelfCheck, ShortcutsPassBesideARunningHoplaAndFailWithoutAWindow) {
-    start({QStringLiteral("--login-item")});
-    ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
-
-    const auto [passed, passLines] = check({QStringLiteral("--verify-app-shortcuts")});
+TEST_F(HoplaEndToEnd, ShortcutsPassBesideARunningHoplaAndFailWithoutAWindow) {
+    startHoplaHoldingSuperTab();
+    const auto [passed, passLines] = check({"--verify-app-shortcuts"});
     EXPECT_EQ(passed, 0) << passLines.toStdString();
     EXPECT_TRUE(passLines.contains("APP SHORTCUT VERIFY PASS: Ctrl+W closes the window without "
                                    "quitting; Ctrl+, opens settings"))
         << passLines.toStdString();
 
-    const auto [failed, failLines] =
-        check({QStringLiteral("--verify-app-shortcuts"), QStringLiteral("--login-item")});
+    const auto [failed, failLines] = check({"--verify-app-shortcuts", "--login-item"});
     EXPECT_EQ(failed, 1);
     EXPECT_TRUE(failLines.contains(
         "APP SHORTCUT VERIFY FAIL: settings window was not visible before Ctrl+W"))
@@ -266,25 +243,18 @@ TEST_F(HoplaSelfCheck, ShortcutsPassBesideARunningHoplaAndFailWithoutAWindow) {
     EXPECT_TRUE(hoplaHoldsSuperTab()) << "the running Hopla went on";
 }
 
-TEST_F(HoplaSelfCheck, TheAppearanceAuditCapturesEverySceneInEachPhaseAndLeavesTheUserSettings) {
+TEST_F(HoplaEndToEnd, TheAppearanceAuditCapturesEverySceneInEachPhaseAndLeavesTheUserSettings) {
     client("Alpha"); // the switcher scene needs an application to show
+    setting("appearance", "dark");
+    setting("showsMenuBarIcon", false);
     const QString userSettings = config.filePath("Hopla/Hopla.conf");
-    {
-        QSettings stored(userSettings, QSettings::IniFormat);
-        stored.setValue("appearance", "dark");
-        stored.setValue("showsMenuBarIcon", false);
-    }
-    QFile before(userSettings);
-    ASSERT_TRUE(before.open(QIODevice::ReadOnly));
-    const QByteArray userBytes = before.readAll();
+    const QByteArray userBytes = hopla::testing::readAll(userSettings);
 
     const QString evidence = config.filePath("evidence");
-    const auto [status, lines] =
-        check({QStringLiteral("--verify-dark-theme"), QStringLiteral("--evidence-dir"), evidence});
+    const auto [status, lines] = check({"--verify-dark-theme", "--evidence-dir", evidence});
     ASSERT_EQ(status, 0) << lines.toStdString();
-    QFile summaryFile(evidence + "/summary.json");
-    ASSERT_TRUE(summaryFile.open(QIODevice::ReadOnly));
-    const QJsonObject summary = QJsonDocument::fromJson(summaryFile.readAll()).object();
+    const QJsonObject summary =
+        QJsonDocument::fromJson(hopla::testing::readAll(evidence + "/summary.json")).object();
     EXPECT_EQ(summary["status"].toString(), "passed");
     EXPECT_EQ(summary["error"].toString(), "");
     EXPECT_EQ(summary["liveAppearanceCycle"].toArray(),
@@ -307,65 +277,51 @@ TEST_F(HoplaSelfCheck, TheAppearanceAuditCapturesEverySceneInEachPhaseAndLeavesT
     // The light and the dark capture of a scene differ.
     EXPECT_NE(QImage(evidence + "/settings-top-light.png"),
               QImage(evidence + "/settings-top-dark.png"));
-
-    QFile after(userSettings);
-    ASSERT_TRUE(after.open(QIODevice::ReadOnly));
-    EXPECT_EQ(after.readAll(), userBytes) << "the user's settings were touched";
+    EXPECT_EQ(hopla::testing::readAll(userSettings), userBytes) << "the user's settings changed";
 }
 
-TEST_F(HoplaSelfCheck, WithoutADisplayHoplaAndTheAuditSayWhyAndEnd) {
+TEST_F(HoplaEndToEnd, WithoutADisplayHoplaAndTheAuditSayWhyAndEnd) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove("DISPLAY");
     environment.remove("QT_QPA_PLATFORM");
     const QString evidence = config.filePath("evidence");
     const auto [status, lines] =
-        check({QStringLiteral("--verify-dark-theme"), QStringLiteral("--evidence-dir"), evidence},
-              environment);
+        check({"--verify-dark-theme", "--evidence-dir", evidence}, environment);
     EXPECT_EQ(status, 1);
     EXPECT_TRUE(lines.contains("Appearance audit failed: Window capture requires an X display"))
         << lines.toStdString();
-    QFile summary(evidence + "/summary.json");
-    ASSERT_TRUE(summary.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QJsonDocument::fromJson(summary.readAll()).object()["status"].toString(), "failed");
+    const auto summary = hopla::testing::readAll(evidence + "/summary.json");
+    EXPECT_EQ(QJsonDocument::fromJson(summary).object()["status"].toString(), "failed");
 
     // A display that no server answers (a stale DISPLAY): Hopla's own words, not Qt's abort.
     environment.insert("DISPLAY", ":4095");
-    const auto [unreachable, said] = check({QStringLiteral("--login-item")}, environment);
+    const auto [unreachable, said] = check({"--login-item"}, environment);
     EXPECT_EQ(unreachable, 1);
     EXPECT_TRUE(said.startsWith("hopla: cannot connect to the X server at :4095"))
         << said.toStdString();
 }
 
-// A Debian program's window, once it has the focus.
-struct RealApplication {
-    QProcess* process = nullptr;
-    ProcessIdOf pid() const { return static_cast<ProcessIdOf>(process->processId()); }
-};
-
 // What a new user meets on each window manager (the tests run under openbox, xfwm4 and
 // IceWM, with its default settings): real GTK, Qt and old X programs, and Super+Tab either
 // free, or held with the card naming the holder until the user frees it.
-struct HoplaFirstRun : HoplaLaunch {
-    void SetUp() override {
-        qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
-        qputenv("QT_QPA_PLATFORM", "xcb");
-    }
+struct HoplaFirstRun : HoplaEndToEnd {
+    HoplaFirstRun() { freesSuperTab = false; }
     std::optional<std::int64_t> activePid() {
         const auto w = hopla::x11::readClientWindow(*x, active());
         return w && w->pid ? std::optional<std::int64_t>(*w->pid) : std::nullopt;
     }
-    RealApplication run(const char* program) {
-        RealApplication app{desktop.launch(QString::fromLatin1(program), {})};
-        EXPECT_TRUE(desktop.waitFor([&] { return activePid() == app.pid(); }))
+    // A Debian program, once its window has the focus; its process id.
+    std::int64_t run(const char* program) {
+        const std::int64_t pid = desktop.launch(QString::fromLatin1(program), {})->processId();
+        EXPECT_TRUE(desktop.waitFor([&] { return activePid() == pid; }))
             << program << " never got the focus";
-        return app;
+        return pid;
     }
     void activatePid(std::int64_t pid) {
-        const auto clients = hopla::x11::readClientWindows(*x);
-        for (const auto& w : clients.value_or(std::vector<hopla::x11::ClientWindow>{})) {
+        for (const auto& w :
+             hopla::x11::readClientWindows(*x).value_or(std::vector<hopla::x11::ClientWindow>{})) {
             if (w.pid == pid) {
-                activate(w.id);
-                return;
+                return activate(w.id);
             }
         }
         ADD_FAILURE() << "no window of " << pid;
@@ -376,10 +332,10 @@ TEST_F(HoplaFirstRun, TheFirstSwitchGoesToThePreviousApplicationOnceSuperTabIsFr
     if (desktop.windowManager() == QLatin1String("xfwm4") && !hoplaHoldsSuperTab()) {
         GTEST_SKIP() << "an earlier test in this process released xfwm4's binding";
     }
-    run("galculator");                                   // GTK 3
-    const RealApplication previous = run("speedcrunch"); // Qt 5
-    const RealApplication front = run("xterm");
-    hopla = startHopla();
+    run("galculator");                                // GTK 3
+    const std::int64_t previous = run("speedcrunch"); // Qt 5
+    const std::int64_t front = run("xterm");
+    startHopla();
     const QString& wm = desktop.windowManager();
     if (wm == QLatin1String("xfwm4")) {
         ASSERT_TRUE(desktop.waitFor([&] { return logged("Xfwm4 占用了 Super+Tab"); }))
@@ -395,26 +351,24 @@ TEST_F(HoplaFirstRun, TheFirstSwitchGoesToThePreviousApplicationOnceSuperTabIsFr
             << "never a false ready; log: " << log.toStdString();
         EXPECT_FALSE(panelShown());
         configureIceWm("Win95Keys=0\n");
-        activatePid(previous.pid()); // the restart moved the focus around
-        activatePid(front.pid());
+        activatePid(previous); // the restart moved the focus around
+        activatePid(front);
         settle();
     } else {
         ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
     }
     superTab();
-    EXPECT_TRUE(desktop.waitFor([&] { return activePid() == previous.pid(); }))
+    EXPECT_TRUE(desktop.waitFor([&] { return activePid() == previous; }))
         << "the first Super+Tab goes to the previous application; log: " << log.toStdString()
-        << " active " << activePid().value_or(0) << " previous " << previous.pid();
+        << " active " << activePid().value_or(0) << " previous " << previous;
     EXPECT_TRUE(desktop.waitFor([&] { return logged("准备就绪"); })) << log.toStdString();
 }
 
-TEST_F(HoplaLaunch, AltTabSwitchesWhereTheWindowManagerLeavesItFreeAndIsNamedWhereNot) {
-    QSettings stored(config.filePath("Hopla/Hopla.conf"), QSettings::IniFormat);
-    stored.setValue("switchModifier", "alt");
-    stored.sync();
+TEST_F(HoplaEndToEnd, AltTabSwitchesWhereTheWindowManagerLeavesItFreeAndIsNamedWhereNot) {
+    setting("switchModifier", "alt");
     const QString& wm = desktop.windowManager();
     if (wm != QLatin1String("icewm")) {
-        hopla = startHopla();
+        startHopla();
         const QString holder = wm == QLatin1String("xfwm4") ? "Xfwm4" : "Openbox";
         EXPECT_TRUE(desktop.waitFor([&] { return logged(holder + " 占用了 Alt+Tab"); }))
             << log.toStdString();
@@ -424,16 +378,14 @@ TEST_F(HoplaLaunch, AltTabSwitchesWhereTheWindowManagerLeavesItFreeAndIsNamedWhe
     configureIceWm("Win95Keys=0\nKeySysSwitchNext=\"\"\nKeySysSwitchLast=\"\"\n");
     const xcb_window_t first = client("First");
     client("Second");
-    hopla = startHopla();
+    startHopla();
     ASSERT_TRUE(desktop.waitFor([&] { return hoplaHolds(keyboard.altMask); })) << log.toStdString();
     settle();
-    key(keyboard.altKeys.front(), true);
-    press(tab());
-    key(keyboard.altKeys.front(), false);
+    superTab(keyboard.altKeys.front());
     EXPECT_TRUE(desktop.waitFor([&] { return active() == first; }));
 }
 
-TEST_F(HoplaLaunch, WithoutAKeyOnTheSuperModifierNoTabIsGrabbed) {
+TEST_F(HoplaEndToEnd, WithoutAKeyOnTheSuperModifierNoTabIsGrabbed) {
     // Take Super off Mod4, as a remapped keyboard does.
     const hopla::x11::Reply<xcb_get_modifier_mapping_reply_t> mapping(
         xcb_get_modifier_mapping_reply(x->raw(), xcb_get_modifier_mapping(x->raw()), nullptr));
@@ -442,19 +394,20 @@ TEST_F(HoplaLaunch, WithoutAKeyOnTheSuperModifierNoTabIsGrabbed) {
     const xcb_keycode_t* codes = xcb_get_modifier_mapping_keycodes(mapping.get());
     std::vector<xcb_keycode_t> without(codes, codes + 8 * perModifier);
     std::fill_n(without.begin() + 6 * perModifier, perModifier, 0); // Mod4's row
-    const hopla::x11::Reply<xcb_set_modifier_mapping_reply_t> set(xcb_set_modifier_mapping_reply(
-        x->raw(),
-        xcb_set_modifier_mapping(x->raw(), static_cast<std::uint8_t>(perModifier), without.data()),
-        nullptr));
+    const auto remap = [&](const xcb_keycode_t* rows) {
+        return hopla::x11::Reply<xcb_set_modifier_mapping_reply_t>(xcb_set_modifier_mapping_reply(
+            x->raw(),
+            xcb_set_modifier_mapping(x->raw(), static_cast<std::uint8_t>(perModifier), rows),
+            nullptr));
+    };
+    const auto set = remap(without.data());
     ASSERT_TRUE(set && set->status == XCB_MAPPING_STATUS_SUCCESS);
 
-    hopla = startHopla();
+    startHopla();
     EXPECT_TRUE(desktop.waitFor([&] { return logged("Super 修饰键"); })) << log.toStdString();
     EXPECT_FALSE(hoplaHolds(0)) << "the bare Tab stays with the applications";
     EXPECT_FALSE(hoplaHolds(XCB_MOD_MASK_SHIFT));
-    free(xcb_set_modifier_mapping_reply(
-        x->raw(), xcb_set_modifier_mapping(x->raw(), static_cast<std::uint8_t>(perModifier), codes),
-        nullptr));
+    remap(codes);
 }
 
 // The window of Hopla's that sits inside another client's window: the tray icon that a
@@ -476,24 +429,21 @@ std::optional<std::uint32_t> embeddedIn(X11Desktop& desktop, std::uint32_t windo
 
 // The rabbit docks in a real tray unless the user hid it; a click on it opens the menu Hopla
 // draws itself, at the icon.
-TEST_F(HoplaLaunch, TheRabbitDocksUnlessHiddenAndAClickOpensTheDrawnMenuAtIt) {
+TEST_F(HoplaEndToEnd, TheRabbitDocksUnlessHiddenAndAClickOpensTheDrawnMenuAtIt) {
     if (desktop.windowManager() != QLatin1String("icewm")) { // IceWM's taskbar is a tray
         desktop.launch(QStringLiteral("trayer"),
                        {"--edge", "top", "--align", "right", "--widthtype", "pixel", "--width",
                         "120", "--height", "24", "--SetDockType", "true"});
     }
-    QSettings stored(config.filePath("Hopla/Hopla.conf"), QSettings::IniFormat);
-    stored.setValue("showsMenuBarIcon", false);
-    stored.sync();
-    QProcess* hidden = start({QStringLiteral("--login-item")});
+    setting("showsMenuBarIcon", false);
+    QProcess* hidden = startHopla();
     ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
     EXPECT_FALSE(
         desktop.waitFor([&] { return embeddedIn(desktop, x->root(), 0).has_value(); }, 1500ms))
         << "docked although hidden";
     desktop.stop(hidden);
-    stored.setValue("showsMenuBarIcon", true);
-    stored.sync();
-    start({QStringLiteral("--login-item")});
+    setting("showsMenuBarIcon", true);
+    startHopla();
     std::optional<xcb_window_t> icon;
     ASSERT_TRUE(
         desktop.waitFor([&] { return (icon = embeddedIn(desktop, x->root(), 0)).has_value(); }));
@@ -537,7 +487,7 @@ TEST_F(HoplaLaunch, TheRabbitDocksUnlessHiddenAndAClickOpensTheDrawnMenuAtIt) {
     // keyboard to the menu a moment after it shows (it asks again for up to a second).
     EXPECT_TRUE(desktop.waitFor(
         [&] {
-            press(keyEscape);
+            desktop.press(keyEscape);
             return !menuGeometry().has_value();
         },
         3s));
