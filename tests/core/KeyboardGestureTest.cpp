@@ -97,24 +97,6 @@ TEST(KeyboardGesture, LettersAreTakenDuringASessionUnlessModifiedOrLetterless) {
     EXPECT_FALSE(g.keyUp(4096));
 }
 
-TEST(KeyboardGesture, OnlyTheCommandKeysOwnReleaseCommits) {
-    const KeyboardGesture g;
-    EXPECT_EQ(g.flagsChanged(55, false), GestureAction::release());
-    EXPECT_EQ(g.flagsChanged(54, false), GestureAction::release());
-    EXPECT_EQ(g.flagsChanged(55, true), std::nullopt);
-    EXPECT_EQ(g.flagsChanged(56, false), std::nullopt); // Shift
-    EXPECT_EQ(g.flagsChanged(58, false), std::nullopt); // Option
-}
-
-TEST(KeyboardGesture, ResetForgetsTakenKeys) {
-    KeyboardGesture g;
-    ASSERT_TRUE(g.keyDown({.code = tab, .command = true}).swallow);
-    ASSERT_TRUE(g.keyDown({.code = keyS, .sessionOpen = true, .letter = 'S'}).swallow);
-    g.reset();
-    EXPECT_FALSE(g.keyUp(tab));
-    EXPECT_FALSE(g.keyUp(keyS));
-}
-
 // Random key streams as a real keyboard produces them: a key goes down, may auto-repeat,
 // and comes up once; keys overlap freely; the session flag follows the delivered actions
 // (and is sometimes corrected behind the machine's back, as the controller does).

@@ -16,14 +16,6 @@ std::vector<ProcessId> idsOf(const std::vector<AppEntry>& entries) {
     return ids;
 }
 
-TEST(RecentApps, ActivateMovesToTheHeadWithoutDuplicates) {
-    RecentApps recent;
-    for (ProcessId id : {1, 2, 3, 2, 1}) {
-        recent.activate(id);
-    }
-    EXPECT_EQ(recent.ids(), (std::vector<ProcessId>{1, 2, 3}));
-}
-
 TEST(RecentApps, ListedFirstInListOrderThenTheRestByNameNaturallyThenById) {
     RecentApps recent;
     recent.activate(10);

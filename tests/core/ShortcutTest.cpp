@@ -26,12 +26,9 @@ TEST(Shortcut, NamesInAnyScriptTakeTheFirstLetterOrDigitOfTheirLatinForm) {
     }
 }
 
-TEST(Shortcut, EntryKeepsItsNameUntransliterated) {
-    const hopla::AppEntry entry(7, QString::fromUtf8("微信"));
-    EXPECT_EQ(entry.name, QString::fromUtf8("微信"));
-    EXPECT_EQ(entry.shortcut, 'W');
-    // Entries remember transliterated names; each still gets its own shortcut.
-    for (int round = 0; round < 2; ++round) {
+TEST(Shortcut, EntriesKeepTheirNameUntransliteratedAndRememberEachOnesOwnShortcut) {
+    for (int round = 0; round < 2; ++round) { // the second round from what was remembered
+        EXPECT_EQ(hopla::AppEntry(1, QString::fromUtf8("微信")).name, QString::fromUtf8("微信"));
         EXPECT_EQ(hopla::AppEntry(1, QString::fromUtf8("微信")).shortcut, 'W');
         EXPECT_EQ(hopla::AppEntry(2, QString::fromUtf8("终端")).shortcut, 'Z');
         EXPECT_EQ(hopla::AppEntry(3, QString::fromUtf8("★")).shortcut, std::nullopt);

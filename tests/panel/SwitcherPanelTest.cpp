@@ -6,7 +6,6 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QGuiApplication>
-#include <QMouseEvent>
 #include <QScreen>
 
 #include <gtest/gtest.h>
@@ -106,21 +105,6 @@ TEST_F(PanelTest, EachTileIsOneAccessibleElementLabelledWithNameBadgeAndSelectio
     EXPECT_FALSE(list->child(2)->state().selected);
 }
 
-TEST_F(PanelTest, AClickOnATileSelectsThatCandidate) {
-    std::vector<hopla::ProcessId> clicked;
-    panel.model().onSelect = [&](hopla::ProcessId id) { clicked.push_back(id); };
-    panel.show(session(3, 0), {});
-    const QPoint centre = panel.view().tileRect(2).center();
-    QMouseEvent press(QEvent::MouseButtonPress, centre, panel.view().mapToGlobal(centre),
-                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(&panel.view(), &press);
-    QMouseEvent outside(QEvent::MouseButtonPress, QPointF(2, 2),
-                        panel.view().mapToGlobal(QPoint(2, 2)), Qt::LeftButton, Qt::LeftButton,
-                        Qt::NoModifier);
-    QApplication::sendEvent(&panel.view(), &outside);
-    EXPECT_EQ(clicked, (std::vector<hopla::ProcessId>{102}));
-}
-
 TEST_F(PanelTest, SizesForTheCandidatesAndScrollsTheSelectionIntoSightOnlyWhenTheyDoNotFit) {
     panel.show(session(3, 1), {});
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
@@ -183,13 +167,8 @@ TEST_F(PanelTest, ADesktopChangeRebuildsTheWindowAtTheNextShowKeepingViewAndLabe
     EXPECT_EQ(panel.window().accessibleName(), QString::fromUtf8("Hopla 应用切换器"));
 }
 
-TEST_F(PanelTest, WithoutACompositorTheCornersAreCutAwayWithOneTheyAreTransparent) {
-    panel.show(session(3, 0), {});
-    EXPECT_FALSE(panel.window().mask().isEmpty());
-    EXPECT_FALSE(panel.window().mask().contains(QPoint(0, 0)));
-    EXPECT_TRUE(panel.window().mask().contains(panel.window().rect().center()));
-    EXPECT_EQ(rendered().pixelColor(60, 80).alpha(), 255); // opaque glass
-
+// Without one the corners are cut away (seen on a real server in X11PanelTest).
+TEST_F(PanelTest, WithACompositorTheCornersAreTransparentNotCut) {
     compositing = true;
     panel.show(session(3, 0), {});
     EXPECT_TRUE(panel.window().mask().isEmpty());

@@ -88,18 +88,6 @@ TEST_F(X11KeyboardTapTest, ASwitchFromTheKeyboardTakesItsKeysAndLeavesTheRestToT
     EXPECT_EQ(delivered.size(), 3u);
 }
 
-TEST_F(X11KeyboardTapTest, AFastTapStillEndsInRelease) {
-    ASSERT_TRUE(tap.start()) << source.lastFailure().value_or(Failure{}).what;
-    key(super(), true);
-    key(tab(), true);
-    key(tab(), false);
-    key(super(), false);
-    xcb_flush(x->raw());
-    ASSERT_TRUE(deliveredUpTo(2));
-    EXPECT_EQ(delivered[0], GestureAction::tab(false));
-    EXPECT_EQ(delivered[1], GestureAction::release());
-}
-
 void setLayout(const QStringList& arguments) {
     QProcess setxkbmap;
     setxkbmap.start("setxkbmap", arguments);

@@ -11,6 +11,17 @@ using namespace hopla::testing;
 using hopla::ProcessId;
 using hopla::RunningApplicationPtr;
 
+// Opens through the workspace and waits for its answer (given on another thread).
+std::optional<QString> open(X11Desktop& desktop, hopla::x11::X11Workspace& workspace,
+                            const QString& location, std::optional<ProcessId> running) {
+    std::optional<std::optional<QString>> answer;
+    workspace.openApplication(location, running, [&](std::optional<QString> error) {
+        QMetaObject::invokeMethod(qApp, [&, error] { answer = error; });
+    });
+    EXPECT_TRUE(desktop.waitFor([&] { return answer.has_value(); })) << "no answer";
+    return answer.value_or(QStringLiteral("no answer"));
+}
+
 TEST_F(X11WorkspaceTest, ListsApplicationsGroupedByProcessWithPidsFromXResourceWhenMissing) {
     const Client two = client({"--windows", "2", "--class", "two,Two"});
     const Client noPid = client({"--no-pid", "--class", "nopid,NoPid"});
@@ -119,54 +130,26 @@ TEST_F(X11WorkspaceTest, ObserversHearOfActivationsAndTerminations) {
     const ProcessId pid = a.pid(); // a finished process has none
     ASSERT_TRUE(app(pid));
     app(pid)->activate();
-    const auto heard = [](const std::vector<ProcessId>& ids) {
-        return ::testing::PrintToString(ids);
+    const auto once = [&](const std::vector<ProcessId>& heard) {
+        return desktop.waitFor([&] { return std::count(heard.begin(), heard.end(), pid) == 1; });
     };
-    ASSERT_TRUE(desktop.waitFor([&] {
-        return std::count(activated.begin(), activated.end(), pid) == 1;
-    })) << "activated: "
-        << heard(activated) << ", client " << pid;
+    EXPECT_TRUE(once(activated)) << ::testing::PrintToString(activated) << ", client " << pid;
     desktop.stop(a.process);
-    ASSERT_TRUE(desktop.waitFor([&] {
-        return std::count(terminated.begin(), terminated.end(), pid) == 1;
-    })) << "terminated: "
-        << heard(terminated) << ", client " << pid;
+    EXPECT_TRUE(once(terminated)) << ::testing::PrintToString(terminated) << ", client " << pid;
 }
 
 TEST_F(X11WorkspaceTest, OpensAnApplicationFromItsDesktopEntry) {
     const auto entry =
         QStandardPaths::locate(QStandardPaths::ApplicationsLocation, "hopla-chinese.desktop");
     ASSERT_FALSE(entry.isEmpty());
-    std::optional<std::optional<QString>> answer;
-    workspace->openApplication(entry, std::nullopt, [&](std::optional<QString> error) {
-        QMetaObject::invokeMethod(qApp,
-                                  [&, error] { answer = error; }); // answers on another thread
-    });
-    ASSERT_TRUE(desktop.waitFor([&] { return answer.has_value(); }));
-    EXPECT_EQ(*answer, std::nullopt);
-    const auto launched = [&] {
-        for (const auto& a : workspace->runningApplications()) {
-            if (a->localizedName() == QString::fromUtf8("测试终端")) {
-                return true;
-            }
-        }
-        return false;
-    };
-    EXPECT_TRUE(desktop.waitFor(launched)) << [&] {
-        QStringList names;
-        for (const auto& a : workspace->runningApplications()) {
-            names << a->localizedName().value_or("?") + "/" + a->bundleLocation().value_or("-");
-        }
-        return names.join(", ").toStdString();
-    }();
-
-    std::optional<std::optional<QString>> failure;
-    workspace->openApplication("/nonexistent/thing.desktop", std::nullopt,
-                               [&](std::optional<QString> error) {
-                                   QMetaObject::invokeMethod(qApp, [&, error] { failure = error; });
-                               });
-    ASSERT_TRUE(desktop.waitFor([&] { return failure.has_value(); }));
-    EXPECT_TRUE(failure->has_value());
+    EXPECT_EQ(open(desktop, *workspace, entry, std::nullopt), std::nullopt);
+    EXPECT_TRUE(desktop.waitFor([&] {
+        const auto all = workspace->runningApplications();
+        return std::any_of(all.begin(), all.end(), [](const RunningApplicationPtr& a) {
+            return a->localizedName() == QString::fromUtf8("测试终端");
+        });
+    }));
+    EXPECT_TRUE(open(desktop, *workspace, "/nonexistent/thing.desktop", std::nullopt));
 }
 
 TEST_F(X11WorkspaceTest, OpeningARunningApplicationBringsItForwardAndStartsNoCopy) {
@@ -192,11 +175,7 @@ TEST_F(X11WorkspaceTest, OpeningARunningApplicationBringsItForwardAndStartsNoCop
         });
     };
     const auto before = countCopies();
-    std::optional<std::optional<QString>> answer;
-    workspace->openApplication(*app(a.pid())->bundleLocation(), a.pid(),
-                               [&](std::optional<QString> error) { answer = error; });
-    ASSERT_TRUE(desktop.waitFor([&] { return answer.has_value(); }));
-    EXPECT_EQ(*answer, std::nullopt);
+    EXPECT_EQ(open(desktop, *workspace, *app(a.pid())->bundleLocation(), a.pid()), std::nullopt);
     EXPECT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()); }));
     EXPECT_FALSE(minimized());
     desktop.waitFor([] { return false; }, 300ms); // a launched copy would show up by now
@@ -299,7 +278,7 @@ TEST_F(X11WorkspaceTest, BadPropertiesAndVanishedWindowsAreSkipped) {
 
 TEST_F(X11WorkspaceTest, OldClientsIconPixmapIsReadWithItsMask) {
     const Client old = client({"--pixmap-icon", "--class", "oldicon,OldIcon"});
-    auto x = hopla::x11::XConnection::open(nullptr, nullptr);
+    const auto x = hopla::x11::XConnection::open(nullptr, nullptr);
     const QImage icon = hopla::x11::readPixmapIcon(*x, old.windows.front());
     ASSERT_EQ(icon.size(), QSize(16, 16));
     EXPECT_EQ(icon.pixelColor(12, 8), QColor(255, 0, 0));
