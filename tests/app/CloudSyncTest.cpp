@@ -2,6 +2,7 @@
 // own settings and lock folders on one folder, as a sync tool makes it look.
 #include "app/CloudConfiguration.h"
 #include "app/Preferences.h"
+#include "tests/support/Files.h"
 #include "tests/support/ScriptedLoginItem.h"
 
 #include <QCoreApplication>
@@ -38,16 +39,8 @@ struct CloudSyncTest : ::testing::Test {
     QString file = folder + "/Hopla/config.json";
 
     void SetUp() override { QDir().mkpath(folder); }
-    QByteArray contents() const {
-        QFile f(file);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
-    void put(const QByteArray& bytes) const {
-        QDir().mkpath(folder + "/Hopla");
-        QFile f(file);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-    }
+    QByteArray contents() const { return hopla::testing::readAll(file); }
+    void put(const QByteArray& bytes) const { ASSERT_TRUE(hopla::testing::write(file, bytes)); }
     static bool waitFor(const std::function<bool()>& condition) {
         return hopla::testing::waitUntil(condition);
     }
@@ -115,8 +108,7 @@ TEST_F(CloudSyncTest, BadFilesAndConflictCopiesAreNotAppliedAndNoFolderKeepsItOf
     EXPECT_EQ(a.preferences->appearance(), AppAppearance::system) << "an unknown appearance";
 
     put(R"({"version":1,"enabled":false,"appearance":"dark","showsMenuBarIcon":true})");
-    QFile(folder + "/Hopla/config.sync-conflict-20261123-120000-ABCDEFG.json")
-        .open(QIODevice::WriteOnly);
+    hopla::testing::write(folder + "/Hopla/config.sync-conflict-20261123-120000-ABCDEFG.json", {});
     EXPECT_TRUE(
         waitFor([&] { return a.preferences->syncStatus.contains(QString::fromUtf8("冲突")); }));
     EXPECT_TRUE(a.preferences->enabled()) << "nothing applied while a conflict copy exists";

@@ -3,7 +3,6 @@
 #include "app/SettingsWindow.h"
 #include "app/HoplaIcons.h"
 #include "app/SettingsWidgets.h"
-#include "platform/fake/ManualScheduler.h"
 #include "tests/support/ScriptedFetcher.h"
 #include "tests/support/ScriptedLoginItem.h"
 #include "updater/UpdaterText.h"
@@ -17,34 +16,14 @@ namespace {
 
 using hopla::AppAppearance;
 
-struct SettingsTest : ::testing::Test {
-    QTemporaryDir dir;
-    QSettings settings{dir.filePath("hopla.ini"), QSettings::IniFormat};
+struct SettingsTest : ::testing::Test, hopla::testing::UpdaterHost {
     hopla::testing::ScriptedLoginItem login;
     hopla::Preferences preferences{settings, login};
     std::unique_ptr<hopla::NativeAppAppearance> appearance = hopla::HoplaAppearance::make(settings);
-    hopla::fake::ManualScheduler scheduler;
-    hopla::testing::ScriptedFetcher fetcher;
-    std::vector<QUrl> opened;
-    hopla::NativeUpdater updater{[] {
-                                     hopla::NativeUpdateConfiguration c;
-                                     c.manifestURL =
-                                         QUrl("https://get.hopla.test/downloads/latest.json");
-                                     c.isEnabled = true;
-                                     return c;
-                                 }(),
-                                 {.scheduler = scheduler,
-                                  .fetcher = fetcher,
-                                  .defaults = settings,
-                                  .promptHistory = settings,
-                                  .alert = [](auto&&...) {},
-                                  .openURL = [this](const QUrl& url) { opened.push_back(url); },
-                                  .quit = [] {},
-                                  .running = {},
-                                  .secondsSince1970 = [] { return 0.0; }}};
+    std::unique_ptr<hopla::NativeUpdater> updates = updater();
     int permissionRequests = 0;
     hopla::SettingsWindow window{
-        preferences, *appearance, updater, {[this] { ++permissionRequests; }, {}, {}}};
+        preferences, *appearance, *updates, {[this] { ++permissionRequests; }, {}, {}}};
 
     void status(bool trusted, bool listening) {
         preferences.trusted = trusted;
@@ -105,7 +84,7 @@ TEST_F(SettingsTest, ControlsChangeThePreferencesAndFollowChangesMadeElsewhere) 
     // The update row shows what the updater does and asks it for its next step.
     using hopla::updaterCopy;
     view.updateSwitch()->click();
-    EXPECT_TRUE(updater.automaticallyChecksForUpdates());
+    EXPECT_TRUE(updates->automaticallyChecksForUpdates());
     EXPECT_EQ(view.updateSubtitle(), updaterCopy("自动提示新版已开启"));
     view.updateButton()->click();
     EXPECT_EQ(fetcher.requests, 1);

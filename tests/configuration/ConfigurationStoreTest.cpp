@@ -17,6 +17,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <sys/wait.h>
 #include <thread>
@@ -37,16 +38,10 @@ struct ConfigurationStoreTest : ::testing::Test {
     QString locks = dir.filePath("locks");
 
     Repository repository() const { return Repository(path, locks); }
-    void put(const QString& at, const QByteArray& data) const {
-        QDir().mkpath(QFileInfo(at).absolutePath());
-        QFile file(at);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(data);
+    static void put(const QString& at, const QByteArray& data) {
+        ASSERT_TRUE(hopla::testing::write(at, data));
     }
-    QByteArray contents() const {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray contents() const { return hopla::testing::readAll(path); }
     static ConfigurationFailure refused(SecureConfigurationError e) {
         return ConfigurationFailure::of(e);
     }
@@ -153,9 +148,7 @@ TEST_F(ConfigurationStoreTest, AFullOrReadOnlyDiskGivesTheSystemsReasonAndKeepsT
     ASSERT_TRUE(failure && !failure->refusal);
     EXPECT_TRUE(failure->description().contains(QString::fromLocal8Bit(std::strerror(ENOSPC))))
         << failure->description().toStdString();
-    QFile kept(full.dir.filePath("config.json"));
-    ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
-    EXPECT_EQ(kept.readAll(), "{\"version\":1}");
+    EXPECT_EQ(hopla::testing::readAll(full.dir.filePath("config.json")), "{\"version\":1}");
     EXPECT_TRUE(small.isCurrent("{\"version\":1}")) << "a failure changes nothing";
 
     MountedFolder readOnly("ro,size=64k");
@@ -176,36 +169,36 @@ struct MonitorTest : ConfigurationStoreTest {
         }
         return changes >= count;
     }
+    // The count once the events of what was done before have landed.
+    int settled(std::chrono::milliseconds quiet = std::chrono::milliseconds(100)) {
+        std::this_thread::sleep_for(quiet);
+        return changes;
+    }
+    bool seesChange(const std::function<void()>& action) {
+        const int before = settled();
+        action();
+        return waitFor(before + 1);
+    }
 };
 
 TEST_F(MonitorTest, SeesWritesAndMovesOfTheOneFileAndNothingElse) {
     monitor.start();
     monitor.start(); // once is enough
     put(dir.filePath("Hopla/other.json"), "x");
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(changes, 0) << "the neighbour's write is not ours";
+    EXPECT_EQ(settled(), 0) << "the neighbour's write is not ours";
     put(path, "x");
     ASSERT_TRUE(waitFor(1));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    int seen = changes;
     ASSERT_TRUE(QFile::rename(dir.filePath("Hopla/other.json"), path + ".tmp"));
-    ASSERT_TRUE(QFile::rename(path, dir.filePath("Hopla/away.json"))); // moved away
-    ASSERT_TRUE(waitFor(seen + 1));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    seen = changes;
-    ASSERT_TRUE(QFile::rename(path + ".tmp", path)); // moved onto the name
-    ASSERT_TRUE(waitFor(seen + 1));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    seen = changes;
-    put(dir.filePath("Hopla/config.sync-conflict-20261123-101010-ABCDEFG.json"), "x");
-    ASSERT_TRUE(waitFor(seen + 1)) << "a conflict copy decides whether the file may be read";
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    seen = changes;
+    EXPECT_TRUE(seesChange([&] { QFile::rename(path, dir.filePath("Hopla/away.json")); }));
+    EXPECT_TRUE(seesChange([&] { QFile::rename(path + ".tmp", path); })) << "moved onto the name";
+    EXPECT_TRUE(seesChange([&] {
+        put(dir.filePath("Hopla/config.sync-conflict-20261123-101010-ABCDEFG.json"), "x");
+    })) << "a conflict copy decides whether the file may be read";
+    const int seen = settled();
     monitor.stop();
     monitor.stop();
     put(path, "after");
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(changes, seen) << "stopped";
+    EXPECT_EQ(settled(), seen) << "stopped";
 }
 
 TEST_F(MonitorTest, SeesEveryOneOfAThousandReplacementsAndOutlivesItsFolder) {
@@ -221,8 +214,7 @@ TEST_F(MonitorTest, SeesEveryOneOfAThousandReplacementsAndOutlivesItsFolder) {
     ASSERT_TRUE(waitFor(before + 1)) << "the file went with its folder";
     put(path, "back"); // the folder and the file come back
     ASSERT_TRUE(waitFor(before + 2));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200)); // let the last events land
-    const int again = changes;
+    const int again = settled(std::chrono::milliseconds(200));
     put(path, "written again");
     EXPECT_TRUE(waitFor(again + 1)) << "still watching the new folder";
 }

@@ -1,6 +1,10 @@
 #pragma once
 
+#include "platform/fake/ManualScheduler.h"
+#include "updater/NativeUpdater.h"
 #include "updater/UpdateFetcher.h"
+
+#include <QTemporaryDir>
 
 #include <deque>
 
@@ -27,6 +31,49 @@ public:
         Request request = std::move(pending.front());
         pending.pop_front();
         request.done(std::move(result));
+    }
+};
+
+// Everything an updater works with, on the manual scheduler, with what it shows, opens
+// and asks recorded, and a clock the test sets.
+struct UpdaterHost {
+    struct Shown {
+        NativeUpdatePrompt prompt;
+        NativeUpdateMessageStyle style;
+        std::function<void(bool)> choose;
+    };
+    QTemporaryDir dir;
+    QSettings settings{dir.filePath("hopla.ini"), QSettings::IniFormat};
+    fake::ManualScheduler scheduler;
+    ScriptedFetcher fetcher;
+    std::vector<Shown> shown;
+    std::vector<QUrl> opened;
+    int quits = 0;
+    double clock = 1'800'000'000; // seconds since 1970
+
+    // An updater of the build 57 (1.4.1) for get.hopla.test, downloading from cdn.hopla.test.
+    std::unique_ptr<NativeUpdater> updater(bool enabled = true) {
+        NativeUpdateConfiguration c;
+        c.bundleIdentifier = "app.hopla.Hopla";
+        c.manifestURL = QUrl("https://get.hopla.test/downloads/latest.json");
+        c.allowedDownloadHosts = {"cdn.hopla.test"};
+        c.isEnabled = enabled;
+        const auto alert = [this](const NativeUpdatePrompt& p, NativeUpdateMessageStyle s,
+                                  std::function<void(bool)> choose) {
+            shown.push_back({p, s, std::move(choose)});
+        };
+        return std::make_unique<NativeUpdater>(
+            c, NativeUpdater::Environment{
+                   .scheduler = scheduler,
+                   .fetcher = fetcher,
+                   .defaults = settings,
+                   .promptHistory = settings,
+                   .alert = alert,
+                   .openURL = [this](const QUrl& url) { opened.push_back(url); },
+                   .quit = [this] { ++quits; },
+                   .running = {.path = {}, .identifier = {}, .version = "1.4.1", .build = "57"},
+                   .secondsSince1970 = [this] { return clock; },
+               });
     }
 };
 

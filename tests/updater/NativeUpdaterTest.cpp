@@ -1,11 +1,8 @@
 // The updater's schedule and state machine on the manual scheduler, its requests answered
 // by the test and its prompts recorded.
 #include "updater/NativeUpdater.h"
-#include "platform/fake/ManualScheduler.h"
 #include "tests/support/ScriptedFetcher.h"
 #include "updater/UpdaterText.h"
-
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -15,45 +12,8 @@ using namespace std::chrono_literals;
 using namespace hopla;
 using Kind = NativeUpdateState::Kind;
 
-struct Shown {
-    NativeUpdatePrompt prompt;
-    NativeUpdateMessageStyle style;
-    std::function<void(bool)> choose;
-};
-
-struct UpdaterTest : ::testing::Test {
-    QTemporaryDir dir;
-    QSettings settings{dir.filePath("hopla.ini"), QSettings::IniFormat};
-    fake::ManualScheduler scheduler;
-    hopla::testing::ScriptedFetcher fetcher;
-    std::vector<Shown> shown;
-    std::vector<QUrl> opened;
-    int quits = 0;
-    double clock = 1'800'000'000; // seconds since 1970
-
-    std::unique_ptr<NativeUpdater> make(bool enabled = true) {
-        NativeUpdateConfiguration c;
-        c.bundleIdentifier = "app.hopla.Hopla";
-        c.manifestURL = QUrl("https://get.hopla.test/downloads/latest.json");
-        c.allowedDownloadHosts = {"cdn.hopla.test"};
-        c.isEnabled = enabled;
-        return std::make_unique<NativeUpdater>(
-            c, NativeUpdater::Environment{
-                   .scheduler = scheduler,
-                   .fetcher = fetcher,
-                   .defaults = settings,
-                   .promptHistory = settings,
-                   .alert =
-                       [this](const NativeUpdatePrompt& p, NativeUpdateMessageStyle s,
-                              std::function<void(bool)> choose) {
-                           shown.push_back({p, s, std::move(choose)});
-                       },
-                   .openURL = [this](const QUrl& url) { opened.push_back(url); },
-                   .quit = [this] { ++quits; },
-                   .running = {.path = {}, .identifier = {}, .version = "1.4.1", .build = "57"},
-                   .secondsSince1970 = [this] { return clock; },
-               });
-    }
+struct UpdaterTest : ::testing::Test, hopla::testing::UpdaterHost {
+    std::unique_ptr<NativeUpdater> make(bool enabled = true) { return updater(enabled); }
     static FetchResult manifest(int build) {
         return {QStringLiteral(R"({"schemaVersion":1,"product":"hopla","version":"1.%1",
             "build":%1,"downloadURL":"https://cdn.hopla.test/Hopla.zip","sha256":"%2"})")

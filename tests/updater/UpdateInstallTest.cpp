@@ -144,6 +144,14 @@ protected:
                 .releaseNotes = std::nullopt};
     }
 
+    // Prepares the archive against its own manifest unless given another; the failure.
+    std::optional<Failure> refusal(const QByteArray& archive,
+                                   std::optional<NativeUpdateManifest> manifest = std::nullopt,
+                                   std::optional<NativeUpdateConfiguration> with = std::nullopt) {
+        return failureOf(NativeUpdateInstaller::prepare(
+            archive, manifest.value_or(manifestFor(archive)), with.value_or(configuration())));
+    }
+
     QStringList staging() const {
         return QDir(tmp).entryList({"hopla-update-*"}, QDir::Dirs | QDir::Hidden);
     }
@@ -166,26 +174,17 @@ TEST_F(UpdateInstall, ASignedReleasePassesAndAnyChangeToItDoesNot) {
     // One byte off: refused before anything is written.
     QByteArray damaged = good;
     damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 1);
-    EXPECT_EQ(
-        failureOf(NativeUpdateInstaller::prepare(damaged, manifestFor(good), configuration())),
-        Failure::invalidArchive);
+    EXPECT_EQ(refusal(damaged, manifestFor(good)), Failure::invalidArchive);
     EXPECT_TRUE(staging().isEmpty());
 
     // Identity: another version or build than the manifest, another bundle than configured.
-    EXPECT_EQ(failureOf(NativeUpdateInstaller::prepare(good, manifestFor(good, "1.4.3"),
-                                                       configuration())),
-              Failure::invalidApplication);
-    EXPECT_EQ(failureOf(NativeUpdateInstaller::prepare(good, manifestFor(good, "1.4.2", 59),
-                                                       configuration())),
-              Failure::invalidApplication);
-    auto elsewhere = configuration();
+    EXPECT_EQ(refusal(good, manifestFor(good, "1.4.3")), Failure::invalidApplication);
+    EXPECT_EQ(refusal(good, manifestFor(good, "1.4.2", 59)), Failure::invalidApplication);
+    auto elsewhere = configuration(), otherPublisher = configuration();
     elsewhere.bundleIdentifier = "app.other.Tool";
-    EXPECT_EQ(failureOf(NativeUpdateInstaller::prepare(good, manifestFor(good), elsewhere)),
-              Failure::invalidApplication);
-    auto otherPublisher = configuration();
     otherPublisher.publisherKey = QString::fromLatin1(readAll(key("stranger") + ".pub"));
-    EXPECT_EQ(failureOf(NativeUpdateInstaller::prepare(good, manifestFor(good), otherPublisher)),
-              Failure::invalidApplication);
+    EXPECT_EQ(refusal(good, std::nullopt, elsewhere), Failure::invalidApplication);
+    EXPECT_EQ(refusal(good, std::nullopt, otherPublisher), Failure::invalidApplication);
 
     // Signed releases changed after signing, or signed by the wrong parties.
     const QString app = release + "/Hopla.AppDir";
@@ -215,10 +214,7 @@ TEST_F(UpdateInstall, ASignedReleasePassesAndAnyChangeToItDoesNot) {
         makeAppDir(app);
         sign(app);
         change();
-        const QByteArray archive = zip(release);
-        const auto result =
-            NativeUpdateInstaller::prepare(archive, manifestFor(archive), configuration());
-        EXPECT_EQ(failureOf(result), Failure::invalidApplication) << what;
+        EXPECT_EQ(refusal(zip(release)), Failure::invalidApplication) << what;
         EXPECT_TRUE(staging().isEmpty()) << what;
     }
 }
@@ -261,9 +257,7 @@ TEST_F(UpdateInstall, HostileArchivesAreRefusedWithNothingWrittenOutside) {
         const auto result =
             NativeUpdateInstaller::prepare(archive, manifestFor(archive), configuration());
         EXPECT_EQ(failureOf(result), Failure::invalidApplication) << what;
-        if (const auto* error = std::get_if<Error>(&result)) {
-            EXPECT_FALSE(error->detail.isEmpty()) << what;
-        }
+        EXPECT_FALSE(std::get<Error>(result).detail.isEmpty()) << what;
         EXPECT_TRUE(staging().isEmpty()) << what;
         EXPECT_FALSE(QFileInfo::exists(root.filePath("escape"))) << what;
         EXPECT_FALSE(QFileInfo::exists(root.filePath("outside"))) << what;
@@ -308,9 +302,13 @@ TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
         sign(source);
     };
     const auto versionAt = [](const QString& path) { return AppBundle::open(path)->version; };
-    const auto leftovers = [&] {
-        return QDir(root.filePath("apps"))
-            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    // The install folder holds one whole Hopla of this version and nothing beside it.
+    const auto installed = [&](const char* version) {
+        EXPECT_EQ(versionAt(current), version);
+        EXPECT_TRUE(whole(current));
+        EXPECT_EQ(QDir(root.filePath("apps"))
+                      .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+                  QStringList{"Hopla.AppDir"});
     };
 
     // A Hopla that never quits: the helper gives up and starts the old one again.
@@ -331,9 +329,7 @@ TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
         return Error{Failure::invalidApplication, {}, "refused"};
     };
     EXPECT_TRUE(NativeUpdateHelper::replaceApplication(source, current, failing));
-    EXPECT_EQ(versionAt(current), "1.0");
-    EXPECT_TRUE(whole(current));
-    EXPECT_EQ(leftovers(), QStringList{"Hopla.AppDir"});
+    installed("1.0");
     EXPECT_TRUE(NativeUpdateHelper::replaceApplication(root.filePath("nowhere"), current, failing));
     EXPECT_EQ(versionAt(current), "1.0");
 
@@ -345,10 +341,8 @@ TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
         return std::nullopt;
     };
     EXPECT_FALSE(NativeUpdateHelper::replaceApplication(source, current, starts));
-    EXPECT_EQ(versionAt(current), "1.4.2");
-    EXPECT_TRUE(whole(current));
+    installed("1.4.2");
     EXPECT_EQ(relaunched, std::vector<QString>{current});
-    EXPECT_EQ(leftovers(), QStringList{"Hopla.AppDir"});
 
     // Staged on another file system: copied next to the old one, modes kept.
     hopla::testing::MountedFolder elsewhere("size=8m");
@@ -358,9 +352,7 @@ TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
         makeAppDir(across, "1.4.2", "58");
         sign(across);
         EXPECT_FALSE(NativeUpdateHelper::replaceApplication(across, current, starts));
-        EXPECT_EQ(versionAt(current), "1.4.2");
-        EXPECT_TRUE(whole(current));
-        EXPECT_EQ(leftovers(), QStringList{"Hopla.AppDir"});
+        installed("1.4.2");
     }
 
     // Installed where this user may not write: refused before Hopla quits, nothing started.
