@@ -49,15 +49,6 @@ struct ActivationTest : ::testing::Test {
     }
 };
 
-TEST_F(ActivationTest, UnknownProcessAndRefusalWithoutLocationFailBeforeActivateReturns) {
-    activate(42);
-    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::unavailable);
-    results.clear();
-    app(7)->refusesActivation = true;
-    activate(7);
-    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::requestRejected);
-}
-
 TEST_F(ActivationTest, AnApplicationThatComesForwardAtOnceSucceedsWhenTheRestorerAnswers) {
     const auto a = app(1);
     a->hidden = true;

@@ -70,13 +70,6 @@ TEST_F(IconCacheTest, MissingOrVanishedLocationsUseTheFallbackAndNothingIsCached
         QColor(Qt::green));
 }
 
-TEST_F(IconCacheTest, KeepsAPrivateCopyOfTheImage) {
-    QImage shared = solid8(Qt::yellow);
-    ASSERT_TRUE(cache.load(identity(14, std::nullopt), [&] { return shared; }));
-    shared.fill(Qt::black);
-    EXPECT_EQ(cache.cached(identity(14, std::nullopt))->pixelColor(0, 0), QColor(Qt::yellow));
-}
-
 TEST_F(IconCacheTest, ARelaunchIsANewIdentityAndRetainDropsTheOldOne) {
     ASSERT_TRUE(cache.load(identity(10, bundle), nullptr));
     ApplicationIconIdentity relaunched = identity(10, bundle);

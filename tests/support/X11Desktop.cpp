@@ -85,9 +85,7 @@ X11Desktop* X11Desktop::start(QString* error) {
         qputenv("XDG_CONFIG_HOME", desktop->home_->filePath(QStringLiteral("config")).toUtf8());
         desktop->bus_ = std::make_unique<QProcess>();
         dieWithParent(*desktop->bus_);
-        desktop->bus_->start(QStringLiteral("dbus-daemon"),
-                             {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                              QStringLiteral("--print-address=1")});
+        desktop->bus_->start("dbus-daemon", {"--session", "--nofork", "--print-address=1"});
         if (!desktop->bus_->waitForReadyRead(10000)) {
             *error = "dbus-daemon did not start (is the dbus package installed?)";
             return nullptr;
@@ -113,10 +111,10 @@ bool X11Desktop::startWindowManager(QString* error) {
     windowManager_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     dieWithParent(*windowManager_);
     QStringList arguments;
-    if (windowManagerName_ == QLatin1String("openbox")) {
-        arguments << QStringLiteral("--sm-disable");
-    } else if (windowManagerName_ == QLatin1String("xfwm4")) {
-        arguments << QStringLiteral("--sm-client-disable") << QStringLiteral("--compositor=off");
+    if (windowManagerName_ == "openbox") {
+        arguments = {"--sm-disable"};
+    } else if (windowManagerName_ == "xfwm4") {
+        arguments = {"--sm-client-disable", "--compositor=off"};
     }
     windowManager_->start(windowManagerName_, arguments);
     if (!windowManager_->waitForStarted(10000)) {

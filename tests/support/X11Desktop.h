@@ -57,6 +57,7 @@ public:
     struct TestClient {
         QProcess* process = nullptr;
         std::vector<std::uint32_t> windows; // empty when it did not start
+        std::int64_t pid() const { return process->processId(); }
     };
     TestClient startTestClient(const QStringList& arguments);
     // Starts the test client and waits until its (first) window has the focus.

@@ -15,7 +15,7 @@ std::vector<std::uint32_t> icon(std::uint32_t side, std::uint32_t colour) {
     return data;
 }
 
-TEST(WindowIcon, PicksTheSmallestAtLeastTheWantedSizeElseTheLargest) {
+TEST(WindowIcon, PicksTheSmallestAtLeastTheWantedSizeElseTheLargestAndSkipsMalformedData) {
     auto data = icon(16, 0xff0000ff);
     const auto big = icon(128, 0xff00ff00);
     const auto mid = icon(96, 0xffff0000);
@@ -25,9 +25,8 @@ TEST(WindowIcon, PicksTheSmallestAtLeastTheWantedSizeElseTheLargest) {
     EXPECT_EQ(chosen.width(), 96);
     EXPECT_EQ(chosen.pixelColor(5, 5), QColor(255, 0, 0));
     EXPECT_EQ(imageFromWmIcon(icon(48, 0xff000000), 80).width(), 48);
-}
 
-TEST(WindowIcon, MalformedDataNeverReadsPastTheEnd) {
+    // Malformed data is never read past its end.
     EXPECT_TRUE(imageFromWmIcon({}, 80).isNull());
     EXPECT_TRUE(
         imageFromWmIcon(std::vector<std::uint32_t>{4000, 4000, 1, 2, 3}, 80).isNull()); // too big
@@ -41,7 +40,7 @@ TEST(WindowIcon, MalformedDataNeverReadsPastTheEnd) {
     EXPECT_EQ(imageFromWmIcon(good, 80).width(), 32);
 }
 
-TEST(CompoundText, DecodesLatin1Utf8AndChineseSegments) {
+TEST(CompoundText, DecodesLatin1Utf8AndChineseSegmentsAndSkipsBrokenOnes) {
     EXPECT_EQ(decodeCompoundText("plain"), "plain");
     EXPECT_EQ(decodeCompoundText("Caf\xe9"),
               QString::fromUtf8("Café")); // Latin-1 right half by default
@@ -50,9 +49,8 @@ TEST(CompoundText, DecodesLatin1Utf8AndChineseSegments) {
     EXPECT_EQ(decodeCompoundText("\x1b$)A\xd6\xd0\xce\xc4\x1b-A!"), QString::fromUtf8("中文!"));
     EXPECT_EQ(decodeCompoundText("\x1b$(B\x46\x7c\x4b\x5c\x1b(B ok"),
               QString::fromUtf8("日本 ok")); // JIS in GL
-}
 
-TEST(CompoundText, BrokenInputStaysShortAndSane) {
+    // Broken input stays short and sane.
     EXPECT_EQ(decodeCompoundText("\x1b"), "");
     EXPECT_EQ(decodeCompoundText("\x1b%Gunterminated"), "unterminated");
     EXPECT_EQ(decodeCompoundText("a\x1b$+Zgarbage\x1b(Bb"), "ab"); // unknown set skipped

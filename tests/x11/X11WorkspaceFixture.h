@@ -25,11 +25,7 @@ using hopla::testing::X11Desktop;
 using hopla::x11::X11WindowSystem;
 using hopla::x11::X11Workspace;
 
-struct Client {
-    QProcess* process = nullptr;
-    std::vector<std::uint32_t> windows;
-    ProcessId pid() const { return static_cast<ProcessId>(process->processId()); }
-};
+using Client = X11Desktop::TestClient;
 
 struct X11WorkspaceTest : ::testing::Test {
     X11Desktop& desktop = *X11Desktop::instance();
@@ -46,10 +42,7 @@ struct X11WorkspaceTest : ::testing::Test {
 
     // Starts the project's test client and waits until its windows are managed.
     Client client(QStringList arguments) {
-        auto started = desktop.startTestClient(arguments);
-        Client c;
-        c.process = started.process;
-        c.windows = std::move(started.windows);
+        const Client c = desktop.startTestClient(arguments);
         EXPECT_FALSE(c.windows.empty()) << "test client did not start";
         EXPECT_TRUE(desktop.waitFor([&] { return managed(c.windows); })) << "windows never managed";
         // openbox focuses a new window a moment after listing it: let that happen first, so
