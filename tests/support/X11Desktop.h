@@ -40,8 +40,6 @@ public:
     static void shutdown();
     ~X11Desktop();
 
-    const QString& display() const { return display_; }
-
     // Starts a client on the desktop; it is stopped when the test program ends.
     QProcess* launch(const QString& program, const QStringList& arguments,
                      QProcess::ProcessChannelMode channels = QProcess::ForwardedErrorChannel);
