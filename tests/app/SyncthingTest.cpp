@@ -2,6 +2,7 @@
 // (no discovery, no relays) share one folder between two homes, as two machines would.
 // A folder's maxConflicts must be written out: left away it reads as 0, no conflict copies.
 #include "app/Preferences.h"
+#include "tests/support/Files.h"
 #include "tests/support/ScriptedLoginItem.h"
 
 #include <QCoreApplication>
@@ -60,32 +61,22 @@ struct Machine {
         engine.setStandardOutputFile(home + "/syncthing.log");
     }
     void configure(const Machine& peer) {
-        const QString device = QStringLiteral(
-            "<device id=\"%1\" name=\"%2\" "
-            "compression=\"metadata\"><address>tcp://127.0.0.1:%3</address></device>");
-        QFile config(home + "/st/config.xml");
-        ASSERT_TRUE(config.open(QIODevice::WriteOnly));
-        config.write(
-            QStringLiteral(
-                "<configuration version=\"36\">"
-                "<folder id=\"hopla\" label=\"hopla\" path=\"%1\" type=\"sendreceive\" "
-                "rescanIntervalS=\"60\""
-                " fsWatcherEnabled=\"true\" fsWatcherDelayS=\"1\"><device id=\"%2\"></device>"
-                "<device id=\"%3\"></device><maxConflicts>10</maxConflicts></folder>%4%5<gui "
-                "enabled=\"false\"></gui><options>"
-                "<listenAddress>tcp://127.0.0.1:%6</listenAddress>"
-                "<globalAnnounceEnabled>false</globalAnnounceEnabled>"
-                "<localAnnounceEnabled>false</localAnnounceEnabled><relaysEnabled>false</"
-                "relaysEnabled>"
-                "<natEnabled>false</natEnabled><urAccepted>-1</urAccepted>"
-                "<autoUpgradeIntervalH>0</autoUpgradeIntervalH>"
-                "<crashReportingEnabled>false</crashReportingEnabled><startBrowser>false</"
-                "startBrowser>"
-                "</options></configuration>")
-                .arg(folder, id, peer.id, device.arg(id, "self").arg(port),
-                     device.arg(peer.id, "peer").arg(peer.port))
-                .arg(port)
-                .toUtf8());
+        const QString device = QStringLiteral(R"(<device id="%1" name="%2" compression="metadata">)"
+                                              "<address>tcp://127.0.0.1:%3</address></device>");
+        const QString configuration = QStringLiteral(R"(<configuration version="36">
+<folder id="hopla" label="hopla" path="%1" type="sendreceive" rescanIntervalS="60"
+ fsWatcherEnabled="true" fsWatcherDelayS="1"><device id="%2"></device><device id="%3"></device>
+<maxConflicts>10</maxConflicts></folder>%4%5<gui enabled="false"></gui><options>
+<listenAddress>tcp://127.0.0.1:%6</listenAddress><globalAnnounceEnabled>false</globalAnnounceEnabled>
+<localAnnounceEnabled>false</localAnnounceEnabled><relaysEnabled>false</relaysEnabled>
+<natEnabled>false</natEnabled><urAccepted>-1</urAccepted><autoUpgradeIntervalH>0</autoUpgradeIntervalH>
+<crashReportingEnabled>false</crashReportingEnabled><startBrowser>false</startBrowser>
+</options></configuration>)");
+        const QString self = device.arg(id, "self").arg(port);
+        const QString other = device.arg(peer.id, "peer").arg(peer.port);
+        const QByteArray text =
+            configuration.arg(folder, id, peer.id, self, other).arg(port).toUtf8();
+        ASSERT_TRUE(hopla::testing::write(home + "/st/config.xml", text));
     }
     void startEngine() {
         engine.start("syncthing",

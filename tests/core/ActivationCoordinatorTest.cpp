@@ -116,34 +116,28 @@ TEST_F(ActivationTest, RefusalOpensThroughTheWorkspaceWithoutTouchingWindows) {
 }
 
 TEST_F(ActivationTest, WithoutUsableWindowsItReopensThroughTheWorkspaceOrSaysWhatFailed) {
-    app(4, false)->bundle = "/apps/four.desktop"; // unreadable windows: reopened, confirmed
-    activate(4);
+    app(1, false)->bundle = "/apps/one.desktop"; // unreadable windows: reopened, confirmed
+    activate(1);
     restorerAnswers();
     scheduler.runDue();
     ASSERT_EQ(results.size(), 1u);
     EXPECT_TRUE(std::holds_alternative<hopla::RunningApplicationPtr>(results[0]));
     EXPECT_EQ(workspace.openRequests.size(), 1u);
 
-    results.clear();
-    app(1, false); // nowhere to reopen from
-    activate(1);
-    restorerAnswers();
-    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::reopenFailed);
-
-    results.clear();
-    app(2, false)->bundle = "/apps/two.desktop";
-    workspace.openError = "broken entry";
-    activate(2);
-    restorerAnswers();
-    scheduler.runDue();
-    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::reopenFailed);
-
-    results.clear();
-    app(3, false);
-    windows.script(3, {std::vector<FakeWindow>{{hopla::WindowRole::normal, true, true}}, {}, {}});
-    activate(3);
-    restorerAnswers();
-    EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::windowRestoreFailed);
+    app(2, false); // nowhere to reopen from
+    app(3, false)->bundle = "/apps/three.desktop";
+    app(4, false);
+    windows.script(4, {std::vector<FakeWindow>{{hopla::WindowRole::normal, true, true}}, {}, {}});
+    workspace.openError = "broken entry"; // for 3
+    for (const auto& [id, failure] : {std::pair{2, ApplicationActivationFailure::reopenFailed},
+                                      {3, ApplicationActivationFailure::reopenFailed},
+                                      {4, ApplicationActivationFailure::windowRestoreFailed}}) {
+        results.clear();
+        activate(id);
+        restorerAnswers();
+        scheduler.runDue();
+        EXPECT_EQ(onlyFailure(), failure) << id;
+    }
 }
 
 TEST_F(ActivationTest, OnlyTheCurrentRequestEverCompletes) {
