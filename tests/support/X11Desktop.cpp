@@ -158,13 +158,7 @@ X11Desktop::~X11Desktop() {
     clients_.clear();
     x_.reset();
     for (auto* process : {windowManager_.get(), bus_.get(), server_.get()}) {
-        if (process && process->state() != QProcess::NotRunning) {
-            process->terminate();
-            if (!process->waitForFinished(5000)) {
-                process->kill();
-                process->waitForFinished(5000);
-            }
-        }
+        stop(process);
     }
 }
 
