@@ -1,5 +1,6 @@
 #include "app/Preferences.h"
 #include "platform/xdg/XdgAutostart.h"
+#include "tests/support/Files.h"
 #include "tests/support/ScriptedLoginItem.h"
 
 #include <QDir>
@@ -94,25 +95,20 @@ TEST_F(AutostartTest, TheEntryRoundTripsDesktopsOptOutsAreHonouredAndRefusalsSay
     EXPECT_EQ(autostart.status(), LoginItemStatus::notRegistered);
     ASSERT_EQ(autostart.setEnabled(true), std::nullopt);
     EXPECT_EQ(autostart.status(), LoginItemStatus::enabled);
-    QFile entry(autostart.entryPath());
-    ASSERT_TRUE(entry.open(QIODevice::ReadOnly));
-    const QString text = QString::fromUtf8(entry.readAll());
-    entry.close();
+    const QString text = QString::fromUtf8(hopla::testing::readAll(autostart.entryPath()));
     EXPECT_TRUE(text.contains("Exec=\"/opt/my apps/hopla\" --login-item")) << text.toStdString();
 
     for (const char* optOut : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {
-        ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
-        entry.write(QByteArray("[Desktop Entry]\nType=Application\nExec=hopla\n") + optOut + "\n");
-        entry.close();
+        hopla::testing::write(autostart.entryPath(),
+                              QByteArray("[Desktop Entry]\nType=Application\nExec=hopla\n") +
+                                  optOut + "\n");
         EXPECT_EQ(autostart.status(), LoginItemStatus::notRegistered) << optOut;
     }
     ASSERT_EQ(autostart.setEnabled(false), std::nullopt);
     EXPECT_FALSE(QFile::exists(autostart.entryPath()));
 
     QDir(config.filePath("autostart")).removeRecursively();
-    QFile blocker(config.filePath("autostart")); // a file where the folder should be
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    hopla::testing::write(config.filePath("autostart"), {}); // a file where the folder goes
     EXPECT_EQ(autostart.setEnabled(true),
               config.filePath("autostart") + ": " + QString::fromLocal8Bit(std::strerror(ENOTDIR)))
         << "an unwritable folder gives the system's reason";

@@ -4,6 +4,7 @@
 #include "appearance/NativeAppearanceAudit.h"
 #include "appearance/NativeMenu.h"
 #include "appearance/NativeMenuStyle.h"
+#include "tests/support/Files.h"
 
 #include <QApplication>
 #include <QFile>
@@ -54,9 +55,8 @@ struct AppearanceAudit : ::testing::Test {
     QJsonObject summary(const audit::Result& result) {
         QString error;
         EXPECT_TRUE(audit::writeSummary(result, evidence.path(), &error)) << error.toStdString();
-        QFile file(evidence.filePath("summary.json"));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-        return QJsonDocument::fromJson(file.readAll()).object();
+        return QJsonDocument::fromJson(hopla::testing::readAll(evidence.filePath("summary.json")))
+            .object();
     }
 };
 

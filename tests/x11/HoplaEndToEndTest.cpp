@@ -83,10 +83,8 @@ struct HoplaEndToEnd : ::testing::Test {
         }
     }
     void configureIceWm(const QByteArray& preferences) {
-        QFile file(desktop.windowManagerConfig() + QStringLiteral("/preferences"));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(preferences);
-        file.close();
+        ASSERT_TRUE(
+            hopla::testing::write(desktop.windowManagerConfig() + "/preferences", preferences));
         QString error;
         ASSERT_TRUE(desktop.restartWindowManager(&error)) << error.toStdString();
     }
