@@ -210,23 +210,3 @@ TEST_F(X11PanelTest, APanelThatIsUnmappedBehindItsBackIsPresentedAgain) {
 }
 
 } // namespace
-
-int main(int argc, char** argv) {
-    ::testing::InitGoogleTest(&argc, argv);
-    if (hopla::testing::onlyListingTests(argc, argv)) {
-        return RUN_ALL_TESTS();
-    }
-    QString error;
-    if (!X11Desktop::start(&error)) {
-        std::fprintf(stderr, "cannot start the test desktop: %s\n", qPrintable(error));
-        return 1;
-    }
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    int result = 0;
-    {
-        QApplication application(argc, argv);
-        result = RUN_ALL_TESTS();
-    }
-    X11Desktop::shutdown();
-    return result;
-}
