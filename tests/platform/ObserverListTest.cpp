@@ -21,8 +21,8 @@ TEST(ObserverList, TellsSetHandlersOnlyWhileSubscribedEvenLeavingMidwayOrOutlivi
         auto second = list.add({nullptr, [&] { seen.push_back(-1); }});
         std::optional<hopla::Subscription> self;
         self = list.add({[&](int v) {
+                             self.reset(); // leaves during the notification, then goes on
                              seen.push_back(100 + v);
-                             self.reset(); // leaves during the notification
                          },
                          nullptr});
         list.notify(&Observer::changed, 7);
