@@ -17,6 +17,8 @@
 
 namespace {
 
+using hopla::testing::waitUntil;
+
 using hopla::AppAppearance;
 using hopla::CloudConfiguration;
 
@@ -41,9 +43,6 @@ struct CloudSyncTest : ::testing::Test {
     void SetUp() override { QDir().mkpath(folder); }
     QByteArray contents() const { return hopla::testing::readAll(file); }
     void put(const QByteArray& bytes) const { ASSERT_TRUE(hopla::testing::write(file, bytes)); }
-    static bool waitFor(const std::function<bool()>& condition) {
-        return hopla::testing::waitUntil(condition);
-    }
 };
 
 TEST_F(CloudSyncTest, TwoMachinesConvergeAndAnEditThatLostTheRaceIsWrittenOnTop) {
@@ -61,7 +60,7 @@ TEST_F(CloudSyncTest, TwoMachinesConvergeAndAnEditThatLostTheRaceIsWrittenOnTop)
     EXPECT_EQ(contents(), before) << "applying what was read writes nothing back";
 
     b.preferences->setEnabled(false); // B's edit reaches A through the file
-    EXPECT_TRUE(waitFor(
+    EXPECT_TRUE(waitUntil(
         [&] { return a.preferences->syncStatus == QString::fromUtf8("已从同步文件夹同步"); }));
 
     // Both edit before either has read the other's: A wins the file, B is refused, reads
@@ -70,11 +69,11 @@ TEST_F(CloudSyncTest, TwoMachinesConvergeAndAnEditThatLostTheRaceIsWrittenOnTop)
     b.preferences->setAppearance(AppAppearance::light);
     EXPECT_TRUE(b.preferences->syncStatus.contains(QString::fromUtf8("配置已被其它设备或程序修改")))
         << b.preferences->syncStatus.toStdString();
-    ASSERT_TRUE(waitFor([&] {
+    ASSERT_TRUE(waitUntil([&] {
         return contents() ==
                R"({"version":1,"enabled":false,"appearance":"light","showsMenuBarIcon":false})";
     })) << contents().toStdString();
-    EXPECT_TRUE(waitFor([&] {
+    EXPECT_TRUE(waitUntil([&] {
         return a.preferences->appearance() == AppAppearance::light &&
                !b.preferences->showsMenuBarIcon();
     })) << "both machines end with both edits";
@@ -96,21 +95,21 @@ TEST_F(CloudSyncTest, BadFilesAndConflictCopiesAreNotAppliedAndNoFolderKeepsItOf
           QByteArray(
               R"({"version":1,"enabled":"yes","appearance":"dark","showsMenuBarIcon":false})")}) {
         put(bad);
-        EXPECT_TRUE(waitFor([&] {
+        EXPECT_TRUE(waitUntil([&] {
             return a.preferences->syncStatus.startsWith(QString::fromUtf8("同步配置读取失败"));
         })) << bad.toStdString();
         EXPECT_TRUE(a.preferences->enabled()) << bad.toStdString();
         a.preferences->syncStatus.clear();
     }
     put(R"({"version":1,"enabled":true,"appearance":"sepia","showsMenuBarIcon":true,"extra":[1]})");
-    EXPECT_TRUE(waitFor(
+    EXPECT_TRUE(waitUntil(
         [&] { return a.preferences->syncStatus == QString::fromUtf8("已从同步文件夹同步"); }));
     EXPECT_EQ(a.preferences->appearance(), AppAppearance::system) << "an unknown appearance";
 
     put(R"({"version":1,"enabled":false,"appearance":"dark","showsMenuBarIcon":true})");
     hopla::testing::write(folder + "/Hopla/config.sync-conflict-20261123-120000-ABCDEFG.json", {});
     EXPECT_TRUE(
-        waitFor([&] { return a.preferences->syncStatus.contains(QString::fromUtf8("冲突")); }));
+        waitUntil([&] { return a.preferences->syncStatus.contains(QString::fromUtf8("冲突")); }));
     EXPECT_TRUE(a.preferences->enabled()) << "nothing applied while a conflict copy exists";
 
     QSettings lonely(root.filePath("c.ini"), QSettings::IniFormat);

@@ -14,6 +14,8 @@
 
 namespace {
 
+using hopla::testing::waitUntil;
+
 struct ColorSchemeTest : ::testing::Test {
     QProcess bus;
 
@@ -41,9 +43,6 @@ struct ColorSchemeTest : ::testing::Test {
                << QVariant::fromValue(QDBusVariant(QVariant::fromValue(QDBusVariant(value))));
         QDBusConnection::sessionBus().send(signal);
     }
-    static bool waitFor(const std::function<bool()>& condition) {
-        return hopla::testing::waitUntil(condition);
-    }
 };
 
 TEST_F(ColorSchemeTest, FollowsThePortalsColourSchemeAndIgnoresOtherSettings) {
@@ -54,9 +53,9 @@ TEST_F(ColorSchemeTest, FollowsThePortalsColourSchemeAndIgnoresOtherSettings) {
                      [&](bool dark) { heard.push_back(dark); });
     announce(QStringLiteral("accent-color"), 1);
     announce(QStringLiteral("color-scheme"), 1); // 1: prefer dark
-    ASSERT_TRUE(waitFor([&] { return scheme.dark(); }));
+    ASSERT_TRUE(waitUntil([&] { return scheme.dark(); }));
     announce(QStringLiteral("color-scheme"), 2); // 2: prefer light
-    ASSERT_TRUE(waitFor([&] { return !scheme.dark(); }));
+    ASSERT_TRUE(waitUntil([&] { return !scheme.dark(); }));
     EXPECT_EQ(heard, (std::vector<bool>{true, false}));
 }
 

@@ -42,8 +42,6 @@ struct X11KeyboardTapTest : ::testing::Test {
     }
     void TearDown() override { tap.stop(); }
 
-    void key(xcb_keycode_t code, bool down) { desktop.key(code, down); }
-    void tapKey(xcb_keycode_t code) { desktop.press(code); }
     bool clientTyped(xcb_keycode_t code) {
         typed += client->readAll();
         return typed.contains("key " + QByteArray::number(code) + "\n");
@@ -61,26 +59,26 @@ TEST_F(X11KeyboardTapTest, ASwitchFromTheKeyboardTakesItsKeysAndLeavesTheRestToT
     ASSERT_TRUE(tap.start()) << source.lastFailure().value_or(Failure{}).what;
     EXPECT_EQ(source.lastKeyPointer(), std::nullopt);
     desktop.movePointer({1201, 37});
-    key(super(), true);
-    tapKey(tab());
+    desktop.key(super(), true);
+    desktop.press(tab());
     ASSERT_TRUE(deliveredUpTo(1));
     EXPECT_EQ(delivered[0], GestureAction::tab(false));
     EXPECT_EQ(source.lastKeyPointer(), QPoint(1201, 37)) << "the screen to show on, from the key";
     ASSERT_TRUE(desktop.waitFor([&] { return source.holdsKeyboard(); }));
 
-    tapKey(keyD); // openbox binds Super+D: the session's keyboard grab still brings it here
+    desktop.press(keyD); // openbox binds Super+D: the session's keyboard grab still brings it here
     ASSERT_TRUE(deliveredUpTo(2));
     EXPECT_EQ(delivered[1], GestureAction::letterKey('D'));
 
-    tapKey(keyReturn); // not the switcher's: handed on to the focused client
+    desktop.press(keyReturn); // not the switcher's: handed on to the focused client
     EXPECT_TRUE(desktop.waitFor([&] { return clientTyped(keyReturn); }));
 
-    key(super(), false);
+    desktop.key(super(), false);
     xcb_flush(x->raw());
     ASSERT_TRUE(deliveredUpTo(3));
     EXPECT_EQ(delivered[2], GestureAction::release());
 
-    tapKey(tab()); // no session: a plain Tab is the application's
+    desktop.press(tab()); // no session: a plain Tab is the application's
     EXPECT_TRUE(desktop.waitFor([&] { return clientTyped(tab()); }));
     EXPECT_FALSE(clientTyped(keyD))
         << "the letter was taken by the switcher: " << typed.toStdString();
@@ -104,13 +102,13 @@ TEST_F(X11KeyboardTapTest, ShiftOpensBackwardsAndALayoutChangeRebuildsLettersAnd
 
     const auto keys = std::move(*hopla::x11::readServerKeyboard(*x, nullptr));
     constexpr xcb_keycode_t leftShift = 42 + 8;
-    key(keys.superKeys.front(), true);
-    key(leftShift, true);
-    tapKey(keys.tabKeys.front()); // the grabs were made again for the new mapping
-    key(leftShift, false);
+    desktop.key(keys.superKeys.front(), true);
+    desktop.key(leftShift, true);
+    desktop.press(keys.tabKeys.front()); // the grabs were made again for the new mapping
+    desktop.key(leftShift, false);
     ASSERT_TRUE(deliveredUpTo(1));
     EXPECT_EQ(delivered[0], GestureAction::tab(true));
-    key(keys.superKeys.front(), false);
+    desktop.key(keys.superKeys.front(), false);
     ASSERT_TRUE(deliveredUpTo(2));
 
     // The Russian group is active: the letters come from the Latin one beside it (Z again
