@@ -5,6 +5,7 @@
 #include "platform/x11/ClientWindows.h"
 #include "platform/x11/X11PanelSupport.h"
 #include "platform/x11/XConnection.h"
+#include "tests/support/Images.h"
 #include "tests/support/X11Desktop.h"
 
 #include <QApplication>
@@ -31,11 +32,9 @@ struct X11PanelTest : ::testing::Test {
 
     void SetUp() override {
         ASSERT_TRUE(support && x);
-        QImage icon(80, 80, QImage::Format_ARGB32);
-        icon.fill(Qt::darkCyan);
         panel = std::make_unique<hopla::SwitcherPanel>(
             "Hopla 应用切换器", [this] { return accent; }, false,
-            [](const QString& s) { return s; }, icon,
+            [](const QString& s) { return s; }, hopla::testing::solidImage(Qt::darkCyan),
             hopla::SwitcherPanelEnvironment{
                 &scheduler,
                 nullptr,
@@ -56,13 +55,6 @@ struct X11PanelTest : ::testing::Test {
     }
     bool viewable() { return support->isViewable(panel->window().winId()); }
 
-    // The focused client that must keep the focus; returns its window.
-    xcb_window_t focusedClient() {
-        const xcb_window_t window = desktop.focusedTestClient({"--class", "keeper,Keeper"});
-        EXPECT_TRUE(window != 0 && desktop.activeWindow() == window);
-        return window;
-    }
-
     // What the server shows of the panel once it has handled all Qt sent, before Qt had a
     // chance to paint: Qt's connection is synchronised, and no event is handled meanwhile.
     QImage shownNow() {
@@ -80,7 +72,8 @@ struct X11PanelTest : ::testing::Test {
 };
 
 TEST_F(X11PanelTest, ShowingAndClickingNeverTakesTheFocusFromTheFrontmostApplication) {
-    const xcb_window_t keeper = focusedClient();
+    const xcb_window_t keeper = desktop.focusedTestClient({"--class", "keeper,Keeper"});
+    ASSERT_TRUE(keeper != 0 && desktop.activeWindow() == keeper) << "the client to keep the focus";
     panel->show(session(), {});
     ASSERT_TRUE(desktop.waitFor([&] { return viewable(); }));
     EXPECT_TRUE(desktop.overrideRedirect(panel->window().winId()))
