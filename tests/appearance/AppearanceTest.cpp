@@ -68,7 +68,7 @@ double hueOf(const QImage& image) {
     return hopla::rgbToHueSaturation(c.redF(), c.greenF(), c.blueF()).hue;
 }
 
-TEST(IconRecoloring, PixelsNearTheBaseHueTakeTheTargetHueKeepingPartOfTheirOffset) {
+TEST(IconRecoloring, PixelsNearTheBaseHueTakeTheTargetHueKeepingPartOfTheirOffsetGreysStay) {
     const QColor target = hopla::color(NativeAccentPalette::coral);
     const double targetHue =
         hopla::rgbToHueSaturation(target.redF(), target.greenF(), target.blueF()).hue;
@@ -83,10 +83,8 @@ TEST(IconRecoloring, PixelsNearTheBaseHueTakeTheTargetHueKeepingPartOfTheirOffse
               outside.pixelColor(1, 1));
     // Across the wrap: 0.95 against a base of 0.05 is 0.10 away, so it is recoloured.
     EXPECT_NEAR(hueOf(recolour(0.95, 0.05)), std::fmod(targetHue - 0.018 + 1, 1.0), 0.005);
-}
 
-TEST(IconRecoloring, TransparentAndGreyPixelsStayAndTheResultHasTheAskedSize) {
-    const QColor target = hopla::color(NativeAccentPalette::forest);
+    // Transparent and grey pixels stay; the result has the asked size.
     const QImage grey = oneColour(QColor(128, 128, 140));
     EXPECT_EQ(hopla::replacingDominantHue(grey, 0.64, target, 4).pixelColor(2, 2),
               grey.pixelColor(2, 2));

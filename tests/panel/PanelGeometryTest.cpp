@@ -11,7 +11,7 @@ using hopla::ScreenArea;
 const ScreenArea laptop{{0, 0, 1440, 900}, {0, 25, 1440, 875}};
 const ScreenArea external{{1440, 0, 1280, 1024}, {1440, 0, 1280, 1024}};
 
-TEST(PanelGeometry, FitsTheTilesCentredOnTheAvailableArea) {
+TEST(PanelGeometry, FitsTheTilesCentredOnTheAvailableAreaOrScrollsWithinIt) {
     const auto g = panelGeometry(3, {laptop}, {10, 10}, 0);
     EXPECT_EQ(g.frame.width(), 3 * 112 + 40);
     EXPECT_FALSE(g.needsSelectionScrolling);
@@ -19,13 +19,12 @@ TEST(PanelGeometry, FitsTheTilesCentredOnTheAvailableArea) {
     EXPECT_EQ(g.frame.height(), 156);
     EXPECT_EQ(g.frame.bottom() + 1, 25 + 875 / 2 + 78); // bottom edge 78 below the middle
     EXPECT_EQ(panelGeometry(0, {laptop}, {}, 0).frame.width(), 40);
-}
 
-TEST(PanelGeometry, TooManyTilesScrollWithinTheScreenLessItsMargin) {
+    // Too many tiles scroll within the screen less its margin.
     const ScreenArea narrow{{0, 0, 1280, 800}, {0, 0, 1280, 800}};
-    const auto g = panelGeometry(20, {narrow}, {5, 5}, 0);
-    EXPECT_EQ(g.frame.width(), 1200);
-    EXPECT_TRUE(g.needsSelectionScrolling);
+    const auto scrolled = panelGeometry(20, {narrow}, {5, 5}, 0);
+    EXPECT_EQ(scrolled.frame.width(), 1200);
+    EXPECT_TRUE(scrolled.needsSelectionScrolling);
     const ScreenArea tiny{{0, 0, 250, 400}, {0, 0, 250, 400}};
     EXPECT_EQ(panelGeometry(5, {tiny}, {1, 1}, 0).frame.width(), 200);
 }
