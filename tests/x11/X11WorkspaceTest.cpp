@@ -11,15 +11,16 @@ using namespace hopla::testing;
 using hopla::ProcessId;
 using hopla::RunningApplicationPtr;
 
-// Opens through the workspace and waits for its answer (given on another thread).
+// Opens through the workspace and waits for its answer (given on another thread; one that
+// comes after the wait has given up lands in state this call no longer needs, not on its stack).
 std::optional<QString> open(X11Desktop& desktop, hopla::x11::X11Workspace& workspace,
                             const QString& location, std::optional<ProcessId> running) {
-    std::optional<std::optional<QString>> answer;
-    workspace.openApplication(location, running, [&](std::optional<QString> error) {
-        QMetaObject::invokeMethod(qApp, [&, error] { answer = error; });
+    const auto answer = std::make_shared<std::optional<std::optional<QString>>>();
+    workspace.openApplication(location, running, [answer](std::optional<QString> error) {
+        QMetaObject::invokeMethod(qApp, [answer, error] { *answer = error; });
     });
-    EXPECT_TRUE(desktop.waitFor([&] { return answer.has_value(); })) << "no answer";
-    return answer.value_or(QStringLiteral("no answer"));
+    EXPECT_TRUE(desktop.waitFor([&] { return answer->has_value(); })) << "no answer";
+    return answer->value_or(QStringLiteral("no answer"));
 }
 
 TEST_F(X11WorkspaceTest, ListsApplicationsGroupedByProcessWithPidsFromXResourceWhenMissing) {
