@@ -3,8 +3,8 @@
 #include "app/SettingsWindow.h"
 #include "app/HoplaIcons.h"
 #include "app/SettingsWidgets.h"
-#include "tests/support/ScriptedFetcher.h"
 #include "tests/support/ScriptedLoginItem.h"
+#include "tests/support/UpdaterHost.h"
 #include "updater/UpdaterText.h"
 
 #include <QAbstractButton>

@@ -1,7 +1,7 @@
 // The updater's schedule and state machine on the manual scheduler, its requests answered
 // by the test and its prompts recorded.
 #include "updater/NativeUpdater.h"
-#include "tests/support/ScriptedFetcher.h"
+#include "tests/support/UpdaterHost.h"
 #include "updater/UpdaterText.h"
 
 #include <gtest/gtest.h>
