@@ -107,7 +107,8 @@ TEST_F(CloudSyncTest, BadFilesAndConflictCopiesAreNotAppliedAndNoFolderKeepsItOf
     EXPECT_EQ(a.preferences->appearance(), AppAppearance::system) << "an unknown appearance";
 
     put(R"({"version":1,"enabled":false,"appearance":"dark","showsMenuBarIcon":true})");
-    hopla::testing::write(folder + "/Hopla/config.sync-conflict-20261123-120000-ABCDEFG.json", {});
+    ASSERT_TRUE(hopla::testing::write(
+        folder + "/Hopla/config.sync-conflict-20261123-120000-ABCDEFG.json", {}));
     EXPECT_TRUE(
         waitUntil([&] { return a.preferences->syncStatus.contains(QString::fromUtf8("冲突")); }));
     EXPECT_TRUE(a.preferences->enabled()) << "nothing applied while a conflict copy exists";

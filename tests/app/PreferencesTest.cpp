@@ -99,16 +99,16 @@ TEST_F(AutostartTest, TheEntryRoundTripsDesktopsOptOutsAreHonouredAndRefusalsSay
     EXPECT_TRUE(text.contains("Exec=\"/opt/my apps/hopla\" --login-item")) << text.toStdString();
 
     for (const char* optOut : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {
-        hopla::testing::write(autostart.entryPath(),
-                              QByteArray("[Desktop Entry]\nType=Application\nExec=hopla\n") +
-                                  optOut + "\n");
+        ASSERT_TRUE(hopla::testing::write(
+            autostart.entryPath(),
+            QByteArray("[Desktop Entry]\nType=Application\nExec=hopla\n") + optOut + "\n"));
         EXPECT_EQ(autostart.status(), LoginItemStatus::notRegistered) << optOut;
     }
     ASSERT_EQ(autostart.setEnabled(false), std::nullopt);
     EXPECT_FALSE(QFile::exists(autostart.entryPath()));
 
     QDir(config.filePath("autostart")).removeRecursively();
-    hopla::testing::write(config.filePath("autostart"), {}); // a file where the folder goes
+    ASSERT_TRUE(hopla::testing::write(config.filePath("autostart"), {})) << "where the folder goes";
     EXPECT_EQ(autostart.setEnabled(true),
               config.filePath("autostart") + ": " + QString::fromLocal8Bit(std::strerror(ENOTDIR)))
         << "an unwritable folder gives the system's reason";
