@@ -68,9 +68,15 @@ void SettingsWindow::show() {
     }
     preferences_.refreshLoginStatus();
     view_->refresh();
+    // A window mapped now gets the focus from the window manager. Asking for it before the map
+    // would be answered only once the map comes back, taking the focus from any window opened
+    // in between; so only a window already up (behind others or minimized) is brought forward.
+    const bool alreadyUp = window_->isVisible();
     window_->show();
-    window_->raise();
-    window_->activateWindow();
+    if (alreadyUp) {
+        window_->raise();
+        window_->activateWindow();
+    }
 }
 
 bool SettingsWindow::capture(const QString& path, bool scrollToBottom) const {
