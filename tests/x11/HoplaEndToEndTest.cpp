@@ -205,13 +205,21 @@ TEST_F(HoplaEndToEnd, APlainLaunchShowsTheSettingsAndALaterOneBringsThemBack) {
     EXPECT_TRUE(desktop.waitFor([&] { return active() == settings; }));
     ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
 
+    // Another launch brings the settings forward, whether behind a window or closed.
+    const auto launchAgain = [&] {
+        QProcess* again = startHopla({});
+        ASSERT_TRUE(again->waitForFinished(10000));
+        EXPECT_EQ(again->exitCode(), 0);
+        EXPECT_TRUE(again->readAllStandardOutput().contains("already running"));
+        EXPECT_TRUE(desktop.waitFor([&] { return active() == settingsWindow(); }));
+    };
     client("Other"); // takes the focus from the settings
-    QProcess* second = startHopla({});
-    ASSERT_TRUE(second->waitForFinished(10000));
-    EXPECT_EQ(second->exitCode(), 0);
-    EXPECT_TRUE(second->readAllStandardOutput().contains("already running"));
-    EXPECT_TRUE(desktop.waitFor([&] { return active() == settings; }))
-        << "the running Hopla brought its settings forward";
+    launchAgain();
+    xcb_ewmh_request_close_window(x->ewmh(), x->screenNumber(), settings, XCB_CURRENT_TIME,
+                                  XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+    xcb_flush(x->raw());
+    ASSERT_TRUE(desktop.waitFor([&] { return !settingsWindow().has_value(); }));
+    launchAgain();
 }
 
 // Runs Hopla to its end: its exit status and its standard output and error together.
