@@ -29,19 +29,31 @@ struct Watch {
 };
 
 Watch watchNearest(int inotify, const QString& folder) {
-    QString path = folder;
-    for (;;) {
-        const bool isFolder = path == folder;
-        const int descriptor = inotify_add_watch(inotify, QFile::encodeName(path).constData(),
-                                                 isFolder ? folderEvents : ancestorEvents);
-        if (descriptor >= 0) {
-            return {descriptor, isFolder};
+    // A folder on the way down may be made between the failed try on it and the watch on
+    // its parent; its creation is then never told. Look again after watching an ancestor
+    // and start over when the way down has grown (a few times at most: a folder that
+    // exists but cannot be watched would have us loop).
+    for (int attempt = 0;; ++attempt) {
+        QString path = folder;
+        QString below;
+        for (;;) {
+            const bool isFolder = path == folder;
+            const int descriptor = inotify_add_watch(inotify, QFile::encodeName(path).constData(),
+                                                     isFolder ? folderEvents : ancestorEvents);
+            if (descriptor >= 0) {
+                if (isFolder || attempt >= 3 || !QFileInfo(below).isDir()) {
+                    return {descriptor, isFolder};
+                }
+                inotify_rm_watch(inotify, descriptor);
+                break;
+            }
+            const QString up = QFileInfo(path).absolutePath();
+            if (up == path) {
+                return {};
+            }
+            below = path;
+            path = up;
         }
-        const QString up = QFileInfo(path).absolutePath();
-        if (up == path) {
-            return {};
-        }
-        path = up;
     }
 }
 
