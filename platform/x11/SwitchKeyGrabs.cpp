@@ -53,7 +53,7 @@ SwitchKeyGrabs::grab(XConnection& x, const ServerKeyboard& keyboard, std::uint16
                 pending.push_back({{key, modifiers},
                                    static_cast<std::uint16_t>(switchModifier | shift),
                                    xcb_grab_key_checked(x.raw(), 1, x.root(), modifiers, key,
-                                                        XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)});
+                                                        XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC)});
             }
         }
     }

@@ -18,7 +18,9 @@ struct GrabConflict {
 
 // The passive grabs that open the switcher: the switch modifier with Tab, and with
 // Shift+Tab, on the root window, in every combination of CapsLock, NumLock and ScrollLock
-// so the locks never get in the way. Held until destroyed.
+// so the locks never get in the way. The keyboard freezes on the key that fires one, until
+// its owner takes the keyboard or lets the key go on (keys typed meanwhile wait in the
+// server rather than reach the application). Held until destroyed.
 class SwitchKeyGrabs {
 public:
     // Grabs them all as checked requests. When any is refused, the ones taken are released

@@ -230,6 +230,19 @@ void X11KeyEventSource::applySessionRequest() {
         releaseKeyboard();
     }
     keyboardHeld_ = keyboardTaken_;
+    thawKeyboard();
+}
+
+void X11KeyEventSource::thawKeyboard() {
+    if (frozen_ == Frozen::no) {
+        return;
+    }
+    // When the keyboard was just taken it runs already, and this changes nothing.
+    const auto mode =
+        frozen_ == Frozen::onPassedKey ? XCB_ALLOW_REPLAY_KEYBOARD : XCB_ALLOW_ASYNC_KEYBOARD;
+    frozen_ = Frozen::no;
+    xcb_allow_events(x_->raw(), mode, XCB_CURRENT_TIME);
+    xcb_flush(x_->raw());
 }
 
 bool X11KeyEventSource::isModifierKey(std::uint8_t keycode) const {
@@ -301,6 +314,11 @@ void X11KeyEventSource::handleEvent(const void* raw) {
                               static_cast<std::uint16_t>(key->root_y),
                           std::memory_order_relaxed);
     const bool press = type == XCB_KEY_PRESS;
+    if (press && !keyboardTaken_) {
+        // Only a switch grab brings a key here while the keyboard is not taken, and it froze
+        // the keyboard: passed on unless the switcher takes the key.
+        frozen_ = Frozen::onPassedKey;
+    }
     const bool repeated = press && down_.test(key->detail);
     down_.set(key->detail, press);
     const auto code = virtualKey(key->detail);
@@ -342,7 +360,11 @@ void X11KeyEventSource::handleEvent(const void* raw) {
                             (state & XCB_MOD_MASK_SHIFT) != 0,
                             (state & otherMask & ~switchMask) != 0,
                             repeated};
-    if (!handler_(keyEvent) && keyboardTaken_) {
+    if (handler_(keyEvent)) {
+        if (frozen_ == Frozen::onPassedKey) {
+            frozen_ = Frozen::onTakenKey;
+        }
+    } else if (keyboardTaken_) {
         forward(type, key->detail);
     }
 }
@@ -363,22 +385,25 @@ void X11KeyEventSource::keyboardMappingChanged() {
     handler_({KeyEvent::Type::layoutChanged, 0, false, false, false, false});
 }
 
-bool X11KeyEventSource::grabKeyboard() {
+bool X11KeyEventSource::grabKeyboard(bool frozen) {
     xcb_connection_t* c = x_->raw();
-    const Reply<xcb_grab_keyboard_reply_t> reply(
-        xcb_grab_keyboard_reply(c,
-                                xcb_grab_keyboard(c, 0, x_->root(), XCB_CURRENT_TIME,
-                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-                                nullptr));
+    const auto mode = frozen ? XCB_GRAB_MODE_SYNC : XCB_GRAB_MODE_ASYNC;
+    const Reply<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(
+        c, xcb_grab_keyboard(c, 0, x_->root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, mode),
+        nullptr));
     return reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
 }
 
 void X11KeyEventSource::takeKeyboard() {
     xcb_connection_t* c = x_->raw();
-    keyboardTaken_ = grabKeyboard();
+    // Taken frozen, so the keys read next are those of the moment the grab took hold: a key
+    // pressed or let go after it waits in the server and comes here as an event, in order.
+    keyboardTaken_ = grabKeyboard(true);
     // A fast tap may have let go of Super before the grab was in place: look at the keys now.
     const Reply<xcb_query_keymap_reply_t> keys(
         xcb_query_keymap_reply(c, xcb_query_keymap(c), nullptr));
+    xcb_allow_events(c, XCB_ALLOW_ASYNC_KEYBOARD, XCB_CURRENT_TIME);
+    xcb_flush(c);
     if (!keys) {
         return;
     }
@@ -406,7 +431,7 @@ void X11KeyEventSource::forward(std::uint8_t type, std::uint8_t keycode) {
     xcb_connection_t* c = x_->raw();
     xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
     xcb_test_fake_input(c, type, keycode, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
-    keyboardTaken_ = grabKeyboard();
+    keyboardTaken_ = grabKeyboard(false);
 }
 
 } // namespace hopla::x11

@@ -18,10 +18,12 @@ namespace hopla::x11 {
 class XConnection;
 
 // The desktop's keyboard on X11, for the keyboard tap. On a thread of its own with its own
-// connection: passive grabs of Super+Tab and Super+Shift+Tab open a session; while one is
-// open an active keyboard grab brings every key (also those the window manager binds, such
-// as Super+D under openbox), and keys the switcher passes are handed on to the focused
-// client through XTEST with the grab briefly let go. The release of Super is seen as a key
+// connection: passive grabs of Super+Tab and Super+Shift+Tab open a session, and hold the
+// keyboard still until the session's own grab is in place, so no key typed right after Tab
+// slips past to the application. While a session is open that active grab brings every key
+// (also those the window manager binds, such as Super+D under openbox), and keys the
+// switcher passes are handed on to the focused client through XTEST with the grab briefly
+// let go. The release of Super is seen as a key
 // release under the grab, or found from the key state right after the grab is taken.
 class X11KeyEventSource final : public KeyEventSource {
 public:
@@ -51,10 +53,13 @@ public:
 private:
     void run();
     void handleEvent(const void* event);
-    bool grabKeyboard(); // the whole keyboard for this client; false when someone else has it
+    // The whole keyboard for this client, held still when `frozen` until events are allowed;
+    // false when someone else has it.
+    bool grabKeyboard(bool frozen);
     void takeKeyboard();
     void releaseKeyboard();
     void applySessionRequest();
+    void thawKeyboard();
     void keyboardMappingChanged();
     void forward(std::uint8_t type, std::uint8_t keycode);
     bool isModifierKey(std::uint8_t keycode) const;
@@ -85,6 +90,10 @@ private:
     std::atomic<bool> stopping_ = false;
     std::atomic<int> wantSession_ = 0; // requested from any thread, applied on the event thread
     bool keyboardTaken_ = false;
+    // A switch grab froze the keyboard on a key: once the key is decided the keyboard goes
+    // on, and a key the switcher did not take is delivered as if never grabbed.
+    enum class Frozen { no, onTakenKey, onPassedKey };
+    Frozen frozen_ = Frozen::no;
     std::atomic<bool> keyboardHeld_ = false; // keyboardTaken_, readable from other threads
     std::bitset<256> down_;                  // keycodes held, to tell auto-repeats from new presses
     std::uint8_t xkbEventBase_ = 0;          // where XKB's events start; 0 without XKB
