@@ -430,6 +430,14 @@ void X11KeyEventSource::forward(std::uint8_t type, std::uint8_t keycode) {
     // runs the three in order, so the key goes to the focused client and nothing else slips.
     xcb_connection_t* c = x_->raw();
     xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
+    if (type == XCB_KEY_PRESS) {
+        // XTEST types on a keyboard device of its own, and the server drops a press of a
+        // key that device holds down already: the case when the key came from XTEST too
+        // (on-screen keyboards, remote desktops) and is still held. Let it go first. For a
+        // key of a real keyboard the XTEST device holds nothing, and this release is dropped.
+        xcb_test_fake_input(c, XCB_KEY_RELEASE, keycode, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0,
+                            0);
+    }
     xcb_test_fake_input(c, type, keycode, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
     keyboardTaken_ = grabKeyboard(false);
 }

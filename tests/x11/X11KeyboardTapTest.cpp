@@ -70,8 +70,11 @@ TEST_F(X11KeyboardTapTest, ASwitchFromTheKeyboardTakesItsKeysAndLeavesTheRestToT
     EXPECT_EQ(source.lastKeyPointer(), QPoint(1201, 37)) << "the screen to show on, from the key";
     ASSERT_TRUE(desktop.waitFor([&] { return source.holdsKeyboard(); }));
 
-    desktop.press(keyReturn); // not the switcher's: handed on to the focused client
+    // Not the switcher's: handed on to the focused client, also while the key is still down
+    // on the keyboard device XTEST types with (as on-screen keyboards type).
+    desktop.key(keyReturn, true);
     EXPECT_TRUE(desktop.waitFor([&] { return clientTyped(keyReturn); }));
+    desktop.key(keyReturn, false);
 
     desktop.key(super(), false);
     xcb_flush(x->raw());
