@@ -237,7 +237,6 @@ void X11KeyEventSource::thawKeyboard() {
     if (frozen_ == Frozen::no) {
         return;
     }
-    // When the keyboard was just taken it runs already, and this changes nothing.
     const auto mode =
         frozen_ == Frozen::onPassedKey ? XCB_ALLOW_REPLAY_KEYBOARD : XCB_ALLOW_ASYNC_KEYBOARD;
     frozen_ = Frozen::no;
@@ -402,8 +401,10 @@ void X11KeyEventSource::takeKeyboard() {
     // A fast tap may have let go of Super before the grab was in place: look at the keys now.
     const Reply<xcb_query_keymap_reply_t> keys(
         xcb_query_keymap_reply(c, xcb_query_keymap(c), nullptr));
+    // Then on, and with it what a switch grab froze.
     xcb_allow_events(c, XCB_ALLOW_ASYNC_KEYBOARD, XCB_CURRENT_TIME);
     xcb_flush(c);
+    frozen_ = Frozen::no;
     if (!keys) {
         return;
     }
@@ -427,7 +428,7 @@ void X11KeyEventSource::releaseKeyboard() {
 
 void X11KeyEventSource::forward(std::uint8_t type, std::uint8_t keycode) {
     // Let go of the keyboard, type the key as the user did, and take it back. The server
-    // runs the three in order, so the key goes to the focused client and nothing else slips.
+    // runs these in order, so the key goes to the focused client and nothing else slips.
     xcb_connection_t* c = x_->raw();
     xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
     if (type == XCB_KEY_PRESS) {
