@@ -23,8 +23,8 @@ class XConnection;
 // slips past to the application. While a session is open that active grab brings every key
 // (also those the window manager binds, such as Super+D under openbox), and keys the
 // switcher passes are handed on to the focused client through XTEST with the grab briefly
-// let go. The release of Super is seen as a key
-// release under the grab, or found from the key state right after the grab is taken.
+// let go. The release of Super is seen as a key release under the grab, or found from the
+// key state right after the grab is taken.
 class X11KeyEventSource final : public KeyEventSource {
 public:
     X11KeyEventSource();
