@@ -53,11 +53,11 @@ struct UpdaterHost {
 
     // An updater of the build 57 (1.4.1) for get.hopla.test, downloading from cdn.hopla.test.
     std::unique_ptr<NativeUpdater> updater(bool enabled = true) {
-        NativeUpdateConfiguration c;
-        c.bundleIdentifier = "app.hopla.Hopla";
-        c.manifestURL = QUrl("https://get.hopla.test/downloads/latest.json");
-        c.allowedDownloadHosts = {"cdn.hopla.test"};
-        c.isEnabled = enabled;
+        const NativeUpdateConfiguration c{.bundleIdentifier = "app.hopla.Hopla",
+                                          .manifestURL =
+                                              QUrl("https://get.hopla.test/downloads/latest.json"),
+                                          .allowedDownloadHosts = {"cdn.hopla.test"},
+                                          .isEnabled = enabled};
         const auto alert = [this](const NativeUpdatePrompt& p, NativeUpdateMessageStyle s,
                                   std::function<void(bool)> choose) {
             shown.push_back({p, s, std::move(choose)});

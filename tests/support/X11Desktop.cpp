@@ -250,8 +250,16 @@ std::uint32_t X11Desktop::activeWindow() {
     return x11::readActiveWindow(*x_);
 }
 
+std::vector<x11::ClientWindow> X11Desktop::clientWindows() {
+    return x11::readClientWindows(*x_).value_or(std::vector<x11::ClientWindow>{});
+}
+
+std::optional<x11::ClientWindow> X11Desktop::clientWindow(std::uint32_t window) {
+    return x11::readClientWindow(*x_, window);
+}
+
 std::uint32_t X11Desktop::windowTitled(const QString& text) {
-    for (const auto& w : x11::readClientWindows(*x_).value_or(std::vector<x11::ClientWindow>{})) {
+    for (const auto& w : clientWindows()) {
         if (w.title.contains(text)) {
             return w.id;
         }
@@ -292,14 +300,8 @@ bool X11Desktop::overrideRedirect(std::uint32_t window) {
 }
 
 QString X11Desktop::windowClass(std::uint32_t window) {
-    const auto wmClass = x_->property(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
-    if (!wmClass) {
-        return {};
-    }
-    return QString::fromLatin1(reinterpret_cast<const char*>(wmClass->bytes.data()),
-                               static_cast<qsizetype>(wmClass->bytes.size()))
-        .replace(QChar(0), QChar(' '))
-        .trimmed();
+    const auto w = clientWindow(window);
+    return w ? (w->instance + QLatin1Char(' ') + w->className).trimmed() : QString();
 }
 
 std::optional<QRect> X11Desktop::geometry(std::uint32_t window) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/x11/ClientWindows.h"
+
 #include <QImage>
 #include <QProcess>
 #include <QRect>
@@ -13,10 +15,6 @@
 #include <memory>
 #include <optional>
 #include <vector>
-
-namespace hopla::x11 {
-class XConnection;
-}
 
 namespace hopla::testing {
 
@@ -73,6 +71,9 @@ public:
 
     // The window that has the focus, as the window manager says (_NET_ACTIVE_WINDOW).
     std::uint32_t activeWindow();
+    // The managed windows as Hopla reads them (none while unreadable), and one window.
+    std::vector<x11::ClientWindow> clientWindows();
+    std::optional<x11::ClientWindow> clientWindow(std::uint32_t window);
     // The managed window whose title contains the text; 0 when there is none.
     std::uint32_t windowTitled(const QString& text);
     // The root's children, bottom to top, and the children of any window.

@@ -72,9 +72,8 @@ TEST_F(HttpsFetcherTest, OnlyAVerifiedAllowedAnswerOfTwoHundredBringsABody) {
     }
     EXPECT_TRUE(fetch(fetcher, "/500").error.contains("500"));
     EXPECT_TRUE(fetch(fetcher, "/redirect-out").error.contains("127.0.0.1"));
-    FetchLimits elsewhere;
-    elsewhere.allowedHosts = {"get.hopla.test"};
-    EXPECT_FALSE(fetch(fetcher, "/ok", elsewhere).body) << "the first hop is checked too";
+    EXPECT_FALSE(fetch(fetcher, "/ok", {.allowedHosts = {"get.hopla.test"}}).body)
+        << "the first hop is checked too";
 
     hopla::HttpsFetcher untrusting; // the system's authorities only
     const FetchResult refused = fetch(untrusting, "/ok");
@@ -89,16 +88,12 @@ TEST_F(HttpsFetcherTest, OversizedAndTricklingAnswersAreCutOff) {
         EXPECT_FALSE(result.body) << path;
         EXPECT_TRUE(result.error.contains("65536")) << result.error.toStdString();
     }
-    FetchLimits slow;
-    slow.progressWindow = 400ms;
-    slow.timeout = 0ms;
-    const FetchResult trickle = fetch(fetcher, "/trickle", slow);
+    const FetchResult trickle =
+        fetch(fetcher, "/trickle", {.timeout = 0ms, .progressWindow = 400ms});
     EXPECT_FALSE(trickle.body);
     EXPECT_TRUE(trickle.error.contains("too slow")) << trickle.error.toStdString();
-    FetchLimits patient;
-    patient.progressWindow = 60s;
-    patient.timeout = 500ms;
-    EXPECT_TRUE(fetch(fetcher, "/trickle", patient).error.contains("within"));
+    EXPECT_TRUE(fetch(fetcher, "/trickle", {.timeout = 500ms, .progressWindow = 60s})
+                    .error.contains("within"));
 }
 
 } // namespace

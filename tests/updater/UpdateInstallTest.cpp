@@ -65,14 +65,12 @@ protected:
     QString key(const char* who) const { return root.filePath(QString::fromLatin1(who)); }
 
     NativeUpdateConfiguration configuration() const {
-        NativeUpdateConfiguration c;
-        c.bundleIdentifier = "app.hopla.Hopla";
-        c.manifestURL = QUrl("https://get.hopla.test/downloads/latest.json");
-        c.isEnabled = true;
-        c.publisherKey = QString::fromLatin1(readAll(key("publisher") + ".pub"));
-        c.notaryKey = QString::fromLatin1(readAll(key("notary") + ".pub"));
-        c.limits = {.unpackedBytes = 1 << 20, .entries = 50, .downloadBytes = 4 << 20};
-        return c;
+        return {.bundleIdentifier = "app.hopla.Hopla",
+                .manifestURL = QUrl("https://get.hopla.test/downloads/latest.json"),
+                .isEnabled = true,
+                .publisherKey = QString::fromLatin1(readAll(key("publisher") + ".pub")),
+                .notaryKey = QString::fromLatin1(readAll(key("notary") + ".pub")),
+                .limits = {.unpackedBytes = 1 << 20, .entries = 50, .downloadBytes = 4 << 20}};
     }
 
     // A Hopla folder whose AppRun notes each start in $HOPLA_TEST_LAUNCHES.

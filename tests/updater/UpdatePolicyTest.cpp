@@ -94,12 +94,10 @@ TEST(ReleaseNotes, ThePromptShowsThemAboveItsButtonsOnlyWhenThereAreSome) {
 }
 
 NativeUpdateConfiguration configuration() {
-    NativeUpdateConfiguration c;
-    c.bundleIdentifier = "app.hopla.Hopla";
-    c.manifestURL = QUrl("https://get.hopla.test/downloads/latest.json");
-    c.allowedDownloadHosts = {"get.hopla.test", "cdn.hopla.test", "mirror.hopla.test"};
-    c.isEnabled = true;
-    return c;
+    return {.bundleIdentifier = "app.hopla.Hopla",
+            .manifestURL = QUrl("https://get.hopla.test/downloads/latest.json"),
+            .allowedDownloadHosts = {"get.hopla.test", "cdn.hopla.test", "mirror.hopla.test"},
+            .isEnabled = true};
 }
 
 NativeUpdateManifest manifest() {

@@ -129,8 +129,7 @@ struct HoplaEndToEnd : ::testing::Test {
     bool isHoplas(std::uint32_t window) { return desktop.windowClass(window).contains("Hopla"); }
     // Hopla's settings window when the window manager shows it.
     std::optional<xcb_window_t> settingsWindow() {
-        for (const auto& w :
-             hopla::x11::readClientWindows(*x).value_or(std::vector<hopla::x11::ClientWindow>{})) {
+        for (const auto& w : desktop.clientWindows()) {
             if (w.className.contains(QLatin1String("Hopla")) && !w.minimized) {
                 return w.id;
             }
@@ -153,11 +152,10 @@ TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBackRestori
     const xcb_window_t second = client("Second"); // now frontmost; First was used before it
     settle();
     desktop.minimize(first);
-    ASSERT_TRUE(
-        desktop.waitFor([&] { return hopla::x11::readClientWindow(*x, first).value().minimized; }));
+    ASSERT_TRUE(desktop.waitFor([&] { return desktop.clientWindow(first).value().minimized; }));
     superTab();
     EXPECT_TRUE(desktop.waitFor([&] { return active() == first; }));
-    EXPECT_FALSE(hopla::x11::readClientWindow(*x, first).value().minimized);
+    EXPECT_FALSE(desktop.clientWindow(first).value().minimized);
     settle();
     superTab(); // and back again
     EXPECT_TRUE(desktop.waitFor([&] { return active() == second; }));
@@ -314,7 +312,7 @@ TEST_F(HoplaEndToEnd, WithoutADisplayHoplaAndTheAuditSayWhyAndEnd) {
 struct HoplaFirstRun : HoplaEndToEnd {
     HoplaFirstRun() { freesSuperTab = false; }
     std::optional<std::int64_t> activePid() {
-        const auto w = hopla::x11::readClientWindow(*x, active());
+        const auto w = desktop.clientWindow(active());
         return w && w->pid ? std::optional<std::int64_t>(*w->pid) : std::nullopt;
     }
     // A Debian program, once its window has the focus; its process id.
@@ -325,8 +323,7 @@ struct HoplaFirstRun : HoplaEndToEnd {
         return pid;
     }
     void activatePid(std::int64_t pid) {
-        for (const auto& w :
-             hopla::x11::readClientWindows(*x).value_or(std::vector<hopla::x11::ClientWindow>{})) {
+        for (const auto& w : desktop.clientWindows()) {
             if (w.pid == pid) {
                 return activate(w.id);
             }

@@ -100,9 +100,8 @@ TEST_F(X11WorkspaceTest,
     xcb_ewmh_request_change_wm_desktop(x->ewmh(), x->screenNumber(), away.windows.front(), 1,
                                        XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
     xcb_flush(x->raw());
-    ASSERT_TRUE(desktop.waitFor([&] {
-        return hopla::x11::readClientWindow(*x, away.windows.front()).value().desktop == 1u;
-    }));
+    ASSERT_TRUE(desktop.waitFor(
+        [&] { return desktop.clientWindow(away.windows.front()).value().desktop == 1u; }));
     const auto currentDesktop = [&] {
         return x->cardinal(x->root(), x->ewmh()->_NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL)
             .value_or(99);
@@ -203,16 +202,16 @@ TEST_F(X11WorkspaceTest, RealApplicationsShowTheirOwnIcons) {
 }
 
 TEST_F(X11WorkspaceTest, TheListKeptFromNotificationsMatchesAFreshReadThroughEveryChange) {
-    // What the workspace holds, against what the server says now.
+    // One row a window, sorted: what the workspace holds, against what the server says now.
+    auto x = hopla::x11::XConnection::open(nullptr, nullptr);
+    const auto row = [](const auto& w, ProcessId pid) {
+        return QString("%1 %2 %3 %4").arg(w.id).arg(w.title).arg(w.minimized).arg(pid);
+    };
     const auto kept = [&] {
         QStringList seen;
         for (const auto& a : workspace->runningApplications()) {
             for (const auto& w : static_cast<const hopla::x11::X11Application&>(*a).windows()) {
-                seen << QString("%1 %2 %3 %4")
-                            .arg(w.id)
-                            .arg(w.title)
-                            .arg(w.minimized)
-                            .arg(a->processId());
+                seen << row(w, a->processId());
             }
         }
         seen.sort();
@@ -220,22 +219,15 @@ TEST_F(X11WorkspaceTest, TheListKeptFromNotificationsMatchesAFreshReadThroughEve
     };
     const auto fresh = [&] {
         QStringList seen;
-        auto x = hopla::x11::XConnection::open(nullptr, nullptr);
-        for (const auto& w :
-             hopla::x11::readClientWindows(*x).value_or(std::vector<hopla::x11::ClientWindow>{})) {
+        for (const auto& w : desktop.clientWindows()) {
             if (w.pid != static_cast<ProcessId>(QCoreApplication::applicationPid())) {
-                seen << QString("%1 %2 %3 %4")
-                            .arg(w.id)
-                            .arg(w.title)
-                            .arg(w.minimized)
-                            .arg(w.pid.value_or(0));
+                seen << row(w, w.pid.value_or(0));
             }
         }
         seen.sort();
         return seen;
     };
     const auto agree = [&] { return desktop.waitFor([&] { return kept() == fresh(); }); };
-    auto x = hopla::x11::XConnection::open(nullptr, nullptr);
     const Client a = client({"--class", "a,A", "--title", "first"});
     const Client b = client({"--class", "b,B"});
     ASSERT_TRUE(agree()) << "created";
@@ -271,8 +263,7 @@ TEST_F(X11WorkspaceTest, BadPropertiesAndVanishedWindowsAreSkipped) {
     auto x = hopla::x11::XConnection::open(nullptr, nullptr);
     const auto window = good.windows.front();
     desktop.stop(good.process);
-    EXPECT_TRUE(
-        desktop.waitFor([&] { return !hopla::x11::readClientWindow(*x, window).has_value(); }));
+    EXPECT_TRUE(desktop.waitFor([&] { return !desktop.clientWindow(window).has_value(); }));
     EXPECT_TRUE(desktop.waitFor([&] { return app(goodPid) == nullptr; }))
         << "gone once the client list's change has arrived";
 }
