@@ -152,7 +152,7 @@ QString NativeAppearancePicker::title() const {
 
 NativeSoftButton::NativeSoftButton(const QString& text, QColor accent, QWidget* parent)
     : QPushButton(text, parent)
-    , accent_(std::move(accent)) {
+    , accent_(accent) {
     setFont(pixelFont(13, QFont::Medium));
     setCursor(Qt::PointingHandCursor);
 }

@@ -36,7 +36,7 @@ ApplicationIconIdentity::ApplicationIconIdentity(ProcessId pid,
                                                  std::optional<QString> executableURL,
                                                  std::optional<QString> bundleIdentifier)
     : pid(pid)
-    , launchDate(std::move(launchDate))
+    , launchDate(launchDate)
     , bundleURL(std::move(bundleURL))
     , executableURL(std::move(executableURL))
     , bundleIdentifier(std::move(bundleIdentifier)) {}

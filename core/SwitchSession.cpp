@@ -88,7 +88,7 @@ QString SwitchSession::badge(const AppEntry& entry) const {
     if (!entry.shortcut) {
         return QStringLiteral("\u2014");
     }
-    const QString letter(QChar::fromLatin1(*entry.shortcut));
+    QString letter(QChar::fromLatin1(*entry.shortcut));
     int position = 0;
     for (const AppEntry& other : apps_) {
         if (other.shortcut != entry.shortcut) {
