@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <random>
-#include <set>
-
 namespace {
 
 using hopla::GestureAction;
@@ -95,71 +91,6 @@ TEST(KeyboardGesture, LettersAreTakenDuringASessionUnlessModifiedOrLetterless) {
     EXPECT_EQ(g.keyDown({.code = 4096, .sessionOpen = true, .letter = 'Q'}),
               pass); // beyond the key range
     EXPECT_FALSE(g.keyUp(4096));
-}
-
-// Random key streams as a real keyboard produces them: a key goes down, may auto-repeat,
-// and comes up once; keys overlap freely; the session flag follows the delivered actions
-// (and is sometimes corrected behind the machine's back, as the controller does).
-TEST(KeyboardGesture, RandomStreamsNeverLeaveHalfAKeyPress) {
-    const std::vector<KeyboardGesture::KeyCode> keys{tab, space,     escape, keyS, 2,   18,
-                                                     ret, leftArrow, 51,     55,   4096};
-    const std::map<KeyboardGesture::KeyCode, char> letters{{keyS, 'S'}, {2, 'D'}, {18, '1'}};
-    std::mt19937 random(20261123);
-    const auto chance = [&](int percent) {
-        return std::uniform_int_distribution<int>(0, 99)(random) < percent;
-    };
-
-    for (int stream = 0; stream < 500; ++stream) {
-        KeyboardGesture g;
-        bool sessionOpen = false;
-        std::set<KeyboardGesture::KeyCode> held;
-        std::set<KeyboardGesture::KeyCode>
-            takenThisPress; // keys whose current press delivered an action
-        for (int event = 0; event < 200; ++event) {
-            const auto code =
-                keys[std::uniform_int_distribution<std::size_t>(0, keys.size() - 1)(random)];
-            if (chance(10)) {
-                sessionOpen = !sessionOpen; // the controller's correction
-            }
-            if (held.count(code) && chance(50)) {
-                const bool swallowed = g.keyUp(code);
-                ASSERT_EQ(swallowed, takenThisPress.count(code) == 1) << "key-up of " << code;
-                held.erase(code);
-                takenThisPress.erase(code);
-                ASSERT_FALSE(g.keyUp(code)) << "a second key-up of " << code << " was swallowed";
-                continue;
-            }
-            const bool repeated = held.count(code) == 1;
-            const auto it = letters.find(code);
-            const KeyboardGesture::KeyDown e{.code = code,
-                                             .command = chance(60),
-                                             .shift = chance(30),
-                                             .otherModifier = chance(10),
-                                             .repeated = repeated,
-                                             .sessionOpen = sessionOpen,
-                                             .letter = sessionOpen && it != letters.end()
-                                                           ? std::optional(it->second)
-                                                           : std::nullopt};
-            const Decision d = g.keyDown(e);
-            held.insert(code);
-            if (d.action) {
-                ASSERT_TRUE(d.swallow);
-                takenThisPress.insert(code);
-                if (d.action->kind == GestureAction::Kind::tab) {
-                    sessionOpen = true;
-                } else if (d.action->kind == GestureAction::Kind::cancel) {
-                    sessionOpen = false;
-                }
-            }
-            if (code == ret || code == leftArrow || code == 51 || code == 4096) {
-                ASSERT_FALSE(d.swallow) << "letterless key " << code << " was swallowed";
-            }
-            if (!repeated && d.swallow && !d.action) {
-                ASSERT_TRUE(g.isConsumed(code))
-                    << "a fresh key-down was swallowed without an action";
-            }
-        }
-    }
 }
 
 } // namespace
