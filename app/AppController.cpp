@@ -1,7 +1,8 @@
 #include "app/AppController.h"
 
 #include "app/ApplicationShortcutVerification.h"
-#include "appearance/NativeMenuStyle.h"
+#include "app/BackendChoice.h"
+#include "appearance/MenuStyle.h"
 #include "platform/x11/SyntheticKeys.h"
 #include "updater/UpdateAlert.h"
 
@@ -10,9 +11,9 @@
 #include "platform/x11/X11KeyEventSource.h"
 #include "platform/x11/X11Keyboard.h"
 #include "platform/x11/X11PanelSupport.h"
-#include "platform/x11/X11Trust.h"
+#include "platform/x11/X11Readiness.h"
+#include "platform/x11/X11RunningApps.h"
 #include "platform/x11/X11WindowSystem.h"
-#include "platform/x11/X11Workspace.h"
 #include "platform/xfce/XfwmShortcuts.h"
 
 #include <QApplication>
@@ -30,7 +31,7 @@ namespace {
 constexpr auto settingsScreenshotDelay = std::chrono::milliseconds(1000);
 constexpr auto captureDelay = std::chrono::milliseconds(500);
 
-QImage panelIcon(NativeAppAppearance& appearance) {
+QImage panelIcon(AccentAppearance& appearance) {
     return appearance.applicationIcon().scaled(SwitcherView::iconSize, SwitcherView::iconSize,
                                                Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
@@ -45,19 +46,21 @@ QColor trayInk(bool desktopDark) {
 AppController::AppController(LaunchOptions options)
     : options_(std::move(options))
     , defaults_(QCoreApplication::arguments())
-    , settings_(defaults_.settings()) {}
+    , settings_(defaults_.settings()) {
+    moveRenamedSettings(settings_);
+}
 
 std::unique_ptr<AppController> AppController::create(const LaunchOptions& options,
-                                                     const NativeUpdateConfiguration& updates,
+                                                     const UpdateConfiguration& updates,
                                                      QString* error) {
     std::unique_ptr<AppController> app(new AppController(options));
     std::string reason;
-    app->workspace_ = x11::X11Workspace::open(&reason);
-    if (app->workspace_) {
+    app->runningApps_ = x11::X11RunningApps::open(&reason);
+    if (app->runningApps_) {
         app->windows_ = x11::X11WindowSystem::open(&reason);
     }
     app->panelSupport_ = x11::X11PanelSupport::open();
-    if (!app->workspace_ || !app->windows_ || !app->panelSupport_) {
+    if (!app->runningApps_ || !app->windows_ || !app->panelSupport_) {
         if (error) {
             *error = QString::fromStdString(reason);
         }
@@ -67,15 +70,15 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
     app->appearance_ = HoplaAppearance::make(app->settings_, [](const QImage& icon) {
         QApplication::setWindowIcon(QPixmap::fromImage(icon));
     });
-    NativeMenuStyle::install(); // every menu of Hopla in the kit's look
+    MenuStyle::install(); // every menu of Hopla in the kit's look
     app->autostart_ = std::make_unique<XdgAutostart>(
         QStringLiteral("hopla"), QStringLiteral("Hopla"),
         QStringList{QCoreApplication::applicationFilePath(), QStringLiteral("--login-item")});
     app->preferences_ = std::make_unique<Preferences>(app->settings_, *app->autostart_);
     app->fetcher_ = std::make_unique<HttpsFetcher>();
-    app->updater_ = std::make_unique<NativeUpdater>(
+    app->updater_ = std::make_unique<SelfUpdater>(
         updates,
-        NativeUpdater::Environment{
+        SelfUpdater::Environment{
             .scheduler = app->scheduler_,
             .fetcher = *app->fetcher_,
             .defaults = app->settings_,
@@ -93,7 +96,7 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
         [](const QString& text) { return localized(text.toUtf8().constData()); },
         panelIcon(*app->appearance_),
         SwitcherPanelEnvironment{
-            &app->scheduler_, app->workspace_.get(), [support] { return support->compositing(); },
+            &app->scheduler_, app->runningApps_.get(), [support] { return support->compositing(); },
             [support](const QWidget& w) { return support->isViewable(w.winId()); },
             [self] { // where it was at the switch's key, without a round trip
                 const auto atKey = self->keys_ ? self->keys_->lastKeyPointer() : std::nullopt;
@@ -103,29 +106,32 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
                 support->setWindowImage(w.winId(), image);
             }});
     QObject::connect(
-        app->appearance_.get(), &NativeAppAppearance::selectionChanged, &app->panel_->view(),
+        app->appearance_.get(), &AccentAppearance::selectionChanged, &app->panel_->view(),
         [self] { self->panel_->view().setFallbackIcon(panelIcon(*self->appearance_)); });
-    app->workspace_->setIconSize(
+    app->runningApps_->setIconSize(
         qRound(SwitcherView::iconSize * qApp->devicePixelRatio())); // sharp on HiDPI screens
     app->switcher_ = std::make_unique<ApplicationSwitcherController>(
-        *app->panel_, *app->workspace_, *app->windows_, app->scheduler_);
+        *app->panel_, *app->runningApps_, *app->windows_, app->scheduler_);
     app->keys_ = std::make_unique<x11::X11KeyEventSource>();
     app->tap_ = std::make_unique<KeyboardTap>(*app->keys_, app->scheduler_, x11::readServerLetters);
     app->switcher_->onDismiss = [self] { self->tap_->sessionDismissed(); };
     app->switcher_->onFailure = [self](ApplicationActivationFailure failure) {
         self->report(failure);
     };
-    app->trust_ = x11::checkTrust(QGuiApplication::platformName());
-    app->permission_ = std::make_unique<PermissionRefresh>(
+    const BackendChoice backend =
+        chooseBackend(SessionFacts::current(QGuiApplication::platformName()));
+    app->readiness_ = backend.available ? x11::checkReadiness(QGuiApplication::platformName())
+                                        : x11::ReadinessReport{false, backend.reason};
+    app->permission_ = std::make_unique<ReadinessRefresh>(
         *app->tap_, *app->keys_, *app->preferences_,
         [self] {
-            if (!self->trust_.trusted) {
-                return KeyboardTrust{false, self->trust_.reason};
+            if (!self->readiness_.ready) {
+                return Readiness{false, self->readiness_.reason};
             }
-            if (self->workspace_->connectionLost()) {
-                return KeyboardTrust{false, localized("与 X 服务器的连接已断开。")};
+            if (self->runningApps_->connectionLost()) {
+                return Readiness{false, localized("与 X 服务器的连接已断开。")};
             }
-            return KeyboardTrust{true, {}};
+            return Readiness{true, {}};
         },
         [self] { self->switcher_->dismiss(); });
     app->settingsWindow_ = std::make_unique<SettingsWindow>(
@@ -177,9 +183,9 @@ void AppController::launch() {
                 }));
             }));
     }
-    statusMenu_->setVisible(preferences_->showsMenuBarIcon());
-    preferences_->onMenuBarVisibilityChanged = [this] {
-        statusMenu_->setVisible(preferences_->showsMenuBarIcon());
+    statusMenu_->setVisible(preferences_->showsTrayIcon());
+    preferences_->onTrayIconVisibilityChanged = [this] {
+        statusMenu_->setVisible(preferences_->showsTrayIcon());
     };
     // Coming to the front (the settings window) re-reads the login item, which the user may
     // have changed elsewhere.
@@ -193,12 +199,12 @@ void AppController::launch() {
     tap_->isSessionOpen = [this] { return switcher_->session().has_value(); };
     tap_->onInput = [this](const GestureAction& action) {
         // The window manager lets a switch through when it carries the key's time.
-        workspace_->setUserTime(keys_->lastKeyTime());
+        runningApps_->setUserTime(keys_->lastKeyTime());
         return switcher_->route(action);
     };
     if (options_.verifyShortcuts) {
         // Beside the user's Hopla: no keyboard tap, no update checks, just the window.
-        if (!options_.loginItem) {
+        if (!options_.autostart) {
             showSettings();
         }
         std::string reason;
@@ -212,7 +218,7 @@ void AppController::launch() {
         refreshTimer_ =
             ScheduledTask(scheduler_, scheduler_.repeat(refreshInterval, refreshInterval / 10,
                                                         [this] { refresh(); }));
-        if (!options_.loginItem) {
+        if (!options_.autostart) {
             showSettings();
         }
         return;
@@ -238,7 +244,7 @@ void AppController::buildMenu(bool desktopDark) {
 }
 
 bool AppController::runAppearanceAudit() {
-    using namespace NativeAppearanceAudit;
+    using namespace AppearanceAudit;
     const auto showSettingsScrolled = [this](bool toBottom) {
         settingsWindow_->show();
         scroll(*settingsWindow_->window(), toBottom);
@@ -333,8 +339,8 @@ void AppController::showSettings() {
 void AppController::requestPermission() {
     // No dialog on Linux grants keyboard access: say what Hopla needs and what is missing.
     QString text = localized("Hopla 需要在 X11 会话中运行，且 X 服务器提供 XInput 2.2 和 XTEST。");
-    if (!trust_.reason.isEmpty()) {
-        text += QStringLiteral("\n\n") + trust_.reason;
+    if (!readiness_.reason.isEmpty()) {
+        text += QStringLiteral("\n\n") + readiness_.reason;
     }
     QMessageBox::information(settingsWindow_->window(), QStringLiteral("Hopla"), text);
 }

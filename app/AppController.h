@@ -2,20 +2,20 @@
 
 #include "app/ColorScheme.h"
 #include "app/LaunchOptions.h"
-#include "app/PermissionRefresh.h"
 #include "app/Preferences.h"
+#include "app/ReadinessRefresh.h"
 #include "app/SettingsWindow.h"
 #include "app/StatusMenu.h"
-#include "appearance/NativeAppAppearance.h"
-#include "appearance/NativeAppearanceAudit.h"
+#include "appearance/AccentAppearance.h"
+#include "appearance/AppearanceAudit.h"
 #include "core/ApplicationSwitcherController.h"
 #include "core/KeyboardTap.h"
 #include "core/panel/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
-#include "platform/x11/X11Trust.h"
+#include "platform/x11/X11Readiness.h"
 #include "platform/xdg/XdgAutostart.h"
 #include "updater/HttpsFetcher.h"
-#include "updater/NativeUpdater.h"
+#include "updater/SelfUpdater.h"
 
 #include <QSettings>
 
@@ -27,7 +27,7 @@ namespace x11 {
 class X11KeyEventSource;
 class X11PanelSupport;
 class X11WindowSystem;
-class X11Workspace;
+class X11RunningApps;
 } // namespace x11
 
 // Owns and wires the running application: the desktop adapters, the panel, the switcher
@@ -41,7 +41,7 @@ public:
     // Builds everything and runs the launch sequence. Nothing, with the reason, when there
     // is no X11 desktop to run on.
     static std::unique_ptr<AppController>
-    create(const LaunchOptions& options, const NativeUpdateConfiguration& updates, QString* error);
+    create(const LaunchOptions& options, const UpdateConfiguration& updates, QString* error);
     ~AppController();
 
     Preferences& preferences() { return *preferences_; }
@@ -70,24 +70,24 @@ private:
     void report(ApplicationActivationFailure failure);
 
     LaunchOptions options_;
-    NativeAppearanceAudit::Defaults defaults_; // the user's settings, or the audit's throwaway
+    AppearanceAudit::Defaults defaults_; // the user's settings, or the audit's throwaway
     QSettings& settings_;
-    x11::TrustReport trust_; // the server's extensions stay while connected
+    x11::ReadinessReport readiness_; // the server's extensions stay while connected
     QtScheduler scheduler_;
-    std::unique_ptr<NativeAppAppearance> appearance_;
+    std::unique_ptr<AccentAppearance> appearance_;
     std::unique_ptr<DesktopColorScheme> colorScheme_;
     std::unique_ptr<XdgAutostart> autostart_;
     std::unique_ptr<Preferences> preferences_;
     std::unique_ptr<HttpsFetcher> fetcher_;
-    std::unique_ptr<NativeUpdater> updater_;
-    std::unique_ptr<x11::X11Workspace> workspace_;
+    std::unique_ptr<SelfUpdater> updater_;
+    std::unique_ptr<x11::X11RunningApps> runningApps_;
     std::unique_ptr<x11::X11WindowSystem> windows_;
     std::unique_ptr<x11::X11PanelSupport> panelSupport_;
     std::unique_ptr<SwitcherPanel> panel_;
     std::unique_ptr<ApplicationSwitcherController> switcher_;
     std::unique_ptr<x11::X11KeyEventSource> keys_;
     std::unique_ptr<KeyboardTap> tap_;
-    std::unique_ptr<PermissionRefresh> permission_;
+    std::unique_ptr<ReadinessRefresh> permission_;
     std::unique_ptr<StatusMenu> statusMenu_;
     std::unique_ptr<SettingsWindow> settingsWindow_;
     ScheduledTask refreshTimer_;

@@ -1,6 +1,6 @@
 #include "app/HoplaIcons.h"
 
-#include "appearance/NativeIconRecoloring.h"
+#include "appearance/IconRecoloring.h"
 
 #include <QLinearGradient>
 #include <QPainter>
@@ -81,11 +81,11 @@ QImage hoplaBaseIcon() {
     return icon;
 }
 
-std::unique_ptr<NativeAppAppearance> HoplaAppearance::make(QSettings& defaults,
-                                                           NativeAppAppearance::IconSink sink) {
-    return std::make_unique<NativeAppAppearance>(
-        NativeAccentPalette::ocean, QString::fromLatin1(accentPaletteDefaultsKey), defaults,
-        [base = hoplaBaseIcon()](NativeAccentPalette palette) {
+std::unique_ptr<AccentAppearance> HoplaAppearance::make(QSettings& defaults,
+                                                        AccentAppearance::IconSink sink) {
+    return std::make_unique<AccentAppearance>(
+        AccentPalette::ocean, QString::fromLatin1(accentPaletteDefaultsKey), defaults,
+        [base = hoplaBaseIcon()](AccentPalette palette) {
             return replacingDominantHue(base, hoplaBaseHue, color(palette), 512);
         },
         std::move(sink));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "appearance/NativeAppAppearance.h"
+#include "appearance/AccentAppearance.h"
 
 #include <QColor>
 #include <QImage>
@@ -31,8 +31,8 @@ inline constexpr double hoplaBaseHue = 0.64;
 struct HoplaAppearance {
     // The application's appearance kit: ocean by default, stored under the standard key,
     // each palette's icon recoloured from the base icon at 512 pixels.
-    static std::unique_ptr<NativeAppAppearance> make(QSettings& defaults,
-                                                     NativeAppAppearance::IconSink sink = {});
+    static std::unique_ptr<AccentAppearance> make(QSettings& defaults,
+                                                  AccentAppearance::IconSink sink = {});
 };
 
 } // namespace hopla

@@ -21,7 +21,7 @@ LaunchOptions LaunchOptions::parse(const QStringList& arguments) {
     options.verifyDarkTheme = arguments.contains(QStringLiteral("--verify-dark-theme"));
     options.dark = arguments.contains(QStringLiteral("--dark"));
     options.light = arguments.contains(QStringLiteral("--light"));
-    options.loginItem = arguments.contains(QStringLiteral("--login-item"));
+    options.autostart = arguments.contains(QStringLiteral("--login-item"));
     options.settingsScrollBottom = arguments.contains(QStringLiteral("--settings-scroll-bottom"));
     options.panelScreenshot = pathAfter(arguments, QStringLiteral("--panel-screenshot"));
     options.settingsScreenshot = pathAfter(arguments, QStringLiteral("--settings-screenshot"));

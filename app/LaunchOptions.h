@@ -15,7 +15,7 @@ struct LaunchOptions {
     bool verifyDarkTheme = false; // --verify-dark-theme (throwaway settings)
     bool dark = false;            // --dark (preview only)
     bool light = false;           // --light (preview only; wins over --dark)
-    bool loginItem = false;       // --login-item: started at login, opens no window
+    bool autostart = false;       // --login-item: started at login, opens no window
     bool settingsScrollBottom = false;
     std::optional<QString> panelScreenshot;    // --panel-screenshot PATH (preview only)
     std::optional<QString> settingsScreenshot; // --settings-screenshot PATH

@@ -1,7 +1,7 @@
 #include "app/Preferences.h"
 
-#include "configuration/SecureConfigurationFileMonitor.h"
-#include "configuration/SecureConfigurationRepository.h"
+#include "sync/SyncedFile.h"
+#include "sync/SyncedFileWatcher.h"
 
 #include <QCoreApplication>
 
@@ -10,9 +10,8 @@ namespace hopla {
 namespace {
 
 constexpr const char* switchingEnabledKey = "switchingEnabled";
-constexpr const char* showsMenuBarIconKey = "showsMenuBarIcon";
+constexpr const char* showsTrayIconKey = "showsTrayIcon";
 constexpr const char* appearanceKey = "appearance";
-constexpr const char* iCloudSyncEnabledKey = "iCloudSyncEnabled";
 constexpr const char* switchModifierKey = "switchModifier";
 
 // A stored Boolean, or the default when the key is missing or holds something else.
@@ -66,21 +65,40 @@ QString localized(const char* key) {
     return QCoreApplication::translate("Hopla", key);
 }
 
-Preferences::Preferences(QSettings& defaults, LoginItem& loginItem, SyncPlaces places)
+void moveRenamedSettings(QSettings& settings) {
+    const auto move = [&settings](const QString& from, const QString& to) {
+        if (settings.contains(from)) {
+            if (!settings.contains(to)) {
+                settings.setValue(to, settings.value(from));
+            }
+            settings.remove(from);
+        }
+    };
+    move(QStringLiteral("showsMenuBarIcon"), QLatin1String(showsTrayIconKey));
+    move(QStringLiteral("iCloudSyncEnabled"), QLatin1String(Preferences::folderSyncEnabledKey));
+    const QString oldUpdater = QStringLiteral("NativeUpdater.");
+    for (const QString& key : settings.allKeys()) {
+        if (key.startsWith(oldUpdater)) {
+            move(key, QStringLiteral("updater.") + key.mid(oldUpdater.size()));
+        }
+    }
+}
+
+Preferences::Preferences(QSettings& defaults, Autostart& autostart, SyncPlaces places)
     : syncStatus(localized("仅保存在本机"))
     , defaults_(defaults)
-    , loginItem_(loginItem)
+    , autostart_(autostart)
     , places_(std::move(places)) {
     enabled_ = storedBool(defaults_, switchingEnabledKey, true);
-    showsMenuBarIcon_ = storedBool(defaults_, showsMenuBarIconKey, true);
+    showsTrayIcon_ = storedBool(defaults_, showsTrayIconKey, true);
     appearance_ = appAppearanceFromRaw(defaults_.value(QLatin1String(appearanceKey)).toString())
                       .value_or(AppAppearance::system);
-    iCloudSyncEnabled_ = storedBool(defaults_, iCloudSyncEnabledKey, false);
+    folderSyncEnabled_ = storedBool(defaults_, folderSyncEnabledKey, false);
     if (defaults_.value(QLatin1String(switchModifierKey)).toString() ==
         rawValue(SwitchModifier::alt)) {
         switchModifier_ = SwitchModifier::alt;
     }
-    if (iCloudSyncEnabled_) {
+    if (folderSyncEnabled_) {
         startCloudSync();
     }
 }
@@ -110,9 +128,9 @@ void Preferences::setEnabled(bool enabled) {
     assign(enabled_, enabled, switchingEnabledKey, onEnabledChanged);
 }
 
-void Preferences::setShowsMenuBarIcon(bool shows) {
-    noteLocalEdit(LocalEdit::editedMenuBarIcon);
-    assign(showsMenuBarIcon_, shows, showsMenuBarIconKey, onMenuBarVisibilityChanged);
+void Preferences::setShowsTrayIcon(bool shows) {
+    noteLocalEdit(LocalEdit::editedTrayIcon);
+    assign(showsTrayIcon_, shows, showsTrayIconKey, onTrayIconVisibilityChanged);
 }
 
 void Preferences::setAppearance(AppAppearance appearance) {
@@ -127,21 +145,17 @@ void Preferences::setAppearance(AppAppearance appearance) {
 }
 
 void Preferences::refreshLoginStatus() {
-    const LoginItemStatus status = loginItem_.status();
-    const bool enabled =
-        status == LoginItemStatus::enabled || status == LoginItemStatus::requiresApproval;
-    const bool needsApproval = status == LoginItemStatus::requiresApproval;
+    const bool enabled = autostart_.status() == AutostartStatus::enabled;
     // Read every 2 s: only a change is worth redrawing the settings for.
-    if (enabled != loginEnabled_ || needsApproval != loginNeedsApproval_) {
+    if (enabled != loginEnabled_) {
         loginEnabled_ = enabled;
-        loginNeedsApproval_ = needsApproval;
         emit changed();
     }
 }
 
 void Preferences::setLoginEnabled(bool on) {
     loginError_.reset();
-    if (const auto failure = loginItem_.setEnabled(on)) {
+    if (const auto failure = autostart_.setEnabled(on)) {
         loginError_ =
             localized("无法更新登录项，请检查自动启动文件夹 ~/.config/autostart 后重试。\n%1")
                 .arg(*failure);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "configuration/SecureConfigurationError.h"
+#include "platform/Autostart.h"
 #include "platform/KeyEventSource.h"
-#include "platform/LoginItem.h"
+#include "sync/SyncedFileError.h"
 
 #include <QObject>
 #include <QSettings>
@@ -15,8 +15,8 @@
 
 namespace hopla {
 
-class SecureConfigurationFileMonitor;
-class SecureConfigurationRepository;
+class SyncedFileWatcher;
+class SyncedFile;
 
 // Where the settings' mirror lives: the user's home (whose Nextcloud, Dropbox, Sync or
 // ownCloud folder is the synced folder unless one was chosen) and where lock files go.
@@ -49,22 +49,29 @@ struct WindowManagerConflict {
 // The translation of one of the shell's texts (Simplified Chinese keys), or the key itself.
 QString localized(const char* key);
 
+// Settings stored by earlier versions under other names move to today's names, once: a value
+// already stored under the new name wins. Call before anything reads the settings.
+void moveRenamedSettings(QSettings& settings);
+
 // The application's settings and the live status the settings window shows. Settings are
 // written back the moment they change; unknown or missing stored values read as the
 // defaults. Every assignment announces itself through changed(). Main thread only.
 class Preferences : public QObject {
     Q_OBJECT
 public:
-    Preferences(QSettings& defaults, LoginItem& loginItem, SyncPlaces places = {});
+    // Where the folder-sync choice is stored (the synced file's own keys live in SyncedSettings).
+    static constexpr const char* folderSyncEnabledKey = "folderSyncEnabled";
+
+    Preferences(QSettings& defaults, Autostart& autostart, SyncPlaces places = {});
     ~Preferences() override;
 
     bool enabled() const { return enabled_; }
     void setEnabled(bool enabled);
-    bool showsMenuBarIcon() const { return showsMenuBarIcon_; }
-    void setShowsMenuBarIcon(bool shows);
+    bool showsTrayIcon() const { return showsTrayIcon_; }
+    void setShowsTrayIcon(bool shows);
     AppAppearance appearance() const { return appearance_; }
     void setAppearance(AppAppearance appearance);
-    bool iCloudSyncEnabled() const { return iCloudSyncEnabled_; }
+    bool folderSyncEnabled() const { return folderSyncEnabled_; }
 
     // The mirror of the settings in the synced folder: <folder>/Hopla/config.json. The
     // folder is the one chosen (stored under "sync.folder"), else the first that exists of
@@ -74,12 +81,12 @@ public:
     QString cloudFilePath() const;
     // Turns the mirror on (the file wins when it exists, else the local settings create
     // it) or off; what happened is in syncStatus.
-    void setICloudSync(bool on);
+    void setFolderSync(bool on);
     SwitchModifier switchModifier() const { return switchModifier_; }
     void setSwitchModifier(SwitchModifier modifier);
 
     // Live status, set by the application controller.
-    bool trusted = false;
+    bool displayReady = false;
     bool listening = false;
     std::optional<QString> runtimeError;
     std::optional<QString> conflictingApp;
@@ -87,15 +94,14 @@ public:
     QString syncStatus;
 
     bool loginEnabled() const { return loginEnabled_; }
-    bool loginNeedsApproval() const { return loginNeedsApproval_; }
     const std::optional<QString>& loginError() const { return loginError_; }
     // Re-reads the login item; announces only when its state changed.
     void refreshLoginStatus();
     void setLoginEnabled(bool on);
 
-    // Called after every assignment of enabled / showsMenuBarIcon.
+    // Called after every assignment of enabled / showsTrayIcon.
     std::function<void()> onEnabledChanged;
-    std::function<void()> onMenuBarVisibilityChanged;
+    std::function<void()> onTrayIconVisibilityChanged;
     std::function<void()> onSwitchModifierChanged;
     // Applies the appearance to the application (light, dark or the system's).
     std::function<void(AppAppearance)> applyAppearance;
@@ -109,19 +115,19 @@ signals:
 private:
     void startCloudSync();
     void persistCloudIfEnabled();
-    std::optional<ConfigurationFailure> writeCloudConfiguration();
+    std::optional<ConfigurationFailure> writeSyncedSettings();
     // Each answers an error text, or nothing.
-    std::optional<QString> loadCloudConfiguration();
+    std::optional<QString> loadSyncedSettings();
     using ConfigurationRead = std::variant<QByteArray, ConfigurationFailure>;
-    std::optional<QString> applyCloudConfiguration(const ConfigurationRead& bytes);
+    std::optional<QString> applySyncedSettings(const ConfigurationRead& bytes);
     // Makes the folder, then applies the file when there is one, else writes it.
     std::optional<QString> connectCloudFile();
     void startCloudMonitoring();
-    void pollCloudConfiguration();
-    SecureConfigurationRepository& cloudRepository();
+    void pollSyncedSettings();
+    SyncedFile& cloudRepository();
     // Local edits not yet in the file: when another machine's version arrives first, they
     // are kept over it and written again, so neither side's edit is lost.
-    enum LocalEdit : unsigned { editedEnabled = 1, editedAppearance = 2, editedMenuBarIcon = 4 };
+    enum LocalEdit : unsigned { editedEnabled = 1, editedAppearance = 2, editedTrayIcon = 4 };
     void noteLocalEdit(LocalEdit edit) {
         if (!applyingCloud_) {
             unsyncedEdits_ |= edit;
@@ -132,18 +138,17 @@ private:
     void assign(bool& field, bool value, const char* key, const std::function<void()>& after);
 
     QSettings& defaults_;
-    LoginItem& loginItem_;
+    Autostart& autostart_;
     bool enabled_ = true;
-    bool showsMenuBarIcon_ = true;
+    bool showsTrayIcon_ = true;
     AppAppearance appearance_ = AppAppearance::system;
     SwitchModifier switchModifier_ = SwitchModifier::super;
-    bool iCloudSyncEnabled_ = false;
+    bool folderSyncEnabled_ = false;
     bool loginEnabled_ = false;
-    bool loginNeedsApproval_ = false;
     std::optional<QString> loginError_;
     SyncPlaces places_;
-    std::unique_ptr<SecureConfigurationRepository> cloudRepository_;
-    std::unique_ptr<SecureConfigurationFileMonitor> cloudMonitor_;
+    std::unique_ptr<SyncedFile> cloudRepository_;
+    std::unique_ptr<SyncedFileWatcher> cloudMonitor_;
     bool applyingCloud_ = false; // values read from the file are not written back
     unsigned unsyncedEdits_ = 0;
 };

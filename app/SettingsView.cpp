@@ -1,8 +1,8 @@
 #include "app/SettingsView.h"
 
 #include "app/SettingsWidgets.h"
-#include "appearance/NativeControls.h"
-#include "updater/NativeUpdateConfiguration.h"
+#include "appearance/Controls.h"
+#include "updater/UpdateConfiguration.h"
 
 #include <QButtonGroup>
 #include <QCoreApplication>
@@ -98,7 +98,7 @@ QString windowManagerAdvice(const WindowManagerConflict& c) {
 PermissionCardText permissionCardText(const Preferences& p) {
     PermissionCardText text;
     const QString modifier = displayName(p.switchModifier());
-    text.ready = p.trusted && p.listening && !p.conflictingApp && !p.windowManagerConflict;
+    text.ready = p.displayReady && p.listening && !p.conflictingApp && !p.windowManagerConflict;
     if (p.conflictingApp) {
         text.title = localized("另一个切换器正在运行");
     } else if (p.windowManagerConflict) {
@@ -108,8 +108,8 @@ PermissionCardText permissionCardText(const Preferences& p) {
                          : localized("%1 占用了 %2").arg(c.windowManager, c.combination);
     } else if (text.ready) {
         text.title = localized("准备就绪");
-    } else if (!p.trusted) {
-        text.title = localized("还差一步，开启辅助功能");
+    } else if (!p.displayReady) {
+        text.title = localized("还差一步：这个桌面还不能切换");
     } else {
         text.title = localized("切换已暂停");
     }
@@ -121,7 +121,7 @@ PermissionCardText permissionCardText(const Preferences& p) {
         text.subtitle = localized(p.runtimeError->toUtf8().constData());
     } else if (text.ready) {
         text.subtitle = localized("按下 %1 Tab，试试你的第一个字母。").arg(modifier);
-    } else if (p.trusted) {
+    } else if (p.displayReady) {
         text.subtitle = localized("开启应用切换后，即可使用快捷键。");
     } else {
         text.subtitle = localized("授权后即可接管快捷键，不记录文字输入。");
@@ -131,8 +131,8 @@ PermissionCardText permissionCardText(const Preferences& p) {
     return text;
 }
 
-SettingsView::SettingsView(Preferences& preferences, NativeAppAppearance& appearance,
-                           NativeUpdater& updater, Actions actions, QWidget* parent)
+SettingsView::SettingsView(Preferences& preferences, AccentAppearance& appearance,
+                           SelfUpdater& updater, Actions actions, QWidget* parent)
     : QWidget(parent)
     , preferences_(preferences)
     , appearance_(appearance)
@@ -162,8 +162,8 @@ SettingsView::SettingsView(Preferences& preferences, NativeAppAppearance& appear
     page->addWidget(footer());
 
     connect(&preferences_, &Preferences::changed, this, &SettingsView::refresh);
-    connect(&appearance_, &NativeAppAppearance::selectionChanged, this, &SettingsView::refresh);
-    connect(&updater_, &NativeUpdater::changed, this, &SettingsView::refresh);
+    connect(&appearance_, &AccentAppearance::selectionChanged, this, &SettingsView::refresh);
+    connect(&updater_, &SelfUpdater::changed, this, &SettingsView::refresh);
     refresh();
 }
 
@@ -182,8 +182,8 @@ QWidget* SettingsView::header() {
     texts->setSpacing(6);
     texts->addWidget(textLabel(QStringLiteral("Hopla"), 30, QFont::Bold, false, box));
     texts->addWidget(textLabel(localized("一个字母，即刻抵达。"), 14, QFont::Normal, true, box));
-    auto* badge = textLabel(NativeAppVersion::displayText(AppBundle::running()), 11, QFont::Medium,
-                            false, box);
+    auto* badge =
+        textLabel(AppVersion::displayText(AppBundle::running()), 11, QFont::Medium, false, box);
     badge->setWordWrap(false);
     badge->setContentsMargins(8, 2, 8, 2);
     badge->setObjectName(QStringLiteral("versionBadge"));
@@ -194,7 +194,7 @@ QWidget* SettingsView::header() {
 
 QWidget* SettingsView::accentCard() {
     auto* card = new Card;
-    picker_ = new NativeAppearancePicker(appearance_, QStringLiteral("system"), card);
+    picker_ = new AccentPicker(appearance_, QStringLiteral("system"), card);
     card->body()->addWidget(picker_);
     return card;
 }
@@ -214,7 +214,7 @@ QWidget* SettingsView::permissionCard() {
     row->addLayout(texts, 1);
     statusDot_ = new StatusMark(7, card);
     row->addWidget(statusDot_);
-    auto* button = new NativeSoftButton(localized("去授权"), appearance_.accent(), card);
+    auto* button = new SoftButton(localized("去授权"), appearance_.accent(), card);
     connect(button, &QPushButton::clicked, this, [this] {
         if (actions_.requestPermission) {
             actions_.requestPermission();
@@ -315,25 +315,25 @@ QWidget* SettingsView::settingsCard() {
     loginError_->setMaximumWidth(220);
     loginLine->addWidget(loginError_);
     loginLine->addWidget(loginSwitch_);
-    loginSubtitle_ = textLabel(QString(), 11, QFont::Normal, true, nullptr);
+    loginSubtitle_ = textLabel(localized("让快捷切换随时待命"), 11, QFont::Normal, true, nullptr);
     card->body()->addWidget(
         row(QStringLiteral("☀"), localized("登录时自动启动"), loginSubtitle_, loginControl));
     divider();
 
-    menuBarSwitch_ = new Switch(accent);
-    menuBarSwitch_->setAccessibleName(localized("显示托盘图标"));
-    connect(menuBarSwitch_, &QAbstractButton::clicked, this,
-            [this](bool on) { preferences_.setShowsMenuBarIcon(on); });
+    traySwitch_ = new Switch(accent);
+    traySwitch_->setAccessibleName(localized("显示托盘图标"));
+    connect(traySwitch_, &QAbstractButton::clicked, this,
+            [this](bool on) { preferences_.setShowsTrayIcon(on); });
     card->body()->addWidget(row(QStringLiteral("▭"), localized("显示托盘图标"),
                                 textLabel(localized("隐藏后，重新打开 Hopla 即可进入设置"), 11,
                                           QFont::Normal, true, nullptr),
-                                menuBarSwitch_));
+                                traySwitch_));
     divider();
 
     syncSwitch_ = new Switch(accent);
     syncSwitch_->setAccessibleName(localized("同步配置"));
     connect(syncSwitch_, &QAbstractButton::clicked, this,
-            [this](bool on) { preferences_.setICloudSync(on); });
+            [this](bool on) { preferences_.setFolderSync(on); });
     auto* syncControl = new QWidget;
     auto* syncLine = new QHBoxLayout(syncControl);
     syncLine->setContentsMargins(0, 0, 0, 0);
@@ -375,7 +375,7 @@ QWidget* SettingsView::settingsCard() {
     updateSwitch_->setAccessibleName(localized("自动提示新版"));
     connect(updateSwitch_, &QAbstractButton::clicked, this,
             [this](bool on) { updater_.setAutomaticallyChecksForUpdates(on); });
-    updateSpinner_ = new NativeSpinner(updateControl);
+    updateSpinner_ = new Spinner(updateControl);
     updateLine->addWidget(updateSpinner_);
     updateLine->addWidget(updateButton_);
     updateLine->addWidget(updateSwitch_);
@@ -475,7 +475,7 @@ QString SettingsView::permissionSubtitle() const {
 
 void SettingsView::applyAccent(const QColor& accent) {
     icon_->setPixmap(QPixmap::fromImage(appearance_.applicationIcon()));
-    static_cast<NativeSoftButton*>(permissionButton_)->setAccent(accent);
+    static_cast<SoftButton*>(permissionButton_)->setAccent(accent);
     if (auto* badge = findChild<QLabel*>(QStringLiteral("versionBadge"))) {
         QColor tint = accent;
         tint.setAlphaF(0.1f);
@@ -510,9 +510,9 @@ void SettingsView::refresh() {
     permissionSubtitle_->setText(text.subtitle);
     static_cast<StatusMark*>(statusDot_)->color =
         text.ready ? readyGreen : palette().color(QPalette::PlaceholderText);
-    statusDot_->setVisible(preferences_.trusted);
+    statusDot_->setVisible(preferences_.displayReady);
     statusDot_->update();
-    permissionButton_->setVisible(!preferences_.trusted);
+    permissionButton_->setVisible(!preferences_.displayReady);
     releaseButton_->setVisible(text.offersRelease);
 
     const QString modifier = displayName(preferences_.switchModifier());
@@ -524,13 +524,10 @@ void SettingsView::refresh() {
     }
     enabledSwitch_->setChecked(preferences_.enabled());
     loginSwitch_->setChecked(preferences_.loginEnabled());
-    loginSubtitle_->setText(preferences_.loginNeedsApproval()
-                                ? localized("已请求启动，等待你在桌面设置中批准")
-                                : localized("让快捷切换随时待命"));
     loginError_->setText(preferences_.loginError().value_or(QString()));
     loginError_->setVisible(preferences_.loginError().has_value());
-    menuBarSwitch_->setChecked(preferences_.showsMenuBarIcon());
-    syncSwitch_->setChecked(preferences_.iCloudSyncEnabled());
+    traySwitch_->setChecked(preferences_.showsTrayIcon());
+    syncSwitch_->setChecked(preferences_.folderSyncEnabled());
     const auto folder = preferences_.syncFolder();
     syncSubtitle_->setText(preferences_.syncStatus + QLatin1Char('\n') +
                            (folder

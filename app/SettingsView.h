@@ -1,11 +1,11 @@
 #pragma once
 
 #include "app/Preferences.h"
-#include "appearance/NativeAppAppearance.h"
-#include "updater/NativeUpdater.h"
+#include "appearance/AccentAppearance.h"
+#include "updater/SelfUpdater.h"
 
 namespace hopla {
-class NativeAppearancePicker;
+class AccentPicker;
 }
 
 #include <QWidget>
@@ -45,7 +45,7 @@ public:
         std::function<void()> quit;
         std::function<void()> releaseShortcut; // lets the window manager's binding go
     };
-    SettingsView(Preferences& preferences, NativeAppAppearance& appearance, NativeUpdater& updater,
+    SettingsView(Preferences& preferences, AccentAppearance& appearance, SelfUpdater& updater,
                  Actions actions, QWidget* parent = nullptr);
 
     QScrollArea* scrollArea() const { return scroll_; }
@@ -55,7 +55,7 @@ public:
     // The controls, for tests and the accessibility tree.
     Switch* enabledSwitch() const { return enabledSwitch_; }
     Switch* loginSwitch() const { return loginSwitch_; }
-    Switch* menuBarSwitch() const { return menuBarSwitch_; }
+    Switch* traySwitch() const { return traySwitch_; }
     Switch* syncSwitch() const { return syncSwitch_; }
     QString syncSubtitle() const;
     QString updateSubtitle() const;
@@ -82,8 +82,8 @@ private:
     QWidget* row(const QString& glyph, const QString& title, QLabel* subtitle, QWidget* control);
 
     Preferences& preferences_;
-    NativeAppAppearance& appearance_;
-    NativeUpdater& updater_;
+    AccentAppearance& appearance_;
+    SelfUpdater& updater_;
     Actions actions_;
 
     QScrollArea* scroll_ = nullptr;
@@ -102,7 +102,7 @@ private:
     Switch* loginSwitch_ = nullptr;
     QLabel* loginSubtitle_ = nullptr;
     QLabel* loginError_ = nullptr;
-    Switch* menuBarSwitch_ = nullptr;
+    Switch* traySwitch_ = nullptr;
     Switch* syncSwitch_ = nullptr;
     QLabel* syncSubtitle_ = nullptr;
     QLabel* updateSubtitle_ = nullptr;
@@ -110,9 +110,9 @@ private:
     Switch* updateSwitch_ = nullptr;
     QAbstractButton* historyButton_ = nullptr;
     QWidget* updateSpinner_ = nullptr;
-    NativeAppearancePicker* picker_ = nullptr;
+    AccentPicker* picker_ = nullptr;
     QButtonGroup* appearanceGroup_ = nullptr;
-    std::optional<NativeAccentPalette> shownPalette_; // whose colours the styles carry
+    std::optional<AccentPalette> shownPalette_; // whose colours the styles carry
 };
 
 } // namespace hopla

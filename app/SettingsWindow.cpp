@@ -1,7 +1,7 @@
 #include "app/SettingsWindow.h"
 
-#include "appearance/NativeAppearanceAudit.h"
-#include "appearance/NativeMenuStyle.h"
+#include "appearance/AppearanceAudit.h"
+#include "appearance/MenuStyle.h"
 
 #include <QAction>
 #include <QGuiApplication>
@@ -17,8 +17,8 @@ int settingsWindowHeight(std::optional<int> availableHeight) {
     return availableHeight ? std::min(*availableHeight - 80, tallest) : tallest;
 }
 
-SettingsWindow::SettingsWindow(Preferences& preferences, NativeAppAppearance& appearance,
-                               NativeUpdater& updater, Actions actions)
+SettingsWindow::SettingsWindow(Preferences& preferences, AccentAppearance& appearance,
+                               SelfUpdater& updater, Actions actions)
     : preferences_(preferences)
     , appearance_(appearance)
     , updater_(updater)
@@ -59,12 +59,12 @@ void SettingsWindow::show() {
             window_->addAction(action);
         };
         bind(QKeySequence(Qt::CTRL | Qt::Key_Comma), actions_.showSettings);
-        NativeWindowMenu::install(*window_, &localized);
-        NativeEditingMenu::install(*window_, &localized);
+        WindowCommands::install(*window_, &localized);
+        EditingCommands::install(*window_, &localized);
         bind(QKeySequence(Qt::CTRL | Qt::Key_Q), actions_.quit);
-        QObject::connect(
-            &appearance_, &NativeAppAppearance::selectionChanged, window_.get(),
-            [this] { window_->setWindowIcon(QPixmap::fromImage(appearance_.applicationIcon())); });
+        QObject::connect(&appearance_, &AccentAppearance::selectionChanged, window_.get(), [this] {
+            window_->setWindowIcon(QPixmap::fromImage(appearance_.applicationIcon()));
+        });
     }
     preferences_.refreshLoginStatus();
     view_->refresh();
@@ -83,7 +83,7 @@ bool SettingsWindow::capture(const QString& path, bool scrollToBottom) const {
     if (!window_) {
         return false;
     }
-    NativeAppearanceAudit::scroll(*window_, scrollToBottom);
+    AppearanceAudit::scroll(*window_, scrollToBottom);
     return window_->grab().toImage().save(path, "PNG");
 }
 

@@ -2,8 +2,8 @@
 
 #include "app/Preferences.h"
 #include "app/SettingsView.h"
-#include "appearance/NativeAppAppearance.h"
-#include "updater/NativeUpdater.h"
+#include "appearance/AccentAppearance.h"
+#include "updater/SelfUpdater.h"
 
 #include <QWidget>
 
@@ -28,8 +28,8 @@ public:
         std::function<void()> quit;            // Ctrl+Q and the footer's button
         std::function<void()> releaseShortcut; // the permission card's "释放快捷键"
     };
-    SettingsWindow(Preferences& preferences, NativeAppAppearance& appearance,
-                   NativeUpdater& updater, Actions actions);
+    SettingsWindow(Preferences& preferences, AccentAppearance& appearance, SelfUpdater& updater,
+                   Actions actions);
     ~SettingsWindow();
 
     // Creates the window when needed, refreshes the login state and brings it to the front.
@@ -42,8 +42,8 @@ public:
 
 private:
     Preferences& preferences_;
-    NativeAppAppearance& appearance_;
-    NativeUpdater& updater_;
+    AccentAppearance& appearance_;
+    SelfUpdater& updater_;
     Actions actions_;
     std::unique_ptr<QWidget> window_;
     SettingsView* view_ = nullptr; // owned by window_

@@ -2,7 +2,7 @@
 
 #include "app/HoplaIcons.h"
 #include "app/Preferences.h"
-#include "appearance/NativeMenuStyle.h"
+#include "appearance/MenuStyle.h"
 
 namespace hopla {
 
@@ -28,11 +28,11 @@ StatusMenu::StatusMenu(Actions actions, const QColor& ink)
     tray_ = std::make_unique<QSystemTrayIcon>(icon(ink));
     tray_->setToolTip(localized("Hopla · 首字母切换"));
     // A click opens the menu drawn by the appearance kit at the icon.
-    NativeStatusMenu::attach(*tray_, *menu_);
+    TrayMenu::attach(*tray_, *menu_);
 }
 
 StatusMenu::~StatusMenu() {
-    NativeStatusMenu::detach(*tray_);
+    TrayMenu::detach(*tray_);
 }
 
 void StatusMenu::setVisible(bool visible) {

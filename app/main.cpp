@@ -1,10 +1,10 @@
 #include "app/AppController.h"
 #include "app/SingleInstance.h"
 #include "app/Translations.h"
-#include "appearance/NativeAppearanceAudit.h"
-#include "platform/x11/X11Trust.h"
-#include "updater/NativeUpdateArchiveVerification.h"
-#include "updater/NativeUpdateHelper.h"
+#include "appearance/AppearanceAudit.h"
+#include "platform/x11/X11Readiness.h"
+#include "updater/UpdateArchiveVerification.h"
+#include "updater/UpdateHelper.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -72,12 +72,11 @@ int main(int argc, char* argv[]) {
     for (int i = 0; i < argc; ++i) {
         arguments << QString::fromLocal8Bit(argv[i]);
     }
-    if (hopla::NativeUpdateHelper::runIfRequested(arguments)) {
+    if (hopla::UpdateHelper::runIfRequested(arguments)) {
         return 0;
     }
-    const auto updates = hopla::NativeUpdateConfiguration::shipped();
-    if (const auto status =
-            hopla::NativeUpdateArchiveVerification::runIfRequested(updates, arguments)) {
+    const auto updates = hopla::UpdateConfiguration::shipped();
+    if (const auto status = hopla::UpdateArchiveVerification::runIfRequested(updates, arguments)) {
         return *status;
     }
 
@@ -94,9 +93,9 @@ int main(int argc, char* argv[]) {
     if (platform.isEmpty() || platform == "xcb") {
         // Qt would abort without a word of Hopla's: say what is missing and stop.
         if (const auto problem = hopla::x11::displayProblem()) {
-            if (hopla::NativeAppearanceAudit::requested(arguments)) {
+            if (hopla::AppearanceAudit::requested(arguments)) {
                 QCoreApplication application(argc, argv); // for the summary's paths
-                hopla::NativeAppearanceAudit::failAtOnce(
+                hopla::AppearanceAudit::failAtOnce(
                     arguments,
                     QStringLiteral("Window capture requires an X display (%1)").arg(*problem));
             }

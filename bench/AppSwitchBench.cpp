@@ -6,7 +6,7 @@
 #include "app/AppController.h"
 #include "platform/x11/X11Keyboard.h"
 #include "platform/x11/XConnection.h"
-#include "tests/support/X11Desktop.h"
+#include "tests/desktop/harness/X11Desktop.h"
 
 #include <QApplication>
 #include <QDir>
@@ -159,9 +159,9 @@ int main(int argc, char** argv) {
         measureIdle(*desktop, 10);
         {
             hopla::LaunchOptions options;
-            options.loginItem = true; // no settings window
+            options.autostart = true; // no settings window
             const auto app =
-                hopla::AppController::create(options, hopla::NativeUpdateConfiguration{}, &error);
+                hopla::AppController::create(options, hopla::UpdateConfiguration{}, &error);
             if (!app || !keyboard || !app->preferences().listening) {
                 std::fprintf(stderr, "Hopla did not start switching: %s\n", qPrintable(error));
                 return 1;

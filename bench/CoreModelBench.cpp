@@ -17,7 +17,7 @@ using hopla::KeyboardGesture;
 void BM_KeyDownDecision_SwitchTab(benchmark::State& state) {
     KeyboardGesture gesture;
     const KeyboardGesture::KeyDown down{.code = hopla::keyCode(hopla::VirtualKey::tab),
-                                        .command = true,
+                                        .switchModifier = true,
                                         .shift = false,
                                         .otherModifier = false,
                                         .repeated = false,
@@ -34,14 +34,14 @@ BENCHMARK(BM_KeyDownDecision_SwitchTab);
 void BM_KeyDownDecision_LetterAndPass(benchmark::State& state) {
     KeyboardGesture gesture;
     const KeyboardGesture::KeyDown letter{.code = 1,
-                                          .command = true,
+                                          .switchModifier = true,
                                           .shift = false,
                                           .otherModifier = false,
                                           .repeated = false,
                                           .sessionOpen = true,
                                           .letter = 'S'};
     const KeyboardGesture::KeyDown arrow{.code = 123,
-                                         .command = true,
+                                         .switchModifier = true,
                                          .shift = false,
                                          .otherModifier = false,
                                          .repeated = false,
@@ -87,7 +87,7 @@ void BM_RecentAppsOrdered200(benchmark::State& state) {
     for (int i = 0; i < 200; ++i) {
         entries.emplace_back(1000 + i, names[static_cast<std::size_t>(i)]);
     }
-    std::vector<hopla::ProcessId> listed;
+    std::vector<hopla::AppHandle> listed;
     for (int i = 0; i < 200; i += 2) {
         listed.push_back(1000 + i);
     }

@@ -2,9 +2,9 @@
 // lock, the gesture machine, the letter table, and for taken keys the hand-off to the main
 // queue (which the main thread then drains, outside the timing).
 #include "core/KeyboardTap.h"
-#include "platform/fake/FakeKeyEventSource.h"
-#include "platform/fake/ManualScheduler.h"
 #include "platform/xkb/KeyboardLayout.h"
+#include "tests/fakes/FakeKeyEventSource.h"
+#include "tests/fakes/ManualScheduler.h"
 
 #include <benchmark/benchmark.h>
 

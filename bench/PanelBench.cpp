@@ -3,7 +3,7 @@
 // paint, the window exposed and painted by the event loop as on a desktop; and the drawing
 // alone, into an image the size of the panel, as the window system is handed it.
 #include "core/panel/SwitcherPanel.h"
-#include "platform/fake/ManualScheduler.h"
+#include "tests/fakes/ManualScheduler.h"
 
 #include <QApplication>
 

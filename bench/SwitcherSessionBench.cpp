@@ -1,9 +1,9 @@
 // Opening a switching session over 200 running applications whose icons are already cached,
 // from the Tab action to the panel being asked to show.
 #include "core/ApplicationSwitcherController.h"
-#include "platform/fake/FakeWindowSystem.h"
-#include "platform/fake/FakeWorkspace.h"
-#include "platform/fake/ManualScheduler.h"
+#include "tests/fakes/FakeRunningApps.h"
+#include "tests/fakes/FakeWindowSystem.h"
+#include "tests/fakes/ManualScheduler.h"
 
 #include <benchmark/benchmark.h>
 
@@ -12,7 +12,7 @@
 namespace {
 
 // A panel that only notes when it was asked to show.
-class TimedPanel final : public hopla::ApplicationSwitcherPresenting {
+class TimedPanel final : public hopla::SwitcherPanelInterface {
 public:
     hopla::PanelModel& model() override { return model_; }
     void show(const hopla::SwitchSession&, const hopla::IconMap& icons) override {
@@ -35,19 +35,19 @@ void BM_OpenSession200AppsWarmIcons(benchmark::State& state) {
     const char* stems[] = {"微信",     "Терминал", "Files",  "Ελληνικά",
                            "카카오톡", "Åsa",      "Editor", "カタカナ"};
     hopla::fake::ManualScheduler scheduler;
-    hopla::fake::FakeWorkspace workspace(1);
+    hopla::fake::FakeRunningApps runningApps(1);
     hopla::fake::FakeWindowSystem windows;
     QImage icon(80, 80, QImage::Format_ARGB32_Premultiplied);
     icon.fill(Qt::darkCyan);
     for (int i = 0; i < 200; ++i) {
-        auto app = workspace.add(100 + i, QString::fromUtf8(stems[i % 8]) + QString::number(i));
+        auto app = runningApps.add(100 + i, QString::fromUtf8(stems[i % 8]) + QString::number(i));
         app->ownIcon = icon;
         app->launched = hopla::WallClockTime(std::chrono::seconds(1'700'000'000 + i));
         app->executable = QString("/usr/bin/app%1").arg(i);
     }
-    workspace.bringToFront(150);
+    runningApps.bringToFront(150);
     TimedPanel panel;
-    hopla::ApplicationSwitcherController controller(panel, workspace, windows, scheduler);
+    hopla::ApplicationSwitcherController controller(panel, runningApps, windows, scheduler);
     controller.route(hopla::GestureAction::tab(false)); // warm the icon cache
     scheduler.runDue();
     controller.route(hopla::GestureAction::cancel());

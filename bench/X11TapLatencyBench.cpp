@@ -6,7 +6,7 @@
 #include "platform/x11/X11KeyEventSource.h"
 #include "platform/x11/X11Keyboard.h"
 #include "platform/x11/XConnection.h"
-#include "tests/support/X11Desktop.h"
+#include "tests/desktop/harness/X11Desktop.h"
 
 #include <QCoreApplication>
 

@@ -158,7 +158,7 @@ std::optional<char> shortcutForName(const QString& name) {
     return scan.needsTransliteration ? deriveThroughLatin(name) : scan.shortcut;
 }
 
-AppEntry::AppEntry(ProcessId id, QString name)
+AppEntry::AppEntry(AppHandle id, QString name)
     : id(id)
     , name(std::move(name)) {
     const PrefixScan scan = scanAsciiPrefix(this->name);

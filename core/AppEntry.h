@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ProcessId.h"
+#include "platform/AppHandle.h"
 
 #include <QString>
 
@@ -14,9 +14,9 @@ std::optional<char> shortcutForName(const QString& name);
 
 // One candidate application of a switching session.
 struct AppEntry {
-    AppEntry(ProcessId id, QString name);
+    AppEntry(AppHandle id, QString name);
 
-    ProcessId id;
+    AppHandle id;
     QString name;                 // the display name, exactly as given
     std::optional<char> shortcut; // 'A'..'Z' or '0'..'9'
 

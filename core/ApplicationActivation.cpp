@@ -2,11 +2,11 @@
 
 namespace hopla {
 
-ApplicationActivationCoordinator::ApplicationActivationCoordinator(Workspace& workspace,
+ApplicationActivationCoordinator::ApplicationActivationCoordinator(RunningApps& runningApps,
                                                                    WindowSystem& windows,
                                                                    Scheduler& scheduler,
                                                                    const std::string& restorerLabel)
-    : workspace_(workspace)
+    : runningApps_(runningApps)
     , scheduler_(scheduler)
     , windowRestorer_(windows, scheduler, restorerLabel) {}
 
@@ -15,21 +15,18 @@ void ApplicationActivationCoordinator::cancel() {
     windowRestorer_.cancel();
 }
 
-void ApplicationActivationCoordinator::activate(ProcessId id, int confirmationAttempts,
+void ApplicationActivationCoordinator::activate(AppHandle id, int confirmationAttempts,
                                                 Completion completion) {
     cancel();
     const Identity request = identity_;
-    const RunningApplicationPtr app = workspace_.application(id);
+    const ApplicationPtr app = runningApps_.application(id);
     if (!app || app->isTerminated()) {
         completion(ApplicationActivationFailure::unavailable);
         return;
     }
-    if (app->isHidden()) {
-        app->unhide();
-    }
     if (!app->activate()) {
-        activateThroughWorkspace(app, request, ApplicationActivationFailure::requestRejected,
-                                 std::move(completion));
+        activateByOpening(app, request, ApplicationActivationFailure::requestRejected,
+                          std::move(completion));
         return;
     }
     windowRestorer_.restoreIfNeeded(
@@ -61,7 +58,7 @@ void ApplicationActivationCoordinator::activate(ProcessId id, int confirmationAt
         });
 }
 
-void ApplicationActivationCoordinator::confirm(const RunningApplicationPtr& app, Identity request,
+void ApplicationActivationCoordinator::confirm(const ApplicationPtr& app, Identity request,
                                                int attempts, bool usedFallback,
                                                Completion completion) {
     if (identity_ != request) {
@@ -90,16 +87,17 @@ void ApplicationActivationCoordinator::confirm(const RunningApplicationPtr& app,
         return;
     }
     if (!usedFallback) {
-        activateThroughWorkspace(app, request, ApplicationActivationFailure::foregroundTimeout,
-                                 std::move(completion));
+        activateByOpening(app, request, ApplicationActivationFailure::foregroundTimeout,
+                          std::move(completion));
         return;
     }
     completion(ApplicationActivationFailure::foregroundTimeout);
 }
 
-void ApplicationActivationCoordinator::activateThroughWorkspace(
-    const RunningApplicationPtr& app, Identity request, ApplicationActivationFailure failure,
-    Completion completion) {
+void ApplicationActivationCoordinator::activateByOpening(const ApplicationPtr& app,
+                                                         Identity request,
+                                                         ApplicationActivationFailure failure,
+                                                         Completion completion) {
     openThen(app, request,
              [this, app, request, failure, completion = std::move(completion)](bool opened) {
                  if (!opened) {
@@ -110,9 +108,9 @@ void ApplicationActivationCoordinator::activateThroughWorkspace(
              });
 }
 
-void ApplicationActivationCoordinator::openThen(const RunningApplicationPtr& app, Identity request,
+void ApplicationActivationCoordinator::openThen(const ApplicationPtr& app, Identity request,
                                                 std::function<void(bool opened)> next) {
-    const auto location = app->bundleLocation();
+    const auto location = app->launchPath();
     if (!location) {
         next(false);
         return;
@@ -120,18 +118,18 @@ void ApplicationActivationCoordinator::openThen(const RunningApplicationPtr& app
     // The answer may come on any thread: hop to the main queue before reading anything.
     // The scheduler outlives the coordinator, so the answer may use it even when the
     // coordinator is gone by then.
-    workspace_.openApplication(*location, app->processId(),
-                               [scheduler = &scheduler_, self = lifetime_.weak(this), request,
-                                next = std::move(next)](std::optional<QString> error) {
-                                   scheduler->post(
-                                       [self, request, failed = error.has_value(), next] {
-                                           auto* coordinator = self.get();
-                                           if (!coordinator || coordinator->identity_ != request) {
-                                               return;
-                                           }
-                                           next(!failed);
-                                       });
-                               });
+    runningApps_.openApplication(
+        *location, app->processId(),
+        [scheduler = &scheduler_, self = lifetime_.weak(this), request,
+         next = std::move(next)](std::optional<QString> error) {
+            scheduler->post([self, request, failed = error.has_value(), next] {
+                auto* coordinator = self.get();
+                if (!coordinator || coordinator->identity_ != request) {
+                    return;
+                }
+                next(!failed);
+            });
+        });
 }
 
 } // namespace hopla

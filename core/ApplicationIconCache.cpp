@@ -1,6 +1,5 @@
 #include "core/ApplicationIconCache.h"
 
-#include <QFileInfo>
 #include <QHashFunctions>
 
 #include <unordered_set>
@@ -26,32 +25,29 @@ template <typename T> void feed(std::size_t& seed, const std::optional<T>& field
 
 } // namespace
 
-ApplicationIconIdentity::ApplicationIconIdentity(const RunningApplication& app)
-    : ApplicationIconIdentity(app.processId(), app.launchDate(), app.bundleLocation(),
-                              app.executableLocation(), app.bundleIdentifier()) {}
+ApplicationIconIdentity::ApplicationIconIdentity(const Application& app)
+    : ApplicationIconIdentity(app.processId(), app.launchDate(), app.launchPath(),
+                              app.executableLocation(), app.desktopId()) {}
 
-ApplicationIconIdentity::ApplicationIconIdentity(ProcessId pid,
+ApplicationIconIdentity::ApplicationIconIdentity(AppHandle handle,
                                                  std::optional<WallClockTime> launchDate,
-                                                 std::optional<QString> bundleURL,
-                                                 std::optional<QString> executableURL,
-                                                 std::optional<QString> bundleIdentifier)
-    : pid(pid)
+                                                 std::optional<QString> launchPath,
+                                                 std::optional<QString> executable,
+                                                 std::optional<QString> desktopId)
+    : handle(handle)
     , launchDate(launchDate)
-    , bundleURL(std::move(bundleURL))
-    , executableURL(std::move(executableURL))
-    , bundleIdentifier(std::move(bundleIdentifier)) {}
+    , launchPath(std::move(launchPath))
+    , executable(std::move(executable))
+    , desktopId(std::move(desktopId)) {}
 
 std::size_t ApplicationIconIdentityHash::operator()(const ApplicationIconIdentity& identity) const {
-    std::size_t seed = qHash(identity.pid);
+    std::size_t seed = qHash(identity.handle);
     feed(seed, identity.launchDate);
-    feed(seed, identity.bundleURL);
-    feed(seed, identity.executableURL);
-    feed(seed, identity.bundleIdentifier);
+    feed(seed, identity.launchPath);
+    feed(seed, identity.executable);
+    feed(seed, identity.desktopId);
     return seed;
 }
-
-ApplicationIconCache::ApplicationIconCache(FileIcon fileIcon)
-    : fileIcon_(std::move(fileIcon)) {}
 
 void ApplicationIconCache::retain(const std::vector<ApplicationIconIdentity>& identities) {
     const std::unordered_set<ApplicationIconIdentity, ApplicationIconIdentityHash> keep(
@@ -69,12 +65,7 @@ std::optional<QImage> ApplicationIconCache::load(const ApplicationIconIdentity& 
     if (auto hit = cached(identity)) {
         return hit;
     }
-    QImage image;
-    if (fileIcon_ && identity.bundleURL && QFileInfo::exists(*identity.bundleURL)) {
-        image = fileIcon_(*identity.bundleURL);
-    } else if (fallback) {
-        image = fallback();
-    }
+    const QImage image = fallback ? fallback() : QImage();
     QImage copy = image.copy(); // a private copy: later changes to the shared image stay out
     if (copy.isNull()) {
         return std::nullopt;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/ProcessId.h"
-#include "platform/Workspace.h"
+#include "platform/AppHandle.h"
+#include "platform/RunningApps.h"
 
 #include <QImage>
 #include <QString>
@@ -16,16 +16,16 @@ namespace hopla {
 // Names one launch of one installed application: a relaunch, a move or an update gives a
 // new identity, so its icon is read again.
 struct ApplicationIconIdentity {
-    explicit ApplicationIconIdentity(const RunningApplication& application);
-    ApplicationIconIdentity(ProcessId pid, std::optional<WallClockTime> launchDate,
-                            std::optional<QString> bundleURL, std::optional<QString> executableURL,
-                            std::optional<QString> bundleIdentifier);
+    explicit ApplicationIconIdentity(const Application& application);
+    ApplicationIconIdentity(AppHandle handle, std::optional<WallClockTime> launchDate,
+                            std::optional<QString> launchPath, std::optional<QString> executable,
+                            std::optional<QString> desktopId);
 
-    ProcessId pid;
+    AppHandle handle;
     std::optional<WallClockTime> launchDate;
-    std::optional<QString> bundleURL;
-    std::optional<QString> executableURL;
-    std::optional<QString> bundleIdentifier;
+    std::optional<QString> launchPath;
+    std::optional<QString> executable;
+    std::optional<QString> desktopId;
 
     friend bool operator==(const ApplicationIconIdentity&,
                            const ApplicationIconIdentity&) = default;
@@ -39,18 +39,10 @@ struct ApplicationIconIdentityHash {
 // Main thread only.
 class ApplicationIconCache {
 public:
-    // Reads the icon of an installed application from its location; a null image when none.
-    using FileIcon = std::function<QImage(const QString& path)>;
-
-    // Without a file-icon reader every icon comes from the fallback, the application's own
-    // icon: on Linux the desktop owns the whole lookup (its entry's themed icon, the
-    // window's icon), and an executable on disk holds no image to read.
-    explicit ApplicationIconCache(FileIcon fileIcon = nullptr);
-
     // Drops every icon whose identity is not listed.
     void retain(const std::vector<ApplicationIconIdentity>& identities);
-    // The cached icon, or one read now from the application's location (when it exists on
-    // disk) or else from the fallback. Nothing, and nothing cached, when neither has one.
+    // The cached icon, or the one the fallback gives now (the application's own: its desktop
+    // entry's themed icon, else its window's). Nothing, and nothing cached, when it has none.
     std::optional<QImage> load(const ApplicationIconIdentity& identity,
                                const std::function<QImage()>& fallback);
     std::optional<QImage> cached(const ApplicationIconIdentity& identity) const;
@@ -58,7 +50,6 @@ public:
 
 private:
     std::unordered_map<ApplicationIconIdentity, QImage, ApplicationIconIdentityHash> icons_;
-    FileIcon fileIcon_;
 };
 
 } // namespace hopla

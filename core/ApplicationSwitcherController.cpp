@@ -11,38 +11,38 @@ namespace hopla {
 
 namespace {
 
-bool isCandidate(const RunningApplication& app, ProcessId self) {
+bool isCandidate(const Application& app, AppHandle self) {
     return !app.isTerminated() && app.processId() != self &&
-           app.activationPolicy() == ActivationPolicy::regular;
+           app.taskbarPolicy() == TaskbarPolicy::regular;
 }
 
-QString displayName(const RunningApplication& app) {
+QString displayName(const Application& app) {
     if (auto name = app.localizedName(); name && !name->isEmpty()) {
         return *name;
     }
-    if (auto location = app.bundleLocation(); location && !location->isEmpty()) {
+    if (auto location = app.launchPath(); location && !location->isEmpty()) {
         return QFileInfo(*location).completeBaseName();
     }
     return QStringLiteral("App");
 }
 
-bool hasCandidate(const SwitchSession& session, ProcessId id) {
+bool hasCandidate(const SwitchSession& session, AppHandle id) {
     return std::any_of(session.apps().begin(), session.apps().end(),
                        [id](const AppEntry& e) { return e.id == id; });
 }
 
 } // namespace
 
-ApplicationSwitcherController::ApplicationSwitcherController(ApplicationSwitcherPresenting& panel,
-                                                             Workspace& workspace,
+ApplicationSwitcherController::ApplicationSwitcherController(SwitcherPanelInterface& panel,
+                                                             RunningApps& runningApps,
                                                              WindowSystem& windows,
                                                              Scheduler& scheduler, Options options)
     : panel_(panel)
-    , workspace_(workspace)
+    , runningApps_(runningApps)
     , scheduler_(scheduler)
     , options_(std::move(options))
-    , activationCoordinator_(workspace, windows, scheduler, options_.restorerLabel) {
-    panel_.model().onSelect = [self = lifetime_.weak(this)](ProcessId id) {
+    , activationCoordinator_(runningApps, windows, scheduler, options_.restorerLabel) {
+    panel_.model().onSelect = [self = lifetime_.weak(this)](AppHandle id) {
         if (auto* controller = self.get()) {
             controller->select(id);
         }
@@ -59,19 +59,19 @@ void ApplicationSwitcherController::start() {
     }
     // Until the first activation is seen, the desktop's stacking order stands for recency,
     // so the very first switch already goes to the previous application.
-    recent_.seed(workspace_.stackingOrder());
+    recent_.seed(runningApps_.stackingOrder());
     const auto self = lifetime_.weak(this);
-    observers_ = workspace_.observe({
+    observers_ = runningApps_.observe({
         .activated =
-            [self](const RunningApplicationPtr& app) {
+            [self](const ApplicationPtr& app) {
                 auto* controller = self.get();
-                if (controller && app && app->activationPolicy() == ActivationPolicy::regular) {
+                if (controller && app && app->taskbarPolicy() == TaskbarPolicy::regular) {
                     controller->recent_.activate(app->processId());
                     controller->prepareUpcomingSession();
                 }
             },
         .terminated =
-            [self](const RunningApplicationPtr& app) {
+            [self](const ApplicationPtr& app) {
                 if (auto* controller = self.get(); controller && app) {
                     controller->removeCandidate(app->processId());
                     controller->prepareUpcomingSession();
@@ -115,7 +115,7 @@ bool ApplicationSwitcherController::route(const GestureAction& action) {
         next.step(action.backwards);
         setSession(std::move(next));
         cancelActivation();
-        panel_.model().setFailedID(std::nullopt);
+        panel_.model().setFailedId(std::nullopt);
         panel_.update(*session_);
         return true;
     }
@@ -129,7 +129,7 @@ bool ApplicationSwitcherController::route(const GestureAction& action) {
         if (!target) {
             return true;
         }
-        panel_.model().setFailedID(std::nullopt);
+        panel_.model().setFailedId(std::nullopt);
         panel_.update(*session_);
         if (session_->matchCount(action.letter) == 1) {
             activate(*target, true);
@@ -143,7 +143,7 @@ bool ApplicationSwitcherController::route(const GestureAction& action) {
                              auto* controller = self.get();
                              if (controller && controller->activationIdentity_ == intent &&
                                  controller->sessionIdentity_ == owner && controller->session_ &&
-                                 controller->session_->selectedID() == target) {
+                                 controller->session_->selectedId() == target) {
                                  controller->activate(target, true);
                              }
                          });
@@ -160,7 +160,7 @@ bool ApplicationSwitcherController::route(const GestureAction& action) {
             return false;
         }
         const bool needsCommit = session_->needsCommit();
-        const auto selected = session_->selectedID();
+        const auto selected = session_->selectedId();
         dismiss();
         if (needsCommit && selected) {
             activate(*selected, false);
@@ -171,10 +171,10 @@ bool ApplicationSwitcherController::route(const GestureAction& action) {
     return false;
 }
 
-std::vector<RunningApplicationPtr> ApplicationSwitcherController::candidates() {
-    const ProcessId self = workspace_.currentProcessId();
-    std::vector<RunningApplicationPtr> apps;
-    for (auto& app : workspace_.runningApplications()) {
+std::vector<ApplicationPtr> ApplicationSwitcherController::candidates() {
+    const AppHandle self = runningApps_.ownHandle();
+    std::vector<ApplicationPtr> apps;
+    for (auto& app : runningApps_.runningApplications()) {
         if (app && isCandidate(*app, self)) {
             apps.push_back(std::move(app));
         }
@@ -183,9 +183,9 @@ std::vector<RunningApplicationPtr> ApplicationSwitcherController::candidates() {
 }
 
 std::vector<AppEntry>
-ApplicationSwitcherController::orderedEntries(const std::vector<RunningApplicationPtr>& apps,
+ApplicationSwitcherController::orderedEntries(const std::vector<ApplicationPtr>& apps,
                                               RecentApps& recent) {
-    if (const auto front = workspace_.frontmostApplication()) {
+    if (const auto front = runningApps_.activeApplication()) {
         recent.activate(front->processId());
     }
     std::vector<AppEntry> entries;
@@ -241,7 +241,7 @@ void ApplicationSwitcherController::beginSession(std::vector<AppEntry> entries, 
     setSession(SwitchSession(std::move(entries), backwards));
 }
 
-void ApplicationSwitcherController::select(ProcessId id) {
+void ApplicationSwitcherController::select(AppHandle id) {
     if (!session_ || !hasCandidate(*session_, id)) {
         return;
     }
@@ -252,7 +252,7 @@ void ApplicationSwitcherController::select(ProcessId id) {
     activate(id, true);
 }
 
-void ApplicationSwitcherController::activate(ProcessId id, bool hideWhenReady) {
+void ApplicationSwitcherController::activate(AppHandle id, bool hideWhenReady) {
     cancelActivation();
     if (onActivationRequest) {
         onActivationRequest(id);
@@ -269,7 +269,7 @@ void ApplicationSwitcherController::activate(ProcessId id, bool hideWhenReady) {
             if (*failure == ApplicationActivationFailure::unavailable) {
                 controller->removeCandidate(id);
             } else if (controller->sessionIdentity_ == owner) {
-                controller->panel_.model().setFailedID(id);
+                controller->panel_.model().setFailedId(id);
             }
             if (controller->onFailure) {
                 controller->onFailure(*failure);
@@ -282,7 +282,7 @@ void ApplicationSwitcherController::activate(ProcessId id, bool hideWhenReady) {
             controller->setSession(std::move(next));
         }
         if (controller->onActivated) {
-            controller->onActivated(std::get<RunningApplicationPtr>(result));
+            controller->onActivated(std::get<ApplicationPtr>(result));
         }
         if (hideWhenReady && controller->sessionIdentity_ == owner) {
             controller->dismiss();
@@ -307,7 +307,7 @@ void ApplicationSwitcherController::dismiss() {
     prepareUpcomingSession();
 }
 
-void ApplicationSwitcherController::removeCandidate(ProcessId id) {
+void ApplicationSwitcherController::removeCandidate(AppHandle id) {
     if (!session_ || !hasCandidate(*session_, id)) {
         return;
     }
@@ -329,10 +329,9 @@ void ApplicationSwitcherController::startSessionApplicationRefresh() {
             if (!controller || !controller->session_) {
                 return;
             }
-            std::unordered_set<ProcessId> running;
-            for (const auto& app : controller->workspace_.runningApplications()) {
-                if (app && !app->isTerminated() &&
-                    app->activationPolicy() == ActivationPolicy::regular) {
+            std::unordered_set<AppHandle> running;
+            for (const auto& app : controller->runningApps_.runningApplications()) {
+                if (app && !app->isTerminated() && app->taskbarPolicy() == TaskbarPolicy::regular) {
                     running.insert(app->processId());
                 }
             }
@@ -346,8 +345,8 @@ void ApplicationSwitcherController::startSessionApplicationRefresh() {
     sessionApplicationTimer_ = ScheduledTask(scheduler_, id);
 }
 
-std::pair<IconMap, std::vector<RunningApplicationPtr>>
-ApplicationSwitcherController::cachedIcons(const std::vector<RunningApplicationPtr>& apps) {
+std::pair<IconMap, std::vector<ApplicationPtr>>
+ApplicationSwitcherController::cachedIcons(const std::vector<ApplicationPtr>& apps) {
     std::vector<ApplicationIconIdentity> identities;
     identities.reserve(apps.size());
     for (const auto& app : apps) {
@@ -355,7 +354,7 @@ ApplicationSwitcherController::cachedIcons(const std::vector<RunningApplicationP
     }
     iconCache_.retain(identities);
     IconMap icons;
-    std::vector<RunningApplicationPtr> missing;
+    std::vector<ApplicationPtr> missing;
     for (std::size_t i = 0; i < apps.size(); ++i) {
         if (auto icon = iconCache_.cached(identities[i])) {
             icons.emplace(apps[i]->processId(), std::move(*icon));
@@ -366,7 +365,7 @@ ApplicationSwitcherController::cachedIcons(const std::vector<RunningApplicationP
     return {std::move(icons), std::move(missing)};
 }
 
-void ApplicationSwitcherController::fillMissingIcons(std::vector<RunningApplicationPtr> missing,
+void ApplicationSwitcherController::fillMissingIcons(std::vector<ApplicationPtr> missing,
                                                      IconMap icons, Identity session) {
     if (missing.empty()) {
         return;

@@ -8,9 +8,9 @@
 #include "core/SwitchSession.h"
 #include "platform/Identity.h"
 #include "platform/Lifetime.h"
+#include "platform/RunningApps.h"
 #include "platform/Scheduler.h"
 #include "platform/Subscription.h"
-#include "platform/Workspace.h"
 
 #include <functional>
 #include <optional>
@@ -38,16 +38,16 @@ public:
     static constexpr auto refreshTolerance = std::chrono::milliseconds(20);
     static constexpr int confirmationAttempts = 5;
 
-    ApplicationSwitcherController(ApplicationSwitcherPresenting& panel, Workspace& workspace,
+    ApplicationSwitcherController(SwitcherPanelInterface& panel, RunningApps& runningApps,
                                   WindowSystem& windows, Scheduler& scheduler,
                                   Options options = {});
     ~ApplicationSwitcherController();
     ApplicationSwitcherController(const ApplicationSwitcherController&) = delete;
     ApplicationSwitcherController& operator=(const ApplicationSwitcherController&) = delete;
 
-    // Starts following the workspace's activations, terminations and session changes. Once.
+    // Starts following the runningApps's activations, terminations and session changes. Once.
     void start();
-    // Dismisses and stops following the workspace.
+    // Dismisses and stops following the runningApps.
     void stop();
 
     // Applies a key action; true when it was used.
@@ -57,7 +57,7 @@ public:
     // Starts a session over prepared entries without touching the panel.
     void beginSession(std::vector<AppEntry> entries, bool backwards);
     // Selects the candidate and activates it at once (a click on the panel).
-    void select(ProcessId id);
+    void select(AppHandle id);
     // Closes the session and the panel.
     void dismiss();
 
@@ -69,33 +69,32 @@ public:
     std::function<void(const std::optional<SwitchSession>&)> onSessionChange;
     std::function<void()> onDismiss;
     std::function<void(ApplicationActivationFailure)> onFailure;
-    std::function<void(const RunningApplicationPtr&)> onActivated;
-    std::function<void(ProcessId)> onActivationRequest;
+    std::function<void(const ApplicationPtr&)> onActivated;
+    std::function<void(AppHandle)> onActivationRequest;
     // Replaces the activation coordinator when set.
-    std::function<void(ProcessId, ApplicationActivationCoordinator::Completion)> requestActivation;
+    std::function<void(AppHandle, ApplicationActivationCoordinator::Completion)> requestActivation;
 
 private:
     void setSession(std::optional<SwitchSession> session);
-    std::vector<RunningApplicationPtr> candidates();
+    std::vector<ApplicationPtr> candidates();
     // The candidates in the order a session lists them, the frontmost application counted
     // as the most recent.
-    std::vector<AppEntry> orderedEntries(const std::vector<RunningApplicationPtr>& apps,
+    std::vector<AppEntry> orderedEntries(const std::vector<ApplicationPtr>& apps,
                                          RecentApps& recent);
     // Soon, while no session is open: hands the panel the session a switch would open now,
     // so that opening it has nothing left to draw.
     void prepareUpcomingSession();
     void cancelActivation();
-    void activate(ProcessId id, bool hideWhenReady);
-    void removeCandidate(ProcessId id);
+    void activate(AppHandle id, bool hideWhenReady);
+    void removeCandidate(AppHandle id);
     void startSessionApplicationRefresh();
-    std::pair<IconMap, std::vector<RunningApplicationPtr>>
-    cachedIcons(const std::vector<RunningApplicationPtr>& apps);
-    void fillMissingIcons(std::vector<RunningApplicationPtr> missing, IconMap icons,
-                          Identity session);
+    std::pair<IconMap, std::vector<ApplicationPtr>>
+    cachedIcons(const std::vector<ApplicationPtr>& apps);
+    void fillMissingIcons(std::vector<ApplicationPtr> missing, IconMap icons, Identity session);
     Scheduler::Duration doubleClickInterval() const;
 
-    ApplicationSwitcherPresenting& panel_;
-    Workspace& workspace_;
+    SwitcherPanelInterface& panel_;
+    RunningApps& runningApps_;
     Scheduler& scheduler_;
     Options options_;
     std::optional<SwitchSession> session_;

@@ -55,7 +55,7 @@ void ApplicationWindowRestorer::cancel() {
     }
 }
 
-void ApplicationWindowRestorer::restoreIfNeeded(ProcessId application, Completion completion) {
+void ApplicationWindowRestorer::restoreIfNeeded(AppHandle application, Completion completion) {
     cancel();
     auto request = std::make_shared<Request>();
     request_ = request;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ProcessId.h"
+#include "platform/AppHandle.h"
 #include "platform/Scheduler.h"
 #include "platform/SerialQueue.h"
 #include "platform/WindowAccess.h"
@@ -41,7 +41,7 @@ public:
     ApplicationWindowRestorer& operator=(const ApplicationWindowRestorer&) = delete;
 
     // Cancels the request in flight and starts inspecting the application's windows.
-    void restoreIfNeeded(ProcessId application, Completion completion);
+    void restoreIfNeeded(AppHandle application, Completion completion);
     // The request in flight will never answer.
     void cancel();
 

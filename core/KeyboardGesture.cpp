@@ -22,7 +22,7 @@ KeyboardGesture::Decision KeyboardGesture::keyDown(const KeyDown& e) {
         return Decision{true, std::nullopt}; // repeat or second key-down of a taken key
     }
     if (e.code == keyCode(VirtualKey::tab)) {
-        if (e.otherModifier || (!e.command && !e.sessionOpen)) {
+        if (e.otherModifier || (!e.switchModifier && !e.sessionOpen)) {
             return pass;
         }
         if (e.repeated) {
@@ -47,9 +47,11 @@ bool KeyboardGesture::keyUp(KeyCode code) {
     return true;
 }
 
-std::optional<GestureAction> KeyboardGesture::flagsChanged(KeyCode code, bool command) const {
-    if ((code == keyCode(VirtualKey::leftCommand) || code == keyCode(VirtualKey::rightCommand)) &&
-        !command) {
+std::optional<GestureAction> KeyboardGesture::modifiersChanged(KeyCode code,
+                                                               bool switchModifier) const {
+    if ((code == keyCode(VirtualKey::leftSwitchModifier) ||
+         code == keyCode(VirtualKey::rightSwitchModifier)) &&
+        !switchModifier) {
         return GestureAction::release();
     }
     return std::nullopt;

@@ -34,9 +34,9 @@ public:
 
     struct KeyDown {
         KeyCode code = 0;
-        bool command = false;
+        bool switchModifier = false;
         bool shift = false;
-        bool otherModifier = false; // Option/Alt or Control
+        bool otherModifier = false; // the other of Super and Alt, or Control
         bool repeated = false;      // an auto-repeat
         bool sessionOpen = false;
         std::optional<char>
@@ -53,8 +53,8 @@ public:
     Decision keyDown(const KeyDown& event);
     // True (swallow) exactly when the key's key-down was taken; forgets the key.
     bool keyUp(KeyCode code);
-    // A modifier changed: the release of either Command key commits. Never swallowed.
-    std::optional<GestureAction> flagsChanged(KeyCode code, bool command) const;
+    // A modifier changed: the release of either switch-modifier key commits. Never swallowed.
+    std::optional<GestureAction> modifiersChanged(KeyCode code, bool switchModifier) const;
     // Forgets every taken key; their key-ups will pass.
     void reset() { consumed_.reset(); }
 

@@ -59,7 +59,7 @@ bool KeyboardTap::handle(const KeyEvent& event) {
             letter = shortcuts_[static_cast<std::size_t>(event.code)];
         }
         const auto decision =
-            gesture_.keyDown({event.code, event.command, event.shift, event.otherModifier,
+            gesture_.keyDown({event.code, event.switchModifier, event.shift, event.otherModifier,
                               event.repeated, sessionOpen_, letter});
         if (decision.action) {
             if (decision.action->kind == GestureAction::Kind::tab) {
@@ -71,8 +71,8 @@ bool KeyboardTap::handle(const KeyEvent& event) {
         }
         return decision.swallow;
     }
-    case KeyEvent::Type::flagsChanged:
-        if (const auto release = gesture_.flagsChanged(event.code, event.command)) {
+    case KeyEvent::Type::modifiersChanged:
+        if (const auto release = gesture_.modifiersChanged(event.code, event.switchModifier)) {
             setSessionOpen(false);
             deliver(*release);
         }

@@ -9,8 +9,8 @@ void PanelModel::setSession(SwitchSession session) {
     emit changed();
 }
 
-void PanelModel::setFailedID(std::optional<ProcessId> id) {
-    failedID_ = id;
+void PanelModel::setFailedId(std::optional<AppHandle> id) {
+    failedId_ = id;
     emit changed();
 }
 

@@ -11,7 +11,7 @@
 
 namespace hopla {
 
-using IconMap = std::map<ProcessId, QImage>;
+using IconMap = std::map<AppHandle, QImage>;
 
 // What the switcher panel draws, observed by its view: the session, the candidate whose
 // activation just failed, whether the selection must be scrolled into sight, and the icons.
@@ -22,32 +22,32 @@ public:
     PanelModel();
 
     const SwitchSession& session() const { return session_; }
-    std::optional<ProcessId> failedID() const { return failedID_; }
+    std::optional<AppHandle> failedId() const { return failedId_; }
     bool needsSelectionScrolling() const { return needsSelectionScrolling_; }
     const IconMap& icons() const { return icons_; }
 
     void setSession(SwitchSession session);
-    void setFailedID(std::optional<ProcessId> id);
+    void setFailedId(std::optional<AppHandle> id);
     void setNeedsSelectionScrolling(bool needed);
     void setIcons(IconMap icons);
 
     // Called by the view when a candidate is clicked; set by the controller.
-    std::function<void(ProcessId)> onSelect;
+    std::function<void(AppHandle)> onSelect;
 
 signals:
     void changed();
 
 private:
     SwitchSession session_{{}, false};
-    std::optional<ProcessId> failedID_;
+    std::optional<AppHandle> failedId_;
     bool needsSelectionScrolling_ = false;
     IconMap icons_;
 };
 
 // The switcher panel as the controller drives it.
-class ApplicationSwitcherPresenting {
+class SwitcherPanelInterface {
 public:
-    virtual ~ApplicationSwitcherPresenting() = default;
+    virtual ~SwitcherPanelInterface() = default;
 
     virtual PanelModel& model() = 0;
     // Shows the panel for a new session.

@@ -9,13 +9,13 @@
 
 namespace hopla {
 
-void RecentApps::activate(ProcessId id) {
+void RecentApps::activate(AppHandle id) {
     std::erase(ids_, id);
     ids_.insert(ids_.begin(), id);
 }
 
-void RecentApps::seed(const std::vector<ProcessId>& mostRecentFirst) {
-    for (const ProcessId id : mostRecentFirst) {
+void RecentApps::seed(const std::vector<AppHandle>& mostRecentFirst) {
+    for (const AppHandle id : mostRecentFirst) {
         if (std::find(ids_.begin(), ids_.end(), id) == ids_.end()) {
             ids_.push_back(id);
         }
@@ -24,7 +24,7 @@ void RecentApps::seed(const std::vector<ProcessId>& mostRecentFirst) {
 
 std::vector<AppEntry> RecentApps::ordered(std::vector<AppEntry> entries) const {
     constexpr auto unlisted = std::numeric_limits<std::int64_t>::max();
-    std::unordered_map<ProcessId, std::int64_t> position;
+    std::unordered_map<AppHandle, std::int64_t> position;
     position.reserve(ids_.size());
     for (std::size_t i = 0; i < ids_.size(); ++i) {
         position.emplace(ids_[i], static_cast<std::int64_t>(i)); // ids are unique

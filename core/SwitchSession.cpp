@@ -17,11 +17,11 @@ SwitchSession::SwitchSession(std::vector<AppEntry> apps, bool backwards)
     const std::size_t n = apps_.size();
     const std::size_t k = backwards ? n : std::min<std::size_t>(n, 2);
     if (k >= 1) {
-        selectedID_ = apps_[k - 1].id;
+        selectedId_ = apps_[k - 1].id;
     }
 }
 
-std::optional<std::size_t> SwitchSession::indexOf(ProcessId id) const {
+std::optional<std::size_t> SwitchSession::indexOf(AppHandle id) const {
     const auto it =
         std::find_if(apps_.begin(), apps_.end(), [id](const AppEntry& e) { return e.id == id; });
     if (it == apps_.end()) {
@@ -30,13 +30,13 @@ std::optional<std::size_t> SwitchSession::indexOf(ProcessId id) const {
     return static_cast<std::size_t>(it - apps_.begin());
 }
 
-void SwitchSession::selectionChanged(ProcessId id) {
-    selectedID_ = id;
+void SwitchSession::selectionChanged(AppHandle id) {
+    selectedId_ = id;
     needsCommit_ = true;
     lastLetter_.reset();
 }
 
-void SwitchSession::select(ProcessId id) {
+void SwitchSession::select(AppHandle id) {
     if (indexOf(id)) {
         selectionChanged(id);
     }
@@ -48,15 +48,15 @@ void SwitchSession::step(bool backwards) {
         return;
     }
     std::size_t next = backwards ? n - 1 : 1 % n;
-    if (const auto i = selectedID_ ? indexOf(*selectedID_) : std::nullopt) {
+    if (const auto i = selectedId_ ? indexOf(*selectedId_) : std::nullopt) {
         next = backwards ? (*i + n - 1) % n : (*i + 1) % n;
     }
     selectionChanged(apps_[next].id);
 }
 
-std::optional<ProcessId> SwitchSession::letter(char letter) {
+std::optional<AppHandle> SwitchSession::letter(char letter) {
     const char key = asciiUpper(letter);
-    std::vector<ProcessId> matches;
+    std::vector<AppHandle> matches;
     for (const AppEntry& entry : apps_) {
         if (entry.shortcut == key) {
             matches.push_back(entry.id);
@@ -65,14 +65,14 @@ std::optional<ProcessId> SwitchSession::letter(char letter) {
     if (matches.empty()) {
         return std::nullopt;
     }
-    ProcessId target = matches.front();
-    if (lastLetter_ == key && selectedID_) {
-        const auto j = std::find(matches.begin(), matches.end(), *selectedID_);
+    AppHandle target = matches.front();
+    if (lastLetter_ == key && selectedId_) {
+        const auto j = std::find(matches.begin(), matches.end(), *selectedId_);
         if (j != matches.end()) {
             target = matches[static_cast<std::size_t>(j - matches.begin() + 1) % matches.size()];
         }
     }
-    selectedID_ = target;
+    selectedId_ = target;
     needsCommit_ = true;
     lastLetter_ = key;
     return target;
@@ -104,26 +104,26 @@ QString SwitchSession::badge(const AppEntry& entry) const {
     return letter;
 }
 
-std::optional<ProcessId> SwitchSession::commitTarget() const {
-    return needsCommit_ ? selectedID_ : std::nullopt;
+std::optional<AppHandle> SwitchSession::commitTarget() const {
+    return needsCommit_ ? selectedId_ : std::nullopt;
 }
 
-void SwitchSession::activationSucceeded(ProcessId id) {
-    if (selectedID_ == id) {
+void SwitchSession::activationSucceeded(AppHandle id) {
+    if (selectedId_ == id) {
         needsCommit_ = false;
     }
 }
 
-void SwitchSession::remove(ProcessId id) {
+void SwitchSession::remove(AppHandle id) {
     const std::size_t removedAt = indexOf(id).value_or(0);
     std::erase_if(apps_, [id](const AppEntry& e) { return e.id == id; });
-    if (selectedID_ != id) {
+    if (selectedId_ != id) {
         return;
     }
     if (apps_.empty()) {
-        selectedID_.reset();
+        selectedId_.reset();
     } else {
-        selectedID_ = apps_[std::min(removedAt, apps_.size() - 1)].id;
+        selectedId_ = apps_[std::min(removedAt, apps_.size() - 1)].id;
     }
     needsCommit_ = true;
     lastLetter_.reset();

@@ -13,7 +13,7 @@ namespace hopla {
 // releasing the switch key must still activate the selection, and the letter typed last.
 // A value: the controller replaces it whole on every change so observers see each one.
 //
-// Invariant: selectedID, when present, is the id of an entry of apps; it is absent only
+// Invariant: selectedId, when present, is the id of an entry of apps; it is absent only
 // when apps is empty.
 class SwitchSession {
 public:
@@ -22,39 +22,39 @@ public:
     SwitchSession(std::vector<AppEntry> apps, bool backwards);
 
     const std::vector<AppEntry>& apps() const { return apps_; }
-    std::optional<ProcessId> selectedID() const { return selectedID_; }
+    std::optional<AppHandle> selectedId() const { return selectedId_; }
     bool needsCommit() const { return needsCommit_; }
     std::optional<char> lastLetter() const { return lastLetter_; }
 
     // Selects the candidate directly (a click); unknown identifiers change nothing.
-    void select(ProcessId id);
+    void select(AppHandle id);
     // Moves the selection by one, wrapping around.
     void step(bool backwards);
     // Selects by shortcut letter; the same letter again cycles through the candidates that
     // carry it. Returns the new selection, or nothing (and changes nothing) when no
     // candidate carries the letter.
-    std::optional<ProcessId> letter(char letter);
+    std::optional<AppHandle> letter(char letter);
     // How many candidates carry the letter.
     int matchCount(char letter) const;
     // What the tile of the entry shows: "—" without a shortcut, else the letter, followed
     // by " ×N" when it takes N presses of the letter to reach it.
     QString badge(const AppEntry& entry) const;
     // What releasing the switch key must activate.
-    std::optional<ProcessId> commitTarget() const;
+    std::optional<AppHandle> commitTarget() const;
     // The selection has come to the front; releasing the switch key activates nothing more.
-    void activationSucceeded(ProcessId id);
+    void activationSucceeded(AppHandle id);
     // Drops the candidate (its application quit); a removed selection moves to the entry
     // that followed it, or to the new last one.
-    void remove(ProcessId id);
+    void remove(AppHandle id);
 
     friend bool operator==(const SwitchSession&, const SwitchSession&) = default;
 
 private:
-    std::optional<std::size_t> indexOf(ProcessId id) const;
-    void selectionChanged(ProcessId id);
+    std::optional<std::size_t> indexOf(AppHandle id) const;
+    void selectionChanged(AppHandle id);
 
     std::vector<AppEntry> apps_;
-    std::optional<ProcessId> selectedID_;
+    std::optional<AppHandle> selectedId_;
     bool needsCommit_ = true;
     std::optional<char> lastLetter_;
 };

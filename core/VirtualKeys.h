@@ -15,14 +15,14 @@ enum class VirtualKey : std::uint16_t {
     tab = 48,
     space = 49,
     escape = 53,
-    rightCommand = 54,
-    leftCommand = 55,
+    rightSwitchModifier = 54,
+    leftSwitchModifier = 55,
     leftShift = 56,
     capsLock = 57,
-    leftOption = 58,
+    leftOtherModifier = 58,
     leftControl = 59,
     rightShift = 60,
-    rightOption = 61,
+    rightOtherModifier = 61,
     rightControl = 62,
 };
 
@@ -30,10 +30,11 @@ constexpr std::int64_t keyCode(VirtualKey key) {
     return static_cast<std::int64_t>(key);
 }
 
-// Command, Shift, CapsLock, Option and Control on either side: their changes are modifier
-// changes, never key presses.
+// The switch modifier, Shift, CapsLock, the other modifier and Control on either side: their
+// changes are modifier changes, never key presses.
 constexpr bool isModifierKey(std::int64_t code) {
-    return code >= keyCode(VirtualKey::rightCommand) && code <= keyCode(VirtualKey::rightControl);
+    return code >= keyCode(VirtualKey::rightSwitchModifier) &&
+           code <= keyCode(VirtualKey::rightControl);
 }
 
 // The letter each key of the main block (virtual key codes 0 to 50) types under the user's

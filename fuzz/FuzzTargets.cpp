@@ -2,12 +2,12 @@
 // Each feeds the raw bytes to one decoder of outside input and checks what must hold for
 // any input beyond not crashing: a decoded value encodes and decodes to itself, sizes stay
 // within what the input can carry.
-#include "app/CloudConfiguration.h"
+#include "app/SyncedSettings.h"
 #include "platform/x11/CompoundText.h"
 #include "platform/x11/WindowIcon.h"
-#include "updater/NativeUpdateConfiguration.h"
-#include "updater/NativeUpdateManifest.h"
 #include "updater/ReleaseNotes.h"
+#include "updater/UpdateConfiguration.h"
+#include "updater/UpdateManifest.h"
 
 #include <QDir>
 #include <QFile>
@@ -45,16 +45,16 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray input = bytes(data, size);
 #if defined(HOPLA_FUZZ_MANIFEST)
-    if (const auto manifest = hopla::NativeUpdateManifest::decode(input)) {
-        if (hopla::NativeUpdateManifest::decode(manifest->encode()) != manifest) {
+    if (const auto manifest = hopla::UpdateManifest::decode(input)) {
+        if (hopla::UpdateManifest::decode(manifest->encode()) != manifest) {
             broken("a decoded manifest does not survive encoding");
         }
     }
 #elif defined(HOPLA_FUZZ_CONFIGURATION)
-    const auto decoded = hopla::CloudConfiguration::decode(input);
-    if (const auto* configuration = std::get_if<hopla::CloudConfiguration>(&decoded)) {
-        const auto again = hopla::CloudConfiguration::decode(configuration->encoded());
-        if (!std::holds_alternative<hopla::CloudConfiguration>(again)) {
+    const auto decoded = hopla::SyncedSettings::decode(input);
+    if (const auto* configuration = std::get_if<hopla::SyncedSettings>(&decoded)) {
+        const auto again = hopla::SyncedSettings::decode(configuration->encoded());
+        if (!std::holds_alternative<hopla::SyncedSettings>(again)) {
             broken("a decoded configuration does not survive encoding");
         }
     }

@@ -7,14 +7,15 @@
 
 namespace hopla {
 
-// One keyboard event as the switcher sees it: virtual key code (ANSI positions, Super for
-// Command), the modifiers held, and whether it is an auto-repeat.
+// One keyboard event as the switcher sees it: virtual key code (ANSI positions; the keys of
+// the switch modifier, Super or Alt, at the positions of VirtualKey::leftSwitchModifier and
+// rightSwitchModifier), the modifiers held, and whether it is an auto-repeat.
 struct KeyEvent {
     // layoutChanged: the keyboard mapping changed; letters must be looked up afresh.
-    enum class Type { keyDown, keyUp, flagsChanged, layoutChanged };
+    enum class Type { keyDown, keyUp, modifiersChanged, layoutChanged };
     Type type = Type::keyDown;
     std::int64_t code = 0;
-    bool command = false;
+    bool switchModifier = false;
     bool shift = false;
     bool otherModifier = false; // Alt or Control
     bool repeated = false;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ProcessId.h"
+#include "platform/AppHandle.h"
 
 #include <cstdint>
 #include <memory>
@@ -38,7 +38,7 @@ public:
 class WindowSystem {
 public:
     virtual ~WindowSystem() = default;
-    virtual std::unique_ptr<ApplicationWindows> windowsOf(ProcessId application) = 0;
+    virtual std::unique_ptr<ApplicationWindows> windowsOf(AppHandle application) = 0;
 };
 
 } // namespace hopla

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "updater/NativeUpdateConfiguration.h"
+#include "updater/UpdateConfiguration.h"
 
 #include <QString>
 

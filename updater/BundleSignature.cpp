@@ -81,8 +81,8 @@ std::optional<QByteArray> bundleListing(const QString& bundlePath, QString* prob
     return listing;
 }
 
-bool verifyBundleSignatures(const QString& bundlePath,
-                            const NativeUpdateConfiguration& configuration, QString* problem) {
+bool verifyBundleSignatures(const QString& bundlePath, const UpdateConfiguration& configuration,
+                            QString* problem) {
     const auto onDisk = bundleListing(bundlePath, problem);
     if (!onDisk) {
         return false;
@@ -92,7 +92,7 @@ bool verifyBundleSignatures(const QString& bundlePath,
     if (!listed || *listed != *onDisk) {
         return refuse(problem, QStringLiteral("the files differ from the signed listing"));
     }
-    const QString naming = QStringLiteral("identifier=") + configuration.bundleIdentifier;
+    const QString naming = QStringLiteral("identifier=") + configuration.desktopId;
     const auto check = [&](const QString& keyText, const QString& file, const QString& who) {
         const auto key = MinisignPublicKey::parse(keyText);
         const auto signature = readSmall(signatures + file);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "updater/NativeUpdateConfiguration.h"
+#include "updater/UpdateConfiguration.h"
 
 #include <QByteArray>
 #include <QString>
@@ -21,10 +21,9 @@ namespace hopla {
 std::optional<QByteArray> bundleListing(const QString& bundlePath, QString* problem = nullptr);
 
 // Whether the folder is exactly what both keys signed: nothing added, missing or changed,
-// no link, both signatures valid and naming `configuration.bundleIdentifier`. On refusal,
+// no link, both signatures valid and naming `configuration.desktopId`. On refusal,
 // `problem` says why.
-bool verifyBundleSignatures(const QString& bundlePath,
-                            const NativeUpdateConfiguration& configuration,
+bool verifyBundleSignatures(const QString& bundlePath, const UpdateConfiguration& configuration,
                             QString* problem = nullptr);
 
 } // namespace hopla

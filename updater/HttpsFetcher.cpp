@@ -17,27 +17,37 @@ bool allowed(const QUrl& url, const FetchLimits& limits) {
 
 } // namespace
 
-HttpsFetcher::HttpsFetcher(QSslConfiguration tls)
-    : tls_(std::move(tls)) {
-    network_.setRedirectPolicy(QNetworkRequest::UserVerifiedRedirectPolicy);
+HttpsFetcher::HttpsFetcher(std::optional<QSslConfiguration> tls)
+    : tls_(std::move(tls)) {}
+
+QNetworkAccessManager& HttpsFetcher::network() {
+    if (!network_) {
+        network_ = std::make_unique<QNetworkAccessManager>();
+        network_->setRedirectPolicy(QNetworkRequest::UserVerifiedRedirectPolicy);
+        if (!tls_) {
+            tls_ = QSslConfiguration::defaultConfiguration();
+        }
+    }
+    return *network_;
 }
 
 void HttpsFetcher::get(const QUrl& url, const FetchLimits& limits,
                        std::function<void(FetchResult)> done) {
     if (!allowed(url, limits)) {
-        QTimer::singleShot(0, &network_, [done = std::move(done), url] {
+        QTimer::singleShot(0, [done = std::move(done), url] {
             done({std::nullopt,
                   QStringLiteral("%1 is not an allowed HTTPS address").arg(url.toDisplayString())});
         });
         return;
     }
+    QNetworkAccessManager& network = this->network();
     QNetworkRequest request(url);
-    request.setSslConfiguration(tls_);
+    request.setSslConfiguration(*tls_);
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
                          QNetworkRequest::AlwaysNetwork);
     request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
     request.setMaximumRedirectsAllowed(10);
-    QNetworkReply* reply = network_.get(request);
+    QNetworkReply* reply = network.get(request);
 
     // The first reason to stop wins; the reply's own error is used when there is none.
     auto refusal = std::make_shared<QString>();

@@ -5,6 +5,9 @@
 #include <QNetworkAccessManager>
 #include <QSslConfiguration>
 
+#include <memory>
+#include <optional>
+
 namespace hopla {
 
 // UpdateFetcher over Qt's network access: HTTPS only, certificates always verified
@@ -13,13 +16,17 @@ namespace hopla {
 // against what arrives, the whole and the silence each timed. No cache.
 class HttpsFetcher : public UpdateFetcher {
 public:
-    explicit HttpsFetcher(QSslConfiguration tls = QSslConfiguration::defaultConfiguration());
+    // Nothing of the network or TLS stack is loaded before the first get(): a build that never
+    // checks for updates never pays for it. Without `tls`, the system's authorities.
+    explicit HttpsFetcher(std::optional<QSslConfiguration> tls = std::nullopt);
     void get(const QUrl& url, const FetchLimits& limits,
              std::function<void(FetchResult)> done) override;
 
 private:
-    QNetworkAccessManager network_;
-    QSslConfiguration tls_;
+    QNetworkAccessManager& network();
+
+    std::unique_ptr<QNetworkAccessManager> network_;
+    std::optional<QSslConfiguration> tls_;
 };
 
 } // namespace hopla

@@ -36,6 +36,6 @@ std::unique_ptr<QTextDocument> releaseNotesDocument(const std::vector<ReleaseNot
 
 // Puts the rendered notes, scrollable (420 × 220), into an update prompt above its buttons.
 // Notes that are absent or only white space add nothing.
-void addNativeReleaseNotes(QMessageBox& prompt, const std::optional<QString>& markdown);
+void addReleaseNotes(QMessageBox& prompt, const std::optional<QString>& markdown);
 
 } // namespace hopla

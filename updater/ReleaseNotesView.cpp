@@ -7,7 +7,7 @@
 
 namespace hopla {
 
-void addNativeReleaseNotes(QMessageBox& prompt, const std::optional<QString>& markdown) {
+void addReleaseNotes(QMessageBox& prompt, const std::optional<QString>& markdown) {
     if (!markdown || markdown->trimmed().isEmpty()) {
         return;
     }

@@ -1,13 +1,13 @@
 #include "updater/Minisign.h"
-#include "updater/NativeUpdateConfiguration.h"
+#include "updater/UpdateConfiguration.h"
 
 // The values come from the build (see HOPLA_UPDATES in CMakeLists.txt); this file is
 // compiled for each program that carries its own.
 namespace hopla {
 
-NativeUpdateConfiguration NativeUpdateConfiguration::shipped() {
-    NativeUpdateConfiguration configuration;
-    configuration.bundleIdentifier = QStringLiteral(HOPLA_BUNDLE_ID);
+UpdateConfiguration UpdateConfiguration::shipped() {
+    UpdateConfiguration configuration;
+    configuration.desktopId = QStringLiteral(HOPLA_BUNDLE_ID);
     configuration.manifestURL = QUrl(QStringLiteral(HOPLA_UPDATE_MANIFEST_URL));
     for (const QString& host :
          QStringLiteral(HOPLA_UPDATE_HOSTS).split(QLatin1Char(','), Qt::SkipEmptyParts)) {

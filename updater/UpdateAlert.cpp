@@ -7,28 +7,28 @@
 
 namespace hopla {
 
-NativeUpdatePresenter modalUpdateAlert() {
-    return [](const NativeUpdatePrompt& prompt, NativeUpdateMessageStyle style,
-              std::function<void(bool)> chosen) {
-        QMessageBox box;
-        box.setWindowTitle(prompt.title);
-        box.setIcon(style == NativeUpdateMessageStyle::warning ? QMessageBox::Warning
-                                                               : QMessageBox::Information);
-        box.setText(prompt.title);
-        box.setInformativeText(prompt.detail);
-        QPushButton* primary = box.addButton(prompt.primary, QMessageBox::AcceptRole);
-        if (prompt.secondary) {
-            box.addButton(*prompt.secondary, QMessageBox::RejectRole);
-        }
-        box.setDefaultButton(primary);
-        addNativeReleaseNotes(box, prompt.releaseNotes); // last: the box re-lays itself out
-        box.setWindowFlag(Qt::WindowStaysOnTopHint);
-        box.show();
-        box.raise();
-        box.activateWindow();
-        box.exec();
-        chosen(box.clickedButton() == primary);
-    };
+UpdatePresenter modalUpdateAlert() {
+    return
+        [](const UpdatePrompt& prompt, UpdateMessageStyle style, std::function<void(bool)> chosen) {
+            QMessageBox box;
+            box.setWindowTitle(prompt.title);
+            box.setIcon(style == UpdateMessageStyle::warning ? QMessageBox::Warning
+                                                             : QMessageBox::Information);
+            box.setText(prompt.title);
+            box.setInformativeText(prompt.detail);
+            QPushButton* primary = box.addButton(prompt.primary, QMessageBox::AcceptRole);
+            if (prompt.secondary) {
+                box.addButton(*prompt.secondary, QMessageBox::RejectRole);
+            }
+            box.setDefaultButton(primary);
+            addReleaseNotes(box, prompt.releaseNotes); // last: the box re-lays itself out
+            box.setWindowFlag(Qt::WindowStaysOnTopHint);
+            box.show();
+            box.raise();
+            box.activateWindow();
+            box.exec();
+            chosen(box.clickedButton() == primary);
+        };
 }
 
 } // namespace hopla

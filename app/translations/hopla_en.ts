@@ -60,8 +60,8 @@
         <translation>Ready</translation>
     </message>
     <message>
-        <source>还差一步，开启辅助功能</source>
-        <translation>One more step: allow keyboard access</translation>
+        <source>还差一步：这个桌面还不能切换</source>
+        <translation>One more step: switching cannot work on this desktop yet</translation>
     </message>
     <message>
         <source>切换已暂停</source>
@@ -356,6 +356,22 @@
     <message>
         <source>还没有同步文件夹</source>
         <translation>No synced folder yet</translation>
+    </message>
+    <message>
+        <source>这是 Wayland 会话，而 Hopla 运行在 Xwayland 上（QT_QPA_PLATFORM=xcb）：它看不到合成器的按键和 Wayland 窗口。请去掉 QT_QPA_PLATFORM=xcb 后重新启动 Hopla。</source>
+        <translation>This is a Wayland session, but Hopla runs on Xwayland (QT_QPA_PLATFORM=xcb): it cannot see the compositor's keys or Wayland windows. Start Hopla again without QT_QPA_PLATFORM=xcb.</translation>
+    </message>
+    <message>
+        <source>Hopla 还不能在这个 Wayland 会话中切换应用。请登录 X11 会话使用 Hopla。</source>
+        <translation>Hopla cannot switch applications in this Wayland session yet. Log in to an X11 session to use Hopla.</translation>
+    </message>
+    <message>
+        <source>没有图形会话：DISPLAY 和 WAYLAND_DISPLAY 都未设置。</source>
+        <translation>No graphical session: neither DISPLAY nor WAYLAND_DISPLAY is set.</translation>
+    </message>
+    <message>
+        <source>Hopla 运行在“%1”平台上，而不是 X11。</source>
+        <translation>Hopla runs on the “%1” platform, not on X11.</translation>
     </message>
 </context>
 </TS>

@@ -41,8 +41,8 @@ SwitcherPanel::SwitcherPanel(QString accessibilityLabel, std::function<QColor()>
         view_->setImageSink(
             [this](const QImage& image) { environment_.windowImage(*view_, image); });
     }
-    if (environment_.workspace) {
-        spaceObserver_ = environment_.workspace->observe(
+    if (environment_.runningApps) {
+        spaceObserver_ = environment_.runningApps->observe(
             {.activated = nullptr,
              .terminated = nullptr,
              .sessionResignedActive = nullptr,
@@ -113,8 +113,8 @@ void SwitcherPanel::load(const SwitchSession& session, const IconMap& icons) {
     if (!sameIcons(model_.icons(), icons)) {
         model_.setIcons(icons);
     }
-    if (model_.failedID()) {
-        model_.setFailedID(std::nullopt);
+    if (model_.failedId()) {
+        model_.setFailedId(std::nullopt);
     }
     if (!loaded_ || !(model_.session() == session)) {
         model_.setSession(session);

@@ -4,9 +4,9 @@
 #include "core/PanelModel.h"
 #include "core/panel/SwitcherView.h"
 #include "platform/Lifetime.h"
+#include "platform/RunningApps.h"
 #include "platform/Scheduler.h"
 #include "platform/Subscription.h"
-#include "platform/Workspace.h"
 
 #include <QWidget>
 
@@ -19,7 +19,7 @@ namespace hopla {
 struct SwitcherPanelEnvironment {
     Scheduler* scheduler = nullptr;
     // Told when the user moves to another desktop; may be absent.
-    Workspace* workspace = nullptr;
+    RunningApps* runningApps = nullptr;
     // Whether a compositor blends translucent windows; without one, the panel is opaque
     // with a rounded shape instead (translucent pixels would show black).
     std::function<bool()> compositing;
@@ -37,7 +37,7 @@ struct SwitcherPanelEnvironment {
 // The floating window the switcher draws in: frameless, above everything, never focused
 // and never activating Hopla, yet clickable. Shown on the screen under the pointer.
 // Main thread only.
-class SwitcherPanel final : public ApplicationSwitcherPresenting {
+class SwitcherPanel final : public SwitcherPanelInterface {
 public:
     // How long after showing the panel checks that it is really on screen, and how often.
     static constexpr auto verifyDelay = std::chrono::milliseconds(120);

@@ -151,7 +151,7 @@ QRect SwitcherView::badgeRect(int index) const {
 bool SwitcherView::isTileSelected(int index) const {
     const auto& apps = model_.session().apps();
     return index >= 0 && index < static_cast<int>(apps.size()) &&
-           model_.session().selectedID() == apps[static_cast<std::size_t>(index)].id;
+           model_.session().selectedId() == apps[static_cast<std::size_t>(index)].id;
 }
 
 QString SwitcherView::tileLabel(int index) const {
@@ -160,14 +160,14 @@ QString SwitcherView::tileLabel(int index) const {
         return {};
     }
     const AppEntry& entry = apps[static_cast<std::size_t>(index)];
-    const bool selected = model_.session().selectedID() == entry.id;
+    const bool selected = model_.session().selectedId() == entry.id;
     return localize_(QStringLiteral("%1，%2%3"))
         .arg(entry.name, model_.session().badge(entry),
              selected ? localize_(QStringLiteral("，已选中")) : QString());
 }
 
 void SwitcherView::modelChanged() {
-    const auto selection = model_.session().selectedID();
+    const auto selection = model_.session().selectedId();
     if (selection != lastSelection_) {
         lastSelection_ = selection;
         scrollSelectionIntoSight();
@@ -192,7 +192,7 @@ void SwitcherView::resizeEvent(QResizeEvent* event) {
 
 void SwitcherView::scrollSelectionIntoSight() {
     const auto& apps = model_.session().apps();
-    const auto selection = model_.session().selectedID();
+    const auto selection = model_.session().selectedId();
     if (!model_.needsSelectionScrolling() || !selection) {
         return; // when everything fits, selection changes never scroll
     }
@@ -329,7 +329,7 @@ QColor SwitcherView::accentColour() const {
 
 void SwitcherView::paintTile(QPainter& painter, const AppEntry& entry, int index) {
     const QRect tile = tileRect(index);
-    const bool selected = model_.session().selectedID() == entry.id;
+    const bool selected = model_.session().selectedId() == entry.id;
     const QColor accent = accentColour();
     if (selected) {
         drawInBands(painter, tile.topLeft(),
@@ -366,7 +366,7 @@ void SwitcherView::paintTile(QPainter& painter, const AppEntry& entry, int index
     painter.drawText(nameRect, Qt::AlignHCenter | Qt::AlignTop,
                      nameMetrics.elidedText(entry.name, Qt::ElideMiddle, nameWidth));
 
-    if (model_.failedID() == entry.id) {
+    if (model_.failedId() == entry.id) {
         const QRect mark = failureMarkRect(index);
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(255, 149, 0));
@@ -400,7 +400,7 @@ bool SwitcherView::event(QEvent* event) {
         const auto* help = static_cast<QHelpEvent*>(event);
         const auto& apps = model_.session().apps();
         for (int i = 0; i < static_cast<int>(apps.size()); ++i) {
-            if (model_.failedID() == apps[static_cast<std::size_t>(i)].id &&
+            if (model_.failedId() == apps[static_cast<std::size_t>(i)].id &&
                 failureMarkRect(i).contains(help->pos())) {
                 QToolTip::showText(help->globalPos(),
                                    localize_(QStringLiteral("暂时无法切换，请重试")), this);

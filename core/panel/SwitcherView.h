@@ -109,7 +109,7 @@ private:
     bool imageCurrent_ = false; // whether it still shows the model
     QColor imageAccent_;        // the accent it was drawn in
 
-    std::optional<ProcessId> lastSelection_;
+    std::optional<AppHandle> lastSelection_;
 };
 
 } // namespace hopla

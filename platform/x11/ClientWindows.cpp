@@ -120,7 +120,7 @@ std::optional<ClientWindow> collect(XConnection& x, xcb_window_t w, Requests& r)
     ClientWindow c;
     c.id = w;
     if (!pid.empty() && pid[0] > 0 && pid[0] < 0x80000000u) {
-        c.pid = static_cast<ProcessId>(pid[0]);
+        c.pid = static_cast<Pid>(pid[0]);
     }
     if (wmClass && wmClass->format == 8) {
         // Two NUL-terminated strings: instance, then class.
@@ -196,7 +196,7 @@ void fillPidsFromResources(XConnection& x, std::vector<ClientWindow>& windows) {
                 xcb_res_client_id_value_value_length(it.data) >= 1) {
                 const std::uint32_t pid = *xcb_res_client_id_value_value(it.data);
                 if (pid > 0 && pid < 0x80000000u) {
-                    windows[index].pid = static_cast<ProcessId>(pid);
+                    windows[index].pid = static_cast<Pid>(pid);
                 }
                 break;
             }

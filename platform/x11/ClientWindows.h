@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/ProcessId.h"
 #include "platform/WindowAccess.h"
 #include "platform/x11/XTypes.h"
 
@@ -16,8 +15,8 @@ class XConnection;
 // What Hopla needs to know about one managed top-level window.
 struct ClientWindow {
     WindowId id = noWindow;
-    std::optional<ProcessId> pid; // _NET_WM_PID, else the X-Resource client's pid
-    QString instance;             // WM_CLASS
+    std::optional<Pid> pid; // _NET_WM_PID, else the X-Resource client's pid
+    QString instance;       // WM_CLASS
     QString className;
     QString title; // _NET_WM_NAME, else WM_NAME (COMPOUND_TEXT decoded)
     WindowRole role = WindowRole::normal;

@@ -31,12 +31,12 @@ std::optional<long long> bootTime() {
 
 } // namespace
 
-std::optional<QString> executablePath(ProcessId pid) {
+std::optional<QString> executablePath(Pid pid) {
     const QString target = QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).symLinkTarget();
     return target.isEmpty() ? std::nullopt : std::optional(target);
 }
 
-std::optional<WallClockTime> processStartTime(ProcessId pid) {
+std::optional<WallClockTime> processStartTime(Pid pid) {
     QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
     if (!file.open(QIODevice::ReadOnly)) {
         return std::nullopt;
@@ -65,7 +65,7 @@ std::optional<WallClockTime> processStartTime(ProcessId pid) {
     return WallClockTime(seconds(*boot)) + sinceBoot;
 }
 
-bool processExists(ProcessId pid) {
+bool processExists(Pid pid) {
     return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/ProcessId.h"
-#include "platform/Workspace.h"
+#include "platform/RunningApps.h"
+#include "platform/x11/XTypes.h"
 
 #include <QString>
 
@@ -11,8 +11,8 @@ namespace hopla::x11 {
 
 // Facts about a local process, read from /proc. Nothing when the process is gone or the
 // fact cannot be read (another user's process).
-std::optional<QString> executablePath(ProcessId pid);
-std::optional<WallClockTime> processStartTime(ProcessId pid);
-bool processExists(ProcessId pid);
+std::optional<QString> executablePath(Pid pid);
+std::optional<WallClockTime> processStartTime(Pid pid);
+bool processExists(Pid pid);
 
 } // namespace hopla::x11

@@ -23,9 +23,9 @@ namespace hopla::x11 {
 namespace {
 
 constexpr std::uint8_t evdevOffset = 8;
-constexpr std::int64_t leftCommand = keyCode(VirtualKey::leftCommand);
-constexpr std::int64_t rightCommand = keyCode(VirtualKey::rightCommand);
-constexpr std::int64_t leftOption = keyCode(VirtualKey::leftOption);
+constexpr std::int64_t leftSwitchModifier = keyCode(VirtualKey::leftSwitchModifier);
+constexpr std::int64_t rightSwitchModifier = keyCode(VirtualKey::rightSwitchModifier);
+constexpr std::int64_t leftOtherModifier = keyCode(VirtualKey::leftOtherModifier);
 
 const char* modifierName(SwitchModifier m) {
     return m == SwitchModifier::alt ? "Alt" : "Super";
@@ -328,19 +328,19 @@ void X11KeyEventSource::handleEvent(const void* raw) {
         return;
     }
     if (hopla::isModifierKey(*code)) {
-        // The switcher knows one switch modifier, in Command's place: the chosen one's keys
-        // speak as Command, and Super, when Alt is chosen, as Option.
+        // The switcher knows one switch modifier: the chosen one's keys speak as the switch
+        // modifier's positions, and Super, when Alt is chosen, as the other modifier.
         bool held = false;
         for (const xcb_keycode_t switchKey : keyboard_->keysOf(active_)) {
             held |= down_.test(switchKey);
         }
         std::int64_t as = *code;
         if (isSwitchKey(key->detail)) {
-            as = leftCommand;
-        } else if (as == leftCommand || as == rightCommand) {
-            as = leftOption;
+            as = leftSwitchModifier;
+        } else if (as == leftSwitchModifier || as == rightSwitchModifier) {
+            as = leftOtherModifier;
         }
-        handler_({KeyEvent::Type::flagsChanged, as, held, false, false, false});
+        handler_({KeyEvent::Type::modifiersChanged, as, held, false, false, false});
         return; // the server tracks modifier state itself: nothing to hand on
     }
     if (tabAwaited_ && contains(keyboard_->tabKeys, key->detail)) {
@@ -416,7 +416,8 @@ void X11KeyEventSource::takeKeyboard() {
         down_.set(static_cast<std::size_t>(code), (keys->keys[code / 8] >> (code % 8)) & 1);
     }
     if (!superHeld) {
-        handler_({KeyEvent::Type::flagsChanged, leftCommand, false, false, false, false});
+        handler_(
+            {KeyEvent::Type::modifiersChanged, leftSwitchModifier, false, false, false, false});
     }
 }
 

@@ -33,7 +33,7 @@ std::unique_ptr<X11WindowSystem> X11WindowSystem::open(std::string* error) {
 // One application's windows, topmost first.
 class X11ApplicationWindows final : public ApplicationWindows {
 public:
-    X11ApplicationWindows(X11WindowSystem& system, ProcessId application)
+    X11ApplicationWindows(X11WindowSystem& system, AppHandle application)
         : system_(system)
         , app_(application) {}
 
@@ -125,10 +125,10 @@ private:
     }
 
     X11WindowSystem& system_;
-    ProcessId app_;
+    AppHandle app_;
 };
 
-std::unique_ptr<ApplicationWindows> X11WindowSystem::windowsOf(ProcessId application) {
+std::unique_ptr<ApplicationWindows> X11WindowSystem::windowsOf(AppHandle application) {
     return std::make_unique<X11ApplicationWindows>(*this, application);
 }
 

@@ -24,7 +24,7 @@ public:
 
     ~X11WindowSystem() override;
 
-    std::unique_ptr<ApplicationWindows> windowsOf(ProcessId application) override;
+    std::unique_ptr<ApplicationWindows> windowsOf(AppHandle application) override;
 
 private:
     friend class X11ApplicationWindows;

@@ -35,10 +35,10 @@ QString XdgAutostart::entryPath() const {
            QStringLiteral("/autostart/") + id_ + QStringLiteral(".desktop");
 }
 
-LoginItemStatus XdgAutostart::status() const {
+AutostartStatus XdgAutostart::status() const {
     QFile entry(entryPath());
     if (!entry.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        return LoginItemStatus::notRegistered;
+        return AutostartStatus::notRegistered;
     }
     bool inEntry = false;
     while (!entry.atEnd()) {
@@ -55,10 +55,10 @@ LoginItemStatus XdgAutostart::status() const {
         if ((key == QLatin1String("Hidden") && value == QLatin1String("true")) ||
             (key == QLatin1String("X-GNOME-Autostart-enabled") &&
              value == QLatin1String("false"))) {
-            return LoginItemStatus::notRegistered;
+            return AutostartStatus::notRegistered;
         }
     }
-    return LoginItemStatus::enabled;
+    return AutostartStatus::enabled;
 }
 
 std::optional<QString> XdgAutostart::setEnabled(bool enabled) {

@@ -8,9 +8,9 @@
 namespace hopla::virtual_keys {
 
 // The switcher speaks the virtual key codes of the ANSI key positions (0 is the key labelled
-// A on a US keyboard, 48 Tab, 53 Escape, 55 the left Command key). This table maps each of
+// A on a US keyboard, 48 Tab, 53 Escape, 55 the left Super key). This table maps each of
 // them to the Linux evdev code of the key in the same physical position; an X keycode is
-// the evdev code plus 8. The Super keys stand where the Command keys stand.
+// the evdev code plus 8.
 inline constexpr std::array<std::pair<std::uint16_t, std::uint16_t>, 103> positions{{
     {0, 30},    {1, 31},    {2, 32},    {3, 33},    {4, 35},    {5, 34},    {6, 44},    {7, 45},
     {8, 46},    {9, 47},    {10, 86},   {11, 48},   {12, 16},   {13, 17},   {14, 18},   {15, 19},

@@ -1,7 +1,7 @@
 #include "app/Preferences.h"
 #include "platform/xdg/XdgAutostart.h"
 #include "tests/support/Files.h"
-#include "tests/support/ScriptedLoginItem.h"
+#include "tests/support/ScriptedAutostart.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,30 +15,42 @@
 namespace {
 
 using hopla::AppAppearance;
-using hopla::LoginItemStatus;
-using hopla::testing::ScriptedLoginItem;
+using hopla::AutostartStatus;
+using hopla::testing::ScriptedAutostart;
 
 struct PreferencesTest : ::testing::Test {
     QTemporaryDir dir;
     QSettings settings{dir.filePath("hopla.ini"), QSettings::IniFormat};
-    ScriptedLoginItem login;
+    ScriptedAutostart login;
 };
 
 TEST_F(PreferencesTest, FreshDefaultsAndBadStoredValuesReadAsTheDefaults) {
     hopla::Preferences fresh(settings, login);
     EXPECT_TRUE(fresh.enabled());
-    EXPECT_TRUE(fresh.showsMenuBarIcon());
+    EXPECT_TRUE(fresh.showsTrayIcon());
     EXPECT_EQ(fresh.appearance(), AppAppearance::system);
-    EXPECT_FALSE(fresh.iCloudSyncEnabled());
+    EXPECT_FALSE(fresh.folderSyncEnabled());
     EXPECT_EQ(fresh.syncStatus, QString::fromUtf8("仅保存在本机"));
 
     settings.setValue("appearance", "Dark");
     settings.setValue("switchingEnabled", "perhaps");
-    settings.setValue("showsMenuBarIcon", false);
+    settings.setValue("showsTrayIcon", false);
     hopla::Preferences odd(settings, login);
     EXPECT_EQ(odd.appearance(), AppAppearance::system);
     EXPECT_TRUE(odd.enabled());
-    EXPECT_FALSE(odd.showsMenuBarIcon());
+    EXPECT_FALSE(odd.showsTrayIcon());
+}
+
+TEST_F(PreferencesTest, SettingsStoredUnderEarlierNamesMoveOnceAndNewerValuesWin) {
+    settings.setValue("showsMenuBarIcon", false);
+    settings.setValue("iCloudSyncEnabled", true);
+    settings.setValue("folderSyncEnabled", false); // written by this version: it stays
+    settings.setValue("NativeUpdater.hopla.prompt.58", 12.5);
+    hopla::moveRenamedSettings(settings);
+    EXPECT_EQ(settings.value("showsTrayIcon"), false);
+    EXPECT_EQ(settings.value("folderSyncEnabled"), false);
+    EXPECT_EQ(settings.value("updater.hopla.prompt.58"), 12.5);
+    EXPECT_EQ(settings.allKeys().size(), 3) << settings.allKeys().join(' ').toStdString();
 }
 
 TEST_F(PreferencesTest, EveryAssignmentIsWrittenAndAnnouncedEvenOfTheSameValue) {
@@ -60,18 +72,17 @@ TEST_F(PreferencesTest, EveryAssignmentIsWrittenAndAnnouncedEvenOfTheSameValue) 
     EXPECT_EQ(hopla::Preferences(reread, login).appearance(), AppAppearance::dark);
 }
 
-TEST_F(PreferencesTest, LoginItemStateAndRefusalsAreReported) {
+TEST_F(PreferencesTest, AutostartStateAndRefusalsAreReported) {
     hopla::Preferences preferences(settings, login);
     int changes = 0;
     QObject::connect(&preferences, &hopla::Preferences::changed, [&] { ++changes; });
-    login.current = LoginItemStatus::requiresApproval;
+    login.current = AutostartStatus::enabled;
     preferences.refreshLoginStatus();
     EXPECT_TRUE(preferences.loginEnabled());
-    EXPECT_TRUE(preferences.loginNeedsApproval());
     preferences.refreshLoginStatus();
     EXPECT_EQ(changes, 1) << "re-reading an unchanged state is not news";
 
-    login.current = LoginItemStatus::notRegistered;
+    login.current = AutostartStatus::notRegistered;
     login.refusal = "read-only configuration folder";
     preferences.setLoginEnabled(true);
     ASSERT_TRUE(preferences.loginError());
@@ -92,9 +103,9 @@ struct AutostartTest : ::testing::Test {
 TEST_F(AutostartTest, TheEntryRoundTripsDesktopsOptOutsAreHonouredAndRefusalsSayWhy) {
     hopla::XdgAutostart autostart("io.hopla.Hopla", "Hopla",
                                   {"/opt/my apps/hopla", "--login-item"});
-    EXPECT_EQ(autostart.status(), LoginItemStatus::notRegistered);
+    EXPECT_EQ(autostart.status(), AutostartStatus::notRegistered);
     ASSERT_EQ(autostart.setEnabled(true), std::nullopt);
-    EXPECT_EQ(autostart.status(), LoginItemStatus::enabled);
+    EXPECT_EQ(autostart.status(), AutostartStatus::enabled);
     const QString text = QString::fromUtf8(hopla::testing::readAll(autostart.entryPath()));
     EXPECT_TRUE(text.contains("Exec=\"/opt/my apps/hopla\" --login-item")) << text.toStdString();
 
@@ -102,7 +113,7 @@ TEST_F(AutostartTest, TheEntryRoundTripsDesktopsOptOutsAreHonouredAndRefusalsSay
         ASSERT_TRUE(hopla::testing::write(
             autostart.entryPath(),
             QByteArray("[Desktop Entry]\nType=Application\nExec=hopla\n") + optOut + "\n"));
-        EXPECT_EQ(autostart.status(), LoginItemStatus::notRegistered) << optOut;
+        EXPECT_EQ(autostart.status(), AutostartStatus::notRegistered) << optOut;
     }
     ASSERT_EQ(autostart.setEnabled(false), std::nullopt);
     EXPECT_FALSE(QFile::exists(autostart.entryPath()));

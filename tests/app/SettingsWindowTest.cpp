@@ -3,7 +3,7 @@
 #include "app/SettingsWindow.h"
 #include "app/HoplaIcons.h"
 #include "app/SettingsWidgets.h"
-#include "tests/support/ScriptedLoginItem.h"
+#include "tests/support/ScriptedAutostart.h"
 #include "tests/support/UpdaterHost.h"
 #include "updater/UpdaterText.h"
 
@@ -17,16 +17,16 @@ namespace {
 using hopla::AppAppearance;
 
 struct SettingsTest : ::testing::Test, hopla::testing::UpdaterHost {
-    hopla::testing::ScriptedLoginItem login;
+    hopla::testing::ScriptedAutostart login;
     hopla::Preferences preferences{settings, login};
-    std::unique_ptr<hopla::NativeAppAppearance> appearance = hopla::HoplaAppearance::make(settings);
-    std::unique_ptr<hopla::NativeUpdater> updates = updater();
+    std::unique_ptr<hopla::AccentAppearance> appearance = hopla::HoplaAppearance::make(settings);
+    std::unique_ptr<hopla::SelfUpdater> updates = updater();
     int permissionRequests = 0;
     hopla::SettingsWindow window{
         preferences, *appearance, *updates, {[this] { ++permissionRequests; }, {}, {}}};
 
-    void status(bool trusted, bool listening) {
-        preferences.trusted = trusted;
+    void status(bool ready, bool listening) {
+        preferences.displayReady = ready;
         preferences.listening = listening;
         preferences.announce();
     }
@@ -37,7 +37,7 @@ TEST_F(SettingsTest, ThePermissionCardSaysWhatStandsBetweenTheUserAndSwitching) 
     const hopla::SettingsView& view = *window.view();
 
     status(false, false);
-    EXPECT_EQ(view.permissionTitle(), QStringLiteral("还差一步，开启辅助功能"));
+    EXPECT_EQ(view.permissionTitle(), QStringLiteral("还差一步：这个桌面还不能切换"));
     EXPECT_EQ(view.permissionSubtitle(), QStringLiteral("授权后即可接管快捷键，不记录文字输入。"));
     EXPECT_TRUE(view.permissionButton()->isVisible());
     view.permissionButton()->click();
@@ -76,8 +76,8 @@ TEST_F(SettingsTest, ControlsChangeThePreferencesAndFollowChangesMadeElsewhere) 
     view.appearanceButton(AppAppearance::dark)->click();
     EXPECT_EQ(preferences.appearance(), AppAppearance::dark);
 
-    preferences.setShowsMenuBarIcon(false); // as from the tray or a synced file
-    EXPECT_FALSE(view.menuBarSwitch()->isChecked());
+    preferences.setShowsTrayIcon(false); // as from the tray or a synced file
+    EXPECT_FALSE(view.traySwitch()->isChecked());
     preferences.setAppearance(AppAppearance::light);
     EXPECT_TRUE(view.appearanceButton(AppAppearance::light)->isChecked());
 

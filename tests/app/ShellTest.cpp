@@ -4,7 +4,7 @@
 #include "app/Preferences.h"
 #include "app/StatusMenu.h"
 #include "app/Translations.h"
-#include "appearance/NativeIconRecoloring.h"
+#include "appearance/IconRecoloring.h"
 
 #include <QApplication>
 #include <QLocale>
@@ -26,7 +26,7 @@ TEST(LaunchOptions, SwitchesMatchWholeArgumentsAndPathsNeedAFollowingArgument) {
 
     const auto plain = hopla::LaunchOptions::parse({"hopla", "--previews", "--login-item"});
     EXPECT_FALSE(plain.preview);
-    EXPECT_TRUE(plain.loginItem);
+    EXPECT_TRUE(plain.autostart);
     EXPECT_FALSE(plain.bypassesSingleInstance());
     EXPECT_TRUE(
         hopla::LaunchOptions::parse({"hopla", "--verify-app-shortcuts"}).bypassesSingleInstance());
@@ -57,8 +57,8 @@ TEST(HoplaIcon, TheBaseIconIsBlueAndEachPaletteRecoloursIt) {
     QTemporaryDir dir;
     QSettings settings(dir.filePath("hopla.ini"), QSettings::IniFormat);
     const auto appearance = hopla::HoplaAppearance::make(settings);
-    const QImage forest = appearance->icon(hopla::NativeAccentPalette::forest);
-    const double forestHue = hopla::color(hopla::NativeAccentPalette::forest).hsvHueF();
+    const QImage forest = appearance->icon(hopla::AccentPalette::forest);
+    const double forestHue = hopla::color(hopla::AccentPalette::forest).hsvHueF();
     EXPECT_NEAR(forest.pixelColor(140, 470).hsvHueF(), forestHue, 0.05);
     EXPECT_EQ(forest.pixelColor(256, 330), QColor(Qt::white)) << "white stays white";
 }

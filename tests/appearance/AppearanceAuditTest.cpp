@@ -1,9 +1,9 @@
 // The appearance audit's own checks, over plain widgets: a window that keeps its colours
 // fails the phase that should have changed them; a run that cannot restore the desktop's
 // colours fails after capturing every phase.
-#include "appearance/NativeAppearanceAudit.h"
-#include "appearance/NativeMenu.h"
-#include "appearance/NativeMenuStyle.h"
+#include "appearance/AppearanceAudit.h"
+#include "appearance/DrawnMenu.h"
+#include "appearance/MenuStyle.h"
 #include "tests/support/Files.h"
 
 #include <QApplication>
@@ -19,7 +19,7 @@
 
 namespace {
 
-namespace audit = hopla::NativeAppearanceAudit;
+namespace audit = hopla::AppearanceAudit;
 
 struct AppearanceAudit : ::testing::Test {
     QSystemTrayIcon tray;
@@ -37,11 +37,11 @@ struct AppearanceAudit : ::testing::Test {
 
     AppearanceAudit() {
         menu.addAction(QStringLiteral("打开 Hopla"));
-        hopla::NativeStatusMenu::attach(tray, menu);
+        hopla::TrayMenu::attach(tray, menu);
         window.resize(240, 120);
     }
     ~AppearanceAudit() override {
-        hopla::NativeStatusMenu::detach(tray);
+        hopla::TrayMenu::detach(tray);
         QApplication::setPalette(original);
     }
     audit::Result run() {
@@ -83,7 +83,7 @@ TEST_F(AppearanceAudit, ColoursNotGivenBackToTheDesktopFailAfterEveryPhase) {
     const audit::Result result = run();
     EXPECT_EQ(result.error, "System appearance was not restored");
     EXPECT_EQ(result.captures.size(), 6u);
-    EXPECT_FALSE(hopla::NativeMenu::shared().isOpen()) << "Escape closed the menu each time";
+    EXPECT_FALSE(hopla::DrawnMenu::shared().isOpen()) << "Escape closed the menu each time";
     const QImage light(evidence.filePath("plain-light.png"));
     const QImage dark(evidence.filePath("plain-dark.png"));
     EXPECT_GT(light.pixelColor(5, 5).lightness(), 128);

@@ -1,5 +1,5 @@
-#include "appearance/NativeAppAppearance.h"
-#include "appearance/NativeIconRecoloring.h"
+#include "appearance/AccentAppearance.h"
+#include "appearance/IconRecoloring.h"
 
 #include <QTemporaryDir>
 
@@ -7,17 +7,17 @@
 
 namespace {
 
-using hopla::NativeAccentPalette;
+using hopla::AccentPalette;
 
 struct AppearanceStore : ::testing::Test {
     QTemporaryDir dir;
     QSettings settings{dir.filePath("hopla.ini"), QSettings::IniFormat};
     int builds = 0;
     std::vector<QImage> shown;
-    std::unique_ptr<hopla::NativeAppAppearance> make() {
-        return std::make_unique<hopla::NativeAppAppearance>(
-            NativeAccentPalette::ocean, hopla::accentPaletteDefaultsKey, settings,
-            [this](NativeAccentPalette p) {
+    std::unique_ptr<hopla::AccentAppearance> make() {
+        return std::make_unique<hopla::AccentAppearance>(
+            AccentPalette::ocean, hopla::accentPaletteDefaultsKey, settings,
+            [this](AccentPalette p) {
                 ++builds;
                 QImage image(2, 2, QImage::Format_ARGB32);
                 image.fill(hopla::color(p));
@@ -32,24 +32,24 @@ TEST_F(AppearanceStore, BadStoredValuesFallBackAndSelectingTheSamePaletteChanges
         EXPECT_EQ(hopla::accentPaletteFromRaw(hopla::rawValue(palette)), palette);
     }
     settings.setValue(hopla::accentPaletteDefaultsKey, "Forest"); // names are case-sensitive
-    EXPECT_EQ(make()->selection(), NativeAccentPalette::ocean);
+    EXPECT_EQ(make()->selection(), AccentPalette::ocean);
     settings.setValue(hopla::accentPaletteDefaultsKey, 42);
-    EXPECT_EQ(make()->selection(), NativeAccentPalette::ocean);
+    EXPECT_EQ(make()->selection(), AccentPalette::ocean);
     settings.remove(hopla::accentPaletteDefaultsKey);
 
     auto appearance = make();
-    appearance->select(NativeAccentPalette::ocean);
+    appearance->select(AccentPalette::ocean);
     EXPECT_FALSE(settings.contains(hopla::accentPaletteDefaultsKey));
     EXPECT_TRUE(shown.empty());
 
-    appearance->select(NativeAccentPalette::forest);
+    appearance->select(AccentPalette::forest);
     EXPECT_EQ(settings.value(hopla::accentPaletteDefaultsKey).toString(), "forest");
     ASSERT_EQ(shown.size(), 1u);
-    EXPECT_EQ(shown.back().pixelColor(0, 0).rgb(), hopla::color(NativeAccentPalette::forest).rgb());
-    appearance->select(NativeAccentPalette::ocean);
-    appearance->select(NativeAccentPalette::forest); // from the cache: built once per palette
+    EXPECT_EQ(shown.back().pixelColor(0, 0).rgb(), hopla::color(AccentPalette::forest).rgb());
+    appearance->select(AccentPalette::ocean);
+    appearance->select(AccentPalette::forest); // from the cache: built once per palette
     EXPECT_EQ(builds, 2);
-    EXPECT_EQ(make()->selection(), NativeAccentPalette::forest);
+    EXPECT_EQ(make()->selection(), AccentPalette::forest);
 }
 
 QImage oneColour(QColor c, int side = 4) {
@@ -64,7 +64,7 @@ double hueOf(const QImage& image) {
 }
 
 TEST(IconRecoloring, PixelsNearTheBaseHueTakeTheTargetHueKeepingPartOfTheirOffsetGreysStay) {
-    const QColor target = hopla::color(NativeAccentPalette::coral);
+    const QColor target = hopla::color(AccentPalette::coral);
     const double targetHue =
         hopla::rgbToHueSaturation(target.redF(), target.greenF(), target.blueF()).hue;
     const auto recolour = [&](double hue, double base = 0.64) {

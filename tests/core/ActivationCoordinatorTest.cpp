@@ -1,7 +1,7 @@
 #include "core/ApplicationActivation.h"
-#include "platform/fake/FakeWindowSystem.h"
-#include "platform/fake/FakeWorkspace.h"
-#include "platform/fake/ManualScheduler.h"
+#include "tests/fakes/FakeRunningApps.h"
+#include "tests/fakes/FakeWindowSystem.h"
+#include "tests/fakes/ManualScheduler.h"
 #include "tests/support/Pump.h"
 
 #include <gtest/gtest.h>
@@ -17,20 +17,20 @@ using hopla::fake::FakeWindowList;
 
 struct ActivationTest : ::testing::Test {
     hopla::fake::ManualScheduler scheduler;
-    hopla::fake::FakeWorkspace workspace;
+    hopla::fake::FakeRunningApps runningApps;
     hopla::fake::FakeWindowSystem windows;
     std::unique_ptr<ApplicationActivationCoordinator> coordinator =
-        std::make_unique<ApplicationActivationCoordinator>(workspace, windows, scheduler, "test");
+        std::make_unique<ApplicationActivationCoordinator>(runningApps, windows, scheduler, "test");
     std::vector<ActivationResult> results;
 
-    std::shared_ptr<hopla::fake::FakeApplication> app(hopla::ProcessId id, bool withWindow = true) {
-        auto a = workspace.add(id, QString("App %1").arg(id));
+    std::shared_ptr<hopla::fake::FakeApplication> app(hopla::AppHandle id, bool withWindow = true) {
+        auto a = runningApps.add(id, QString("App %1").arg(id));
         if (withWindow) {
             windows.script(id, {std::vector<FakeWindow>{FakeWindow{}}, 0, 0});
         }
         return a;
     }
-    void activate(hopla::ProcessId id) {
+    void activate(hopla::AppHandle id) {
         coordinator->activate(id, 5,
                               [this](ActivationResult r) { results.push_back(std::move(r)); });
     }
@@ -51,13 +51,11 @@ struct ActivationTest : ::testing::Test {
 
 TEST_F(ActivationTest, AnApplicationThatComesForwardAtOnceSucceedsWhenTheRestorerAnswers) {
     const auto a = app(1);
-    a->hidden = true;
     activate(1);
     EXPECT_TRUE(results.empty());
     restorerAnswers();
     ASSERT_EQ(results.size(), 1u);
-    EXPECT_EQ(std::get<hopla::RunningApplicationPtr>(results[0]), workspace.application(1));
-    EXPECT_EQ(a->unhideCalls, 1);
+    EXPECT_EQ(std::get<hopla::ApplicationPtr>(results[0]), runningApps.application(1));
     EXPECT_EQ(scheduler.pendingCount(), 0u) << "no poll should be left behind";
 }
 
@@ -65,7 +63,7 @@ TEST_F(ActivationTest, PollsSixTimesNudgesOnceFallsBackOnceThenTimesOut) {
     const auto a = app(1);
     a->requestsUntilFrontmost = 0; // accepts, never comes forward
     a->bundle = "/apps/one.desktop";
-    workspace.openActivates = false;
+    runningApps.openActivates = false;
     activate(1);
     restorerAnswers(); // check at 0 s
     const auto start = scheduler.now();
@@ -74,14 +72,14 @@ TEST_F(ActivationTest, PollsSixTimesNudgesOnceFallsBackOnceThenTimesOut) {
         scheduler.advanceTo(start + tick * 100ms);
         callsAt.push_back(a->activateCalls);
         if (tick == 5) {
-            EXPECT_EQ(workspace.openRequests.size(), 1u)
+            EXPECT_EQ(runningApps.openRequests.size(), 1u)
                 << "the fallback opens after the 0.5 s check";
         }
     }
     // The nudge comes right before the 0.3 s check, and again 0.3 s into the fallback.
     EXPECT_EQ(callsAt, (std::vector<int>{1, 1, 2, 2, 2, 2, 2, 3, 3, 3}));
     EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::foregroundTimeout);
-    EXPECT_EQ(workspace.openRequests, (std::vector<QString>{"/apps/one.desktop"}));
+    EXPECT_EQ(runningApps.openRequests, (std::vector<QString>{"/apps/one.desktop"}));
     scheduler.advance(5s);
     EXPECT_EQ(results.size(), 1u);
 }
@@ -94,41 +92,41 @@ TEST_F(ActivationTest, TheHalfwayNudgeCanBringItForward) {
     EXPECT_TRUE(results.empty());
     scheduler.advance(50ms);
     ASSERT_EQ(results.size(), 1u);
-    EXPECT_TRUE(std::holds_alternative<hopla::RunningApplicationPtr>(results[0]));
+    EXPECT_TRUE(std::holds_alternative<hopla::ApplicationPtr>(results[0]));
 }
 
-TEST_F(ActivationTest, RefusalOpensThroughTheWorkspaceWithoutTouchingWindows) {
+TEST_F(ActivationTest, RefusalOpensThroughTheDesktopWithoutTouchingWindows) {
     const auto a = app(1, false);
     a->refusesActivation = true;
     a->bundle = "/apps/one.desktop";
     activate(1);
-    EXPECT_EQ(workspace.openRequests.size(), 1u);
-    scheduler.runDue(); // the workspace's answer hops to the main queue
+    EXPECT_EQ(runningApps.openRequests.size(), 1u);
+    scheduler.runDue(); // the runningApps's answer hops to the main queue
     ASSERT_EQ(results.size(), 1u);
-    EXPECT_TRUE(std::holds_alternative<hopla::RunningApplicationPtr>(results[0]));
+    EXPECT_TRUE(std::holds_alternative<hopla::ApplicationPtr>(results[0]));
     EXPECT_EQ(windows.minimizedReads(), 0);
 
     results.clear();
-    workspace.openError = "no such application";
+    runningApps.openError = "no such application";
     activate(1);
     scheduler.runDue();
     EXPECT_EQ(onlyFailure(), ApplicationActivationFailure::requestRejected);
 }
 
-TEST_F(ActivationTest, WithoutUsableWindowsItReopensThroughTheWorkspaceOrSaysWhatFailed) {
+TEST_F(ActivationTest, WithoutUsableWindowsItReopensThroughTheDesktopOrSaysWhatFailed) {
     app(1, false)->bundle = "/apps/one.desktop"; // unreadable windows: reopened, confirmed
     activate(1);
     restorerAnswers();
     scheduler.runDue();
     ASSERT_EQ(results.size(), 1u);
-    EXPECT_TRUE(std::holds_alternative<hopla::RunningApplicationPtr>(results[0]));
-    EXPECT_EQ(workspace.openRequests.size(), 1u);
+    EXPECT_TRUE(std::holds_alternative<hopla::ApplicationPtr>(results[0]));
+    EXPECT_EQ(runningApps.openRequests.size(), 1u);
 
     app(2, false); // nowhere to reopen from
     app(3, false)->bundle = "/apps/three.desktop";
     app(4, false);
     windows.script(4, {std::vector<FakeWindow>{{hopla::WindowRole::normal, true, true}}, {}, {}});
-    workspace.openError = "broken entry"; // for 3
+    runningApps.openError = "broken entry"; // for 3
     for (const auto& [id, failure] : {std::pair{2, ApplicationActivationFailure::reopenFailed},
                                       {3, ApplicationActivationFailure::reopenFailed},
                                       {4, ApplicationActivationFailure::windowRestoreFailed}}) {
@@ -151,23 +149,23 @@ TEST_F(ActivationTest, OnlyTheCurrentRequestEverCompletes) {
         const auto due = scheduler.nextDue();
         return due && *due > scheduler.now();
     }));
-    workspace.bringToFront(1); // the first comes forward: nobody is waiting for it
+    runningApps.bringToFront(1); // the first comes forward: nobody is waiting for it
     scheduler.advance(150ms);
     EXPECT_TRUE(results.empty());
-    workspace.bringToFront(2);
+    runningApps.bringToFront(2);
     scheduler.advance(100ms);
     ASSERT_EQ(results.size(), 1u);
-    EXPECT_EQ(std::get<hopla::RunningApplicationPtr>(results[0])->processId(), 2);
+    EXPECT_EQ(std::get<hopla::ApplicationPtr>(results[0])->processId(), 2);
 
     results.clear();
-    workspace.bringToFront(0);
+    runningApps.bringToFront(0);
     activate(2);
     coordinator->cancel(); // while the restorer works
     activate(2);
     restorerAnswers();
     coordinator->cancel(); // while a poll is pending
     scheduler.advance(2s);
-    workspace.bringToFront(2);
+    runningApps.bringToFront(2);
     scheduler.advance(2s);
     EXPECT_TRUE(results.empty());
 }
@@ -186,7 +184,7 @@ TEST_F(ActivationTest, TerminationWhilePollingIsUnavailableAndAReleasedCoordinat
     activate(2);
     restorerAnswers();
     coordinator.reset(); // polls still scheduled must find it gone
-    workspace.bringToFront(2);
+    runningApps.bringToFront(2);
     scheduler.advance(2s);
     EXPECT_TRUE(results.empty());
 }

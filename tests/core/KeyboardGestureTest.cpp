@@ -23,36 +23,40 @@ KeyboardGesture::KeyDown down(KeyboardGesture::KeyCode code) {
 
 TEST(KeyboardGesture, SwitchTabOpensAndStepsButPlainTabAndOtherModifiersPass) {
     KeyboardGesture g;
-    EXPECT_EQ(g.keyDown({.code = tab, .command = true}), swallow(GestureAction::tab(false)));
+    EXPECT_EQ(g.keyDown({.code = tab, .switchModifier = true}), swallow(GestureAction::tab(false)));
     EXPECT_TRUE(g.keyUp(tab));
-    EXPECT_EQ(g.keyDown({.code = tab, .command = true, .shift = true}),
+    EXPECT_EQ(g.keyDown({.code = tab, .switchModifier = true, .shift = true}),
               swallow(GestureAction::tab(true)));
     EXPECT_TRUE(g.keyUp(tab));
-    // Command released between events, session still open: Tab still steps.
+    // Super released between events, session still open: Tab still steps.
     EXPECT_EQ(g.keyDown({.code = tab, .sessionOpen = true}), swallow(GestureAction::tab(false)));
     EXPECT_TRUE(g.keyUp(tab));
 
     EXPECT_EQ(g.keyDown(down(tab)), pass);
     EXPECT_FALSE(g.keyUp(tab));
-    EXPECT_EQ(g.keyDown({.code = tab, .command = true, .otherModifier = true, .sessionOpen = true}),
-              pass);
+    EXPECT_EQ(
+        g.keyDown(
+            {.code = tab, .switchModifier = true, .otherModifier = true, .sessionOpen = true}),
+        pass);
     EXPECT_EQ(g.keyDown({.code = tab, .otherModifier = true, .sessionOpen = true}), pass);
     EXPECT_FALSE(g.keyUp(tab));
 }
 
 TEST(KeyboardGesture, HeldTabDoesNotStepAndStrayRepeatsAreTakenOnlyDuringASession) {
     KeyboardGesture g;
-    ASSERT_TRUE(g.keyDown({.code = tab, .command = true}).swallow);
-    EXPECT_EQ(g.keyDown({.code = tab, .command = true, .repeated = true, .sessionOpen = true}),
-              swallowSilently);
-    EXPECT_EQ(g.keyDown({.code = tab, .command = true, .sessionOpen = true}),
+    ASSERT_TRUE(g.keyDown({.code = tab, .switchModifier = true}).swallow);
+    EXPECT_EQ(
+        g.keyDown({.code = tab, .switchModifier = true, .repeated = true, .sessionOpen = true}),
+        swallowSilently);
+    EXPECT_EQ(g.keyDown({.code = tab, .switchModifier = true, .sessionOpen = true}),
               swallowSilently); // second down
     EXPECT_TRUE(g.keyUp(tab));
 
     // Repeats of a Tab whose key-down was never taken.
-    EXPECT_EQ(g.keyDown({.code = tab, .command = true, .repeated = true, .sessionOpen = true}),
-              swallowSilently);
-    EXPECT_EQ(g.keyDown({.code = tab, .command = true, .repeated = true}), pass);
+    EXPECT_EQ(
+        g.keyDown({.code = tab, .switchModifier = true, .repeated = true, .sessionOpen = true}),
+        swallowSilently);
+    EXPECT_EQ(g.keyDown({.code = tab, .switchModifier = true, .repeated = true}), pass);
     EXPECT_FALSE(g.keyUp(tab));
 }
 
@@ -61,7 +65,7 @@ TEST(KeyboardGesture, EscapeAndSpaceCancelOnlyDuringASessionWhateverTheModifiers
     for (const auto key : {escape, space}) {
         EXPECT_EQ(g.keyDown(down(key)), pass);
         EXPECT_EQ(g.keyDown({.code = key,
-                             .command = true,
+                             .switchModifier = true,
                              .otherModifier = true,
                              .repeated = true,
                              .sessionOpen = true}),
@@ -73,10 +77,11 @@ TEST(KeyboardGesture, EscapeAndSpaceCancelOnlyDuringASessionWhateverTheModifiers
 
 TEST(KeyboardGesture, LettersAreTakenDuringASessionUnlessModifiedOrLetterless) {
     KeyboardGesture g;
-    EXPECT_EQ(g.keyDown({.code = keyS, .command = true, .sessionOpen = false, .letter = 'S'}),
-              pass);
-    EXPECT_EQ(g.keyDown({.code = keyS, .command = true, .sessionOpen = true, .letter = 'S'}),
-              swallow(GestureAction::letterKey('S'))); // Command-S is a letter, never a save
+    EXPECT_EQ(
+        g.keyDown({.code = keyS, .switchModifier = true, .sessionOpen = false, .letter = 'S'}),
+        pass);
+    EXPECT_EQ(g.keyDown({.code = keyS, .switchModifier = true, .sessionOpen = true, .letter = 'S'}),
+              swallow(GestureAction::letterKey('S'))); // Super+S is a letter, never a save
     EXPECT_EQ(g.keyDown({.code = keyS, .repeated = true, .sessionOpen = true, .letter = 'S'}),
               swallowSilently);
     EXPECT_TRUE(g.keyUp(keyS));
@@ -86,7 +91,7 @@ TEST(KeyboardGesture, LettersAreTakenDuringASessionUnlessModifiedOrLetterless) {
     EXPECT_EQ(g.keyDown({.code = keyS, .repeated = true, .sessionOpen = true, .letter = 'S'}),
               swallowSilently);
     EXPECT_FALSE(g.keyUp(keyS)); // a silently swallowed repeat is not remembered
-    EXPECT_EQ(g.keyDown({.code = ret, .command = true, .sessionOpen = true}), pass);
+    EXPECT_EQ(g.keyDown({.code = ret, .switchModifier = true, .sessionOpen = true}), pass);
     EXPECT_EQ(g.keyDown({.code = leftArrow, .sessionOpen = true}), pass);
     EXPECT_EQ(g.keyDown({.code = 4096, .sessionOpen = true, .letter = 'Q'}),
               pass); // beyond the key range

@@ -1,8 +1,8 @@
 #include "core/KeyboardTap.h"
 #include "core/VirtualKeys.h"
-#include "platform/fake/FakeKeyEventSource.h"
-#include "platform/fake/ManualScheduler.h"
 #include "platform/xkb/KeyboardLayout.h"
+#include "tests/fakes/FakeKeyEventSource.h"
+#include "tests/fakes/ManualScheduler.h"
 
 #include <gtest/gtest.h>
 
@@ -16,18 +16,18 @@ using hopla::keyCode;
 using hopla::VirtualKey;
 constexpr std::int64_t tab = keyCode(VirtualKey::tab), keyS = keyCode(VirtualKey::s),
                        escape = keyCode(VirtualKey::escape),
-                       leftCommand = keyCode(VirtualKey::leftCommand),
+                       leftSwitchModifier = keyCode(VirtualKey::leftSwitchModifier),
                        leftShift = keyCode(VirtualKey::leftShift),
                        keyReturn = keyCode(VirtualKey::returnKey);
 
-KeyEvent down(std::int64_t code, bool command = false, bool shift = false) {
-    return {KeyEvent::Type::keyDown, code, command, shift, false, false};
+KeyEvent down(std::int64_t code, bool switchModifier = false, bool shift = false) {
+    return {KeyEvent::Type::keyDown, code, switchModifier, shift, false, false};
 }
 KeyEvent up(std::int64_t code) {
     return {KeyEvent::Type::keyUp, code, false, false, false, false};
 }
 KeyEvent released(std::int64_t modifierKey) {
-    return {KeyEvent::Type::flagsChanged, modifierKey, false, false, false, false};
+    return {KeyEvent::Type::modifiersChanged, modifierKey, false, false, false, false};
 }
 
 struct KeyboardTapTest : ::testing::Test {
@@ -83,14 +83,14 @@ TEST_F(KeyboardTapTest, NothingToSwitchToIsAdoptedFromTheControllerOnceDeliverie
 TEST_F(KeyboardTapTest, ReleasingTheSwitchKeyDeliversReleaseAndOtherModifiersNothing) {
     source.send(down(tab, true));
     EXPECT_FALSE(source.send(released(leftShift)));
-    EXPECT_FALSE(source.send(released(keyCode(VirtualKey::leftOption))));
-    EXPECT_FALSE(source.send(released(leftCommand))) << "modifier changes always pass";
+    EXPECT_FALSE(source.send(released(keyCode(VirtualKey::leftOtherModifier))));
+    EXPECT_FALSE(source.send(released(leftSwitchModifier))) << "modifier changes always pass";
     EXPECT_FALSE(tap.sessionPredicted());
     mainQueue.runDue();
     EXPECT_EQ(delivered,
               (std::vector<GestureAction>{GestureAction::tab(false), GestureAction::release()}));
     // With no session, and from the right-hand key: still delivered, the controller says no.
-    source.send(released(keyCode(VirtualKey::rightCommand)));
+    source.send(released(keyCode(VirtualKey::rightSwitchModifier)));
     mainQueue.runDue();
     EXPECT_EQ(delivered.size(), 3u);
     EXPECT_EQ(delivered.back(), GestureAction::release());

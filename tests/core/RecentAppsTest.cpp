@@ -5,11 +5,11 @@
 namespace {
 
 using hopla::AppEntry;
-using hopla::ProcessId;
+using hopla::AppHandle;
 using hopla::RecentApps;
 
-std::vector<ProcessId> idsOf(const std::vector<AppEntry>& entries) {
-    std::vector<ProcessId> ids;
+std::vector<AppHandle> idsOf(const std::vector<AppEntry>& entries) {
+    std::vector<AppHandle> ids;
     for (const auto& e : entries) {
         ids.push_back(e.id);
     }
@@ -21,8 +21,8 @@ TEST(RecentApps, ListedFirstInListOrderThenTheRestByNameNaturallyThenById) {
     recent.activate(10);
     recent.activate(30); // ids: [30, 10]
     const std::vector<AppEntry> entries{{10, "b"}, {20, "x"}, {30, "c"}, {40, "a"}};
-    EXPECT_EQ(idsOf(recent.ordered(entries)), (std::vector<ProcessId>{30, 10, 40, 20}));
-    EXPECT_EQ(idsOf(entries), (std::vector<ProcessId>{10, 20, 30, 40})); // input untouched
+    EXPECT_EQ(idsOf(recent.ordered(entries)), (std::vector<AppHandle>{30, 10, 40, 20}));
+    EXPECT_EQ(idsOf(entries), (std::vector<AppHandle>{10, 20, 30, 40})); // input untouched
 
     // Unlisted: digits by value, case and accents second (the unaccented first), equal names
     // by signed identifier; two entries of one listed id keep their name order.
@@ -36,10 +36,10 @@ TEST(RecentApps, ListedFirstInListOrderThenTheRestByNameNaturallyThenById) {
                                   {7, "Eclair"},
                                   {9, "Same"},
                                   {-4, "Same"}})),
-              (std::vector<ProcessId>{3, 2, 1, 5, 7, 6, -4, 9, 4}));
+              (std::vector<AppHandle>{3, 2, 1, 5, 7, 6, -4, 9, 4}));
     recent.activate(5);
     const auto ordered = recent.ordered({{8, "z"}, {5, "m"}, {5, "b"}});
-    EXPECT_EQ(idsOf(ordered), (std::vector<ProcessId>{5, 5, 8}));
+    EXPECT_EQ(idsOf(ordered), (std::vector<AppHandle>{5, 5, 8}));
     EXPECT_EQ(ordered[0].name, "b");
 }
 

@@ -7,7 +7,7 @@
 namespace {
 
 using hopla::AppEntry;
-using hopla::ProcessId;
+using hopla::AppHandle;
 using hopla::SwitchSession;
 
 // Candidates 1..n named so that their shortcuts are the given letters ("SxS" gives S, X, S;
@@ -17,7 +17,7 @@ std::vector<AppEntry> candidates(const std::string& letters) {
     for (std::size_t i = 0; i < letters.size(); ++i) {
         const QString name =
             letters[i] == '-' ? QStringLiteral("★") : QString(QChar(letters[i])) + "pp";
-        apps.emplace_back(static_cast<ProcessId>(i + 1), name);
+        apps.emplace_back(static_cast<AppHandle>(i + 1), name);
     }
     return apps;
 }
@@ -27,16 +27,16 @@ TEST(SwitchSession, OpensOnThePreviousAppForwardsOrTheLastBackwardsAndStepsWrapB
          {std::tuple{"abcde", false, 2, 3, 1}, std::tuple{"abcde", true, 5, 1, 4},
           std::tuple{"a", false, 1, 1, 1}, std::tuple{"a", true, 1, 1, 1}}) {
         SwitchSession s(candidates(letters), backwards);
-        EXPECT_EQ(s.selectedID(), opened) << letters << backwards;
+        EXPECT_EQ(s.selectedId(), opened) << letters << backwards;
         s.step(false);
-        EXPECT_EQ(s.selectedID(), forward) << letters << backwards;
+        EXPECT_EQ(s.selectedId(), forward) << letters << backwards;
         s.step(true);
         s.step(true);
-        EXPECT_EQ(s.selectedID(), back) << letters << backwards;
+        EXPECT_EQ(s.selectedId(), back) << letters << backwards;
     }
     SwitchSession empty(candidates(""), false);
     empty.step(false);
-    EXPECT_EQ(empty.selectedID(), std::nullopt);
+    EXPECT_EQ(empty.selectedId(), std::nullopt);
     EXPECT_EQ(empty.commitTarget(), std::nullopt);
     EXPECT_TRUE(empty.needsCommit());
 }
@@ -95,22 +95,22 @@ TEST(SwitchSession, CommitFollowsSelectionChangesAndConfirmedActivation) {
 TEST(SwitchSession, RemovingMovesASelectionThatQuitAndLeavesOthersAlone) {
     SwitchSession s(candidates("abcd"), true); // on 4, the last
     s.remove(4);
-    EXPECT_EQ(s.selectedID(), 3); // the new last
+    EXPECT_EQ(s.selectedId(), 3); // the new last
     s.select(2);
     s.activationSucceeded(2);
     ASSERT_EQ(s.letter('c'), 3);
     s.activationSucceeded(3);
     s.remove(1); // not selected: selection, commit and letter untouched
-    EXPECT_EQ(s.selectedID(), 3);
+    EXPECT_EQ(s.selectedId(), 3);
     EXPECT_FALSE(s.needsCommit());
     EXPECT_EQ(s.lastLetter(), 'C');
     s.remove(3); // selected, last again: moves to 2, must commit, letter cleared
-    EXPECT_EQ(s.selectedID(), 2);
+    EXPECT_EQ(s.selectedId(), 2);
     EXPECT_TRUE(s.needsCommit());
     EXPECT_EQ(s.lastLetter(), std::nullopt);
     s.remove(2);
     EXPECT_TRUE(s.apps().empty());
-    EXPECT_EQ(s.selectedID(), std::nullopt);
+    EXPECT_EQ(s.selectedId(), std::nullopt);
 
     // From the middle: the follower is selected, and every copy of the id goes.
     std::vector<AppEntry> apps = candidates("abcd");
@@ -118,7 +118,7 @@ TEST(SwitchSession, RemovingMovesASelectionThatQuitAndLeavesOthersAlone) {
     SwitchSession middle(apps, false); // on 2
     middle.remove(2);
     EXPECT_EQ(middle.apps().size(), 3u);
-    EXPECT_EQ(middle.selectedID(), 3);
+    EXPECT_EQ(middle.selectedId(), 3);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "core/ApplicationSwitcherController.h"
-#include "platform/fake/FakeWindowSystem.h"
-#include "platform/fake/FakeWorkspace.h"
+#include "tests/fakes/FakeRunningApps.h"
+#include "tests/fakes/FakeWindowSystem.h"
 #include "tests/support/Pump.h"
 #include "tests/support/RecordingPanel.h"
 
@@ -9,55 +9,55 @@
 namespace {
 
 using namespace std::chrono_literals;
+using hopla::AppHandle;
 using hopla::ApplicationActivationFailure;
 using hopla::ApplicationSwitcherController;
 using hopla::GestureAction;
-using hopla::ProcessId;
 
 struct ControllerTest : ::testing::Test {
     hopla::fake::ManualScheduler scheduler;
-    hopla::fake::FakeWorkspace workspace{/*currentProcess=*/1};
+    hopla::fake::FakeRunningApps runningApps{/*currentProcess=*/1};
     hopla::fake::FakeWindowSystem windows;
     hopla::testing::RecordingPanel panel;
     std::unique_ptr<ApplicationSwitcherController> controller =
         std::make_unique<ApplicationSwitcherController>(
-            panel, workspace, windows, scheduler,
+            panel, runningApps, windows, scheduler,
             ApplicationSwitcherController::Options{
                 "test", [] { return hopla::Scheduler::Duration(400ms); }});
-    std::vector<ProcessId> requested;
-    std::vector<ProcessId> activated;
+    std::vector<AppHandle> requested;
+    std::vector<AppHandle> activated;
     std::vector<ApplicationActivationFailure> failures;
     int dismissals = 0;
 
     void SetUp() override {
-        controller->onActivationRequest = [this](ProcessId id) { requested.push_back(id); };
-        controller->onActivated = [this](const hopla::RunningApplicationPtr& a) {
+        controller->onActivationRequest = [this](AppHandle id) { requested.push_back(id); };
+        controller->onActivated = [this](const hopla::ApplicationPtr& a) {
             activated.push_back(a->processId());
         };
         controller->onFailure = [this](ApplicationActivationFailure f) { failures.push_back(f); };
         controller->onDismiss = [this] { ++dismissals; };
         controller->start();
     }
-    std::shared_ptr<hopla::fake::FakeApplication> app(ProcessId id, const char* name) {
-        auto a = workspace.add(id, name);
+    std::shared_ptr<hopla::fake::FakeApplication> app(AppHandle id, const char* name) {
+        auto a = runningApps.add(id, name);
         windows.script(id, {std::vector<hopla::fake::FakeWindow>{{}}, 0, 0});
         return a;
     }
     // Applications 10, 20, 30… with these names.
     void apps(std::initializer_list<const char*> names) {
-        ProcessId id = 0;
+        AppHandle id = 0;
         for (const char* name : names) {
             app(id += 10, name);
         }
     }
-    static std::vector<ProcessId> ids(const hopla::SwitchSession& session) {
-        std::vector<ProcessId> ids;
+    static std::vector<AppHandle> ids(const hopla::SwitchSession& session) {
+        std::vector<AppHandle> ids;
         for (const auto& e : session.apps()) {
             ids.push_back(e.id);
         }
         return ids;
     }
-    std::vector<ProcessId> candidates() const { return ids(*controller->session()); }
+    std::vector<AppHandle> candidates() const { return ids(*controller->session()); }
     // Lets activations that went to the window restorer come back and finish.
     bool settle(std::size_t activations) {
         return hopla::testing::pumpUntil(
@@ -67,65 +67,65 @@ struct ControllerTest : ::testing::Test {
 
 TEST_F(ControllerTest, SwitchTabListsByRecencySelectsThePreviousAndReleaseActivatesIt) {
     apps({"Alpha", "Bravo", "Charlie"});
-    workspace.add(40, "Tray helper")->policy = hopla::ActivationPolicy::accessory;
-    workspace.add(1, "Hopla itself");
-    workspace.bringToFront(30);
-    workspace.bringToFront(20); // recency [B, C]
+    runningApps.add(40, "Tray helper")->policy = hopla::TaskbarPolicy::accessory;
+    runningApps.add(1, "Hopla itself");
+    runningApps.bringToFront(30);
+    runningApps.bringToFront(20); // recency [B, C]
     controller->stop();
-    workspace.bringToFront(10); // A is frontmost, unnoticed
+    runningApps.bringToFront(10); // A is frontmost, unnoticed
     controller->start();
     scheduler.runDue(); // the panel is handed what a switch would open now
     ASSERT_EQ(panel.prepared.size(), 1u);
-    EXPECT_EQ(ids(panel.prepared.back()), (std::vector<ProcessId>{10, 20, 30}));
-    EXPECT_EQ(panel.prepared.back().selectedID(), 20);
+    EXPECT_EQ(ids(panel.prepared.back()), (std::vector<AppHandle>{10, 20, 30}));
+    EXPECT_EQ(panel.prepared.back().selectedId(), 20);
 
     EXPECT_TRUE(controller->route(GestureAction::tab(false)));
-    EXPECT_EQ(controller->recent().ids(), (std::vector<ProcessId>{10, 20, 30}));
-    EXPECT_EQ(candidates(), (std::vector<ProcessId>{10, 20, 30}));
-    EXPECT_EQ(controller->session()->selectedID(), 20);
+    EXPECT_EQ(controller->recent().ids(), (std::vector<AppHandle>{10, 20, 30}));
+    EXPECT_EQ(candidates(), (std::vector<AppHandle>{10, 20, 30}));
+    EXPECT_EQ(controller->session()->selectedId(), 20);
     EXPECT_TRUE(panel.shown);
 
     EXPECT_TRUE(controller->route(GestureAction::release()));
     EXPECT_FALSE(controller->session());
     EXPECT_FALSE(panel.shown);
     ASSERT_TRUE(settle(1));
-    EXPECT_EQ(requested, (std::vector<ProcessId>{20}));
-    EXPECT_EQ(activated, (std::vector<ProcessId>{20}));
+    EXPECT_EQ(requested, (std::vector<AppHandle>{20}));
+    EXPECT_EQ(activated, (std::vector<AppHandle>{20}));
     EXPECT_EQ(controller->recent().ids().front(), 20); // followed the activation notice
     scheduler.runDue();
-    EXPECT_EQ(ids(panel.prepared.back()), (std::vector<ProcessId>{20, 10, 30}));
+    EXPECT_EQ(ids(panel.prepared.back()), (std::vector<AppHandle>{20, 10, 30}));
 }
 
 TEST_F(ControllerTest, StackingOrderSeedsRecencyOnceWithoutOverridingWhatWasSeen) {
     apps({"Alpha", "Bravo", "Charlie"});
     controller->stop();
-    workspace.stacking = {30, 20, 10}; // Charlie on top, Bravo under it
+    runningApps.stacking = {30, 20, 10}; // Charlie on top, Bravo under it
     controller->start();
     EXPECT_TRUE(controller->route(GestureAction::tab(false)));
-    EXPECT_EQ(candidates(), (std::vector<ProcessId>{30, 20, 10}));
-    EXPECT_EQ(controller->session()->selectedID(), 20);
+    EXPECT_EQ(candidates(), (std::vector<AppHandle>{30, 20, 10}));
+    EXPECT_EQ(controller->session()->selectedId(), 20);
     controller->dismiss();
 
-    workspace.bringToFront(10); // seen: now the most recent
+    runningApps.bringToFront(10); // seen: now the most recent
     controller->stop();
     controller->start(); // a later start only appends what it did not know
-    EXPECT_EQ(controller->recent().ids(), (std::vector<ProcessId>{10, 30, 20}));
+    EXPECT_EQ(controller->recent().ids(), (std::vector<AppHandle>{10, 30, 20}));
 }
 
 TEST_F(ControllerTest, ShiftTabSelectsTheLastAndTabStepsAndClearsTheFailureMark) {
     apps({"Alpha", "Bravo", "Charlie"});
     EXPECT_TRUE(controller->route(GestureAction::tab(true)));
-    EXPECT_EQ(controller->session()->selectedID(), candidates().back());
-    panel.model().setFailedID(20);
+    EXPECT_EQ(controller->session()->selectedId(), candidates().back());
+    panel.model().setFailedId(20);
     EXPECT_TRUE(controller->route(GestureAction::tab(false)));
-    EXPECT_EQ(controller->session()->selectedID(), candidates().front());
-    EXPECT_EQ(panel.model().failedID(), std::nullopt);
+    EXPECT_EQ(controller->session()->selectedId(), candidates().front());
+    EXPECT_EQ(panel.model().failedId(), std::nullopt);
     EXPECT_EQ(panel.calls.back(), "update");
 }
 
 TEST_F(ControllerTest, NothingToSwitchToShowsNoPanel) {
-    workspace.add(1, "Hopla itself");
-    workspace.add(50, "Daemon")->policy = hopla::ActivationPolicy::prohibited;
+    runningApps.add(1, "Hopla itself");
+    runningApps.add(50, "Daemon")->policy = hopla::TaskbarPolicy::prohibited;
     EXPECT_FALSE(controller->route(GestureAction::tab(false)));
     EXPECT_EQ(std::count(panel.calls.begin(), panel.calls.end(), "show"), 0);
     EXPECT_EQ(dismissals, 1);
@@ -139,17 +139,17 @@ TEST_F(ControllerTest, AnAmbiguousLetterWaitsOneDoubleClickAndTypingItAgainMoves
     controller->route(GestureAction::tab(false));
     // By name: Notes (30), Safari (10), Slack (20).
     controller->route(GestureAction::letterKey('S'));
-    EXPECT_EQ(controller->session()->selectedID(), 10);
+    EXPECT_EQ(controller->session()->selectedId(), 10);
     scheduler.advance(200ms);
     EXPECT_TRUE(requested.empty());
     controller->route(GestureAction::letterKey('S')); // 200 ms in: on to the next S
-    EXPECT_EQ(controller->session()->selectedID(), 20);
+    EXPECT_EQ(controller->session()->selectedId(), 20);
     scheduler.advance(399ms);
     EXPECT_TRUE(requested.empty()) << "the first wait must have been cut off";
     scheduler.advance(1ms);
-    EXPECT_EQ(requested, (std::vector<ProcessId>{20}));
+    EXPECT_EQ(requested, (std::vector<AppHandle>{20}));
     ASSERT_TRUE(settle(1));
-    EXPECT_EQ(activated, (std::vector<ProcessId>{20}));
+    EXPECT_EQ(activated, (std::vector<AppHandle>{20}));
     EXPECT_FALSE(controller->session()) << "the panel closes once the application is in front";
 
     // Tab, release or a click during the wait take over from it.
@@ -164,12 +164,12 @@ TEST_F(ControllerTest, AnAmbiguousLetterWaitsOneDoubleClickAndTypingItAgainMoves
     ASSERT_TRUE(settle(2));
 
     requested.clear();
-    workspace.fake(10)->requestsUntilFrontmost = 0; // Safari is slow: the panel stays up
+    runningApps.fake(10)->requestsUntilFrontmost = 0; // Safari is slow: the panel stays up
     controller->route(GestureAction::tab(false));
     controller->route(GestureAction::letterKey('S')); // Slack, switching in 400 ms
     panel.model().onSelect(10);                       // Safari, clicked
     scheduler.advance(450ms);
-    EXPECT_EQ(requested, (std::vector<ProcessId>{10}))
+    EXPECT_EQ(requested, (std::vector<AppHandle>{10}))
         << "the letter's switch must not run as well";
 }
 
@@ -179,7 +179,7 @@ TEST_F(ControllerTest, AUniqueLetterSwitchesAtOnceAndALetterNobodyCarriesDoesNot
     EXPECT_TRUE(controller->route(GestureAction::letterKey('Q')));
     EXPECT_TRUE(requested.empty());
     EXPECT_TRUE(controller->route(GestureAction::letterKey('Z')));
-    EXPECT_EQ(requested, (std::vector<ProcessId>{20}));
+    EXPECT_EQ(requested, (std::vector<AppHandle>{20}));
     EXPECT_TRUE(controller->session()) << "open until the switch is confirmed";
     ASSERT_TRUE(settle(1));
     EXPECT_FALSE(controller->session());
@@ -194,10 +194,10 @@ TEST_F(ControllerTest, ReleaseWhileALetterActivationConfirmsActivatesAgainAndIgn
     controller->route(GestureAction::letterKey('Z'));
     controller->route(GestureAction::release());
     EXPECT_FALSE(controller->session());
-    EXPECT_EQ(requested, (std::vector<ProcessId>{20, 20}));
+    EXPECT_EQ(requested, (std::vector<AppHandle>{20, 20}));
     ASSERT_TRUE(settle(1));
     scheduler.advance(3s);
-    EXPECT_EQ(activated, (std::vector<ProcessId>{20}));
+    EXPECT_EQ(activated, (std::vector<AppHandle>{20}));
     EXPECT_TRUE(failures.empty());
 }
 
@@ -205,17 +205,17 @@ TEST_F(ControllerTest, CandidatesThatQuitLeaveTheSession) {
     app(10, "Alpha");
     app(20, "Bravo");
     const auto charlie = app(30, "Charlie");
-    workspace.bringToFront(10);
+    runningApps.bringToFront(10);
     controller->route(GestureAction::tab(false)); // [10, 20, 30] on 20
-    workspace.terminate(20);                      // the selected one, by notice
-    EXPECT_EQ(candidates(), (std::vector<ProcessId>{10, 30}));
-    EXPECT_EQ(controller->session()->selectedID(), 30);
+    runningApps.terminate(20);                    // the selected one, by notice
+    EXPECT_EQ(candidates(), (std::vector<AppHandle>{10, 30}));
+    EXPECT_EQ(controller->session()->selectedId(), 30);
     EXPECT_TRUE(controller->session()->needsCommit());
 
     charlie->terminated = true; // gone without a notice: the refresh tick notices
     scheduler.advance(100ms);
-    EXPECT_EQ(candidates(), (std::vector<ProcessId>{10}));
-    workspace.terminate(10); // the last one
+    EXPECT_EQ(candidates(), (std::vector<AppHandle>{10}));
+    runningApps.terminate(10); // the last one
     EXPECT_FALSE(controller->session());
     EXPECT_FALSE(panel.shown);
     scheduler.runDue(); // what is posted for the next session
@@ -230,21 +230,21 @@ TEST_F(ControllerTest, AFailedSwitchMarksTheCandidateAndUnavailableRemovesIt) {
     controller->route(GestureAction::letterKey('Z'));
     EXPECT_EQ(failures, (std::vector<ApplicationActivationFailure>{
                             ApplicationActivationFailure::requestRejected}));
-    EXPECT_EQ(panel.model().failedID(), 20);
+    EXPECT_EQ(panel.model().failedId(), 20);
     EXPECT_TRUE(controller->session());
 
     yankee->terminated = true;
     controller->route(GestureAction::letterKey('Y'));
     EXPECT_EQ(failures.back(), ApplicationActivationFailure::unavailable);
-    EXPECT_EQ(candidates(), (std::vector<ProcessId>{10, 20}));
+    EXPECT_EQ(candidates(), (std::vector<AppHandle>{10, 20}));
 }
 
 TEST_F(ControllerTest, AClickSelectsAndSwitchesThenThePanelCloses) {
     apps({"Alpha", "Bravo", "Charlie"});
     controller->route(GestureAction::tab(false));
     panel.model().onSelect(30);
-    EXPECT_EQ(controller->session()->selectedID(), 30);
-    EXPECT_EQ(requested, (std::vector<ProcessId>{30}));
+    EXPECT_EQ(controller->session()->selectedId(), 30);
+    EXPECT_EQ(requested, (std::vector<AppHandle>{30}));
     panel.model().onSelect(999); // not a candidate: ignored
     EXPECT_EQ(requested.size(), 1u);
     ASSERT_TRUE(settle(1));
@@ -253,17 +253,17 @@ TEST_F(ControllerTest, AClickSelectsAndSwitchesThenThePanelCloses) {
 
 TEST_F(ControllerTest, ObserversInstallOnceAndALockedSessionCloses) {
     controller->start();
-    EXPECT_EQ(workspace.observerCount(), 1u);
+    EXPECT_EQ(runningApps.observerCount(), 1u);
     app(10, "Alpha");
     controller->route(GestureAction::tab(false));
-    workspace.resignSession();
+    runningApps.resignSession();
     EXPECT_FALSE(controller->session());
     controller->stop();
-    EXPECT_EQ(workspace.observerCount(), 0u);
+    EXPECT_EQ(runningApps.observerCount(), 0u);
     controller->start();
-    EXPECT_EQ(workspace.observerCount(), 1u);
+    EXPECT_EQ(runningApps.observerCount(), 1u);
     controller.reset();
-    EXPECT_EQ(workspace.observerCount(), 0u);
+    EXPECT_EQ(runningApps.observerCount(), 0u);
 }
 
 TEST_F(ControllerTest, IconsShowFromTheCacheAndTheRestArriveOneTurnLaterForTheSameSessionOnly) {

@@ -1,5 +1,5 @@
 #include "core/ApplicationWindowRestorer.h"
-#include "platform/fake/FakeWindowSystem.h"
+#include "tests/fakes/FakeWindowSystem.h"
 #include "tests/support/Pump.h"
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ struct WindowRestorerTest : ::testing::Test {
     hopla::fake::FakeWindowSystem windows;
     ApplicationWindowRestorer restorer{windows, scheduler, "test"};
 
-    std::optional<Result> restore(hopla::ProcessId app) {
+    std::optional<Result> restore(hopla::AppHandle app) {
         std::optional<Result> answer;
         restorer.restoreIfNeeded(app, [&](Result r) { answer = r; });
         hopla::testing::pumpUntil(scheduler, [&] { return answer.has_value(); });

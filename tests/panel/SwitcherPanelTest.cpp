@@ -1,6 +1,6 @@
 #include "core/panel/SwitcherPanel.h"
-#include "platform/fake/FakeWorkspace.h"
-#include "platform/fake/ManualScheduler.h"
+#include "tests/fakes/FakeRunningApps.h"
+#include "tests/fakes/ManualScheduler.h"
 #include "tests/support/Images.h"
 
 #include <QAccessible>
@@ -35,7 +35,7 @@ SwitchSession session(int count, int selected) {
 
 struct PanelTest : ::testing::Test {
     hopla::fake::ManualScheduler scheduler;
-    hopla::fake::FakeWorkspace workspace;
+    hopla::fake::FakeRunningApps runningApps;
     bool compositing = false;
     int onScreenChecks = 0;
     bool reportOnScreen = true;
@@ -45,7 +45,7 @@ struct PanelTest : ::testing::Test {
         false,
         [](const QString& s) { return s; },
         solidImage(fallbackColour),
-        {&scheduler, &workspace, [this] { return compositing; },
+        {&scheduler, &runningApps, [this] { return compositing; },
          [this](const QWidget&) {
              ++onScreenChecks;
              return reportOnScreen;
@@ -62,7 +62,7 @@ bool orange(QColor c) {
 
 TEST_F(PanelTest, TilesDrawIconsOrTheFallbackTheSelectionAndTheFailureMarkOnOneTileOnly) {
     panel.show(session(3, 1), {{100, solidImage(Qt::green)}, {101, solidImage(Qt::yellow)}});
-    panel.model().setFailedID(102);
+    panel.model().setFailedId(102);
     const QImage image = rendered();
     auto& view = panel.view();
     for (int i = 0; i < 3; ++i) {
@@ -81,10 +81,10 @@ TEST_F(PanelTest, TilesDrawIconsOrTheFallbackTheSelectionAndTheFailureMarkOnOneT
     };
     EXPECT_GT(margin(1).blue(), margin(0).blue() + 20);
     EXPECT_EQ(margin(0), margin(2));
-    panel.model().setFailedID(std::nullopt);
+    panel.model().setFailedId(std::nullopt);
     EXPECT_FALSE(orange(pixel(rendered(), view.tileRect(2).topRight() + QPoint(-19, 14))));
     // Badges keep their dark plate even after a failure mark was drawn before them.
-    panel.model().setFailedID(100);
+    panel.model().setFailedId(100);
     const QImage after = rendered();
     const QRect badge = view.badgeRect(1);
     ASSERT_FALSE(badge.isEmpty());
@@ -131,7 +131,7 @@ TEST_F(PanelTest, UpdatesWhileHiddenChangeOnlyTheModel) {
     panel.update(session(4, 3));
     panel.update(hopla::IconMap{{100, solidImage(Qt::red)}});
     EXPECT_FALSE(panel.window().isVisible());
-    EXPECT_EQ(panel.model().session().selectedID(), 103);
+    EXPECT_EQ(panel.model().session().selectedId(), 103);
     EXPECT_EQ(panel.model().icons().size(), 1u);
 }
 
@@ -157,7 +157,7 @@ TEST_F(PanelTest, ADesktopChangeRebuildsTheWindowAtTheNextShowKeepingViewAndLabe
     panel.show(session(2, 0), {});
     const QWidget* first = &panel.window();
     hopla::SwitcherView* view = &panel.view();
-    workspace.changeSpace();
+    runningApps.changeSpace();
     EXPECT_EQ(&panel.window(), first) << "nothing happens until the next show";
     panel.hide();
     panel.show(session(2, 1), {});

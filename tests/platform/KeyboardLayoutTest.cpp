@@ -12,7 +12,7 @@ using hopla::KeyboardLayout;
 constexpr std::uint16_t keyA = 0, keyZ = 6, keyY = 16, keyQ = 12, key1 = 18, key0 = 29;
 constexpr std::uint16_t keySemicolon = 41, keyEquals = 24, keyReturn = 36, keyTab = 48,
                         keySpace = 49;
-constexpr std::uint16_t keyLeftCommand = 55, keyShift = 56, keyF1 = 122, keyLeftArrow = 123;
+constexpr std::uint16_t keyLeftSwitchModifier = 55, keyShift = 56, keyF1 = 122, keyLeftArrow = 123;
 constexpr std::uint16_t unmapped = 52;
 
 KeyboardLayout layout(const char* names, const char* variant = "", std::uint32_t activeGroup = 0) {
@@ -38,8 +38,9 @@ TEST(KeyboardLayout, UsLettersAndDigitsComeOutUppercaseAndOtherKeysGiveNothing) 
     EXPECT_EQ(typed(us, keyZ), "Z");
     EXPECT_EQ(typed(us, key1), "1");
     EXPECT_EQ(typed(us, key0), "0");
-    for (const std::uint16_t none : {keySemicolon, keyEquals, keyReturn, keyTab, keySpace,
-                                     keyLeftCommand, keyShift, keyF1, keyLeftArrow, unmapped}) {
+    for (const std::uint16_t none :
+         {keySemicolon, keyEquals, keyReturn, keyTab, keySpace, keyLeftSwitchModifier, keyShift,
+          keyF1, keyLeftArrow, unmapped}) {
         EXPECT_EQ(typed(us, none), "") << "virtual key " << none;
     }
     // Every position of the main block from A to the grave key: only letters and digits.

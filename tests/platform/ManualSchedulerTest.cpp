@@ -1,4 +1,4 @@
-#include "platform/fake/ManualScheduler.h"
+#include "tests/fakes/ManualScheduler.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/fake/ManualScheduler.h"
+#include "tests/fakes/ManualScheduler.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

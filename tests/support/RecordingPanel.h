@@ -7,12 +7,12 @@
 namespace hopla::testing {
 
 // A panel that draws nothing and remembers what it was asked, in order.
-class RecordingPanel final : public ApplicationSwitcherPresenting {
+class RecordingPanel final : public SwitcherPanelInterface {
 public:
     PanelModel& model() override { return model_; }
     void show(const SwitchSession& session, const IconMap& icons) override {
         calls.push_back("show");
-        model_.setFailedID(std::nullopt);
+        model_.setFailedId(std::nullopt);
         model_.setSession(session);
         model_.setIcons(icons);
         shown = true;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/fake/ManualScheduler.h"
-#include "updater/NativeUpdater.h"
+#include "tests/fakes/ManualScheduler.h"
+#include "updater/SelfUpdater.h"
 #include "updater/UpdateFetcher.h"
 
 #include <QTemporaryDir>
@@ -38,8 +38,8 @@ public:
 // and asks recorded, and a clock the test sets.
 struct UpdaterHost {
     struct Shown {
-        NativeUpdatePrompt prompt;
-        NativeUpdateMessageStyle style;
+        UpdatePrompt prompt;
+        UpdateMessageStyle style;
         std::function<void(bool)> choose;
     };
     QTemporaryDir dir;
@@ -52,18 +52,18 @@ struct UpdaterHost {
     double clock = 1'800'000'000; // seconds since 1970
 
     // An updater of the build 57 (1.4.1) for get.hopla.test, downloading from cdn.hopla.test.
-    std::unique_ptr<NativeUpdater> updater(bool enabled = true) {
-        const NativeUpdateConfiguration c{.bundleIdentifier = "app.hopla.Hopla",
-                                          .manifestURL =
-                                              QUrl("https://get.hopla.test/downloads/latest.json"),
-                                          .allowedDownloadHosts = {"cdn.hopla.test"},
-                                          .isEnabled = enabled};
-        const auto alert = [this](const NativeUpdatePrompt& p, NativeUpdateMessageStyle s,
+    std::unique_ptr<SelfUpdater> updater(bool enabled = true) {
+        const UpdateConfiguration c{.desktopId = "app.hopla.Hopla",
+                                    .manifestURL =
+                                        QUrl("https://get.hopla.test/downloads/latest.json"),
+                                    .allowedDownloadHosts = {"cdn.hopla.test"},
+                                    .isEnabled = enabled};
+        const auto alert = [this](const UpdatePrompt& p, UpdateMessageStyle s,
                                   std::function<void(bool)> choose) {
             shown.push_back({p, s, std::move(choose)});
         };
-        return std::make_unique<NativeUpdater>(
-            c, NativeUpdater::Environment{
+        return std::make_unique<SelfUpdater>(
+            c, SelfUpdater::Environment{
                    .scheduler = scheduler,
                    .fetcher = fetcher,
                    .defaults = settings,

@@ -1,6 +1,6 @@
 // The updater's pure parts: its language and texts, release notes, the manifest and the
 // policy that decides whether a manifest may be acted on.
-#include "updater/NativeUpdatePolicy.h"
+#include "updater/UpdatePolicy.h"
 #include "updater/ReleaseNotes.h"
 #include "updater/UpdaterText.h"
 
@@ -13,7 +13,7 @@
 namespace {
 
 using namespace hopla;
-using Failure = NativeUpdatePolicy::Failure;
+using Failure = UpdatePolicy::Failure;
 
 TEST(UpdaterText, LanguageFollowsTheFirstPreferredLanguage) {
     const std::pair<QStringList, UpdaterLanguage> cases[] = {
@@ -74,14 +74,14 @@ TEST(ReleaseNotes, BlocksGetTheirSizesPrefixesAndOneLineBreakBetweenAndInlineSty
 
 TEST(ReleaseNotes, ThePromptShowsThemAboveItsButtonsOnlyWhenThereAreSome) {
     QMessageBox blank;
-    addNativeReleaseNotes(blank, QStringLiteral(" \n\t"));
-    addNativeReleaseNotes(blank, std::nullopt);
+    addReleaseNotes(blank, QStringLiteral(" \n\t"));
+    addReleaseNotes(blank, std::nullopt);
     EXPECT_EQ(blank.findChild<QTextBrowser*>(), nullptr);
 
     QMessageBox prompt;
     prompt.setText("Hopla 1.4.2");
     prompt.addButton("Later", QMessageBox::RejectRole);
-    addNativeReleaseNotes(prompt, QStringLiteral("# New\n\n[more](https://x.test/)"));
+    addReleaseNotes(prompt, QStringLiteral("# New\n\n[more](https://x.test/)"));
     prompt.show();
     const auto* notes = prompt.findChild<QTextBrowser*>();
     ASSERT_NE(notes, nullptr);
@@ -93,14 +93,14 @@ TEST(ReleaseNotes, ThePromptShowsThemAboveItsButtonsOnlyWhenThereAreSome) {
     EXPECT_LE(notes->geometry().bottom(), buttons->geometry().top());
 }
 
-NativeUpdateConfiguration configuration() {
-    return {.bundleIdentifier = "app.hopla.Hopla",
+UpdateConfiguration configuration() {
+    return {.desktopId = "app.hopla.Hopla",
             .manifestURL = QUrl("https://get.hopla.test/downloads/latest.json"),
             .allowedDownloadHosts = {"get.hopla.test", "cdn.hopla.test", "mirror.hopla.test"},
             .isEnabled = true};
 }
 
-NativeUpdateManifest manifest() {
+UpdateManifest manifest() {
     return {.schemaVersion = 1,
             .product = "hopla",
             .version = "1.4.2",
@@ -114,13 +114,13 @@ TEST(UpdateManifest, DecodesTheSevenKeysAndRefusesWrongTypes) {
     const QByteArray json = R"({"schemaVersion":1,"product":"hopla","version":"1.4.2","build":58,
         "downloadURL":"https://cdn.hopla.test/Hopla-1.4.2.zip","sha256":")" +
                             QByteArray(64, 'a') + R"(","extra":[1,2]})";
-    const auto decoded = NativeUpdateManifest::decode(json);
+    const auto decoded = UpdateManifest::decode(json);
     ASSERT_TRUE(decoded);
     EXPECT_EQ(*decoded, manifest());
     EXPECT_FALSE(decoded->encode().contains("releaseNotes"));
     auto withNotes = manifest();
     withNotes.releaseNotes = "# New";
-    EXPECT_EQ(NativeUpdateManifest::decode(withNotes.encode()), withNotes);
+    EXPECT_EQ(UpdateManifest::decode(withNotes.encode()), withNotes);
 
     QString error;
     for (const QByteArray& bad :
@@ -128,20 +128,20 @@ TEST(UpdateManifest, DecodesTheSevenKeysAndRefusesWrongTypes) {
           QByteArray(json).replace("\"build\":58", "\"build\":\"58\""),
           QByteArray(json).replace("\"build\":58", "\"build\":58.5"),
           QByteArray(json).replace("\"extra\"", "\"releaseNotes\"")}) {
-        EXPECT_FALSE(NativeUpdateManifest::decode(bad, &error)) << bad.toStdString();
+        EXPECT_FALSE(UpdateManifest::decode(bad, &error)) << bad.toStdString();
         EXPECT_FALSE(error.isEmpty());
     }
 }
 
 TEST(UpdatePolicy, TheFirstFailingCheckWins) {
     const auto c = configuration();
-    EXPECT_EQ(NativeUpdatePolicy::validate(manifest(), c), std::nullopt);
+    EXPECT_EQ(UpdatePolicy::validate(manifest(), c), std::nullopt);
     const auto with = [](auto change) {
         auto m = manifest();
         change(m);
         return m;
     };
-    const std::pair<NativeUpdateManifest, Failure> cases[] = {
+    const std::pair<UpdateManifest, Failure> cases[] = {
         {with([](auto& m) { m.schemaVersion = 2, m.product = "x", m.build = 0; }),
          Failure::invalidSchema},
         {with([](auto& m) { m.product = "Hopla"; }), Failure::wrongProduct},
@@ -159,21 +159,21 @@ TEST(UpdatePolicy, TheFirstFailingCheckWins) {
         {with([](auto& m) { m.sha256[3] = 'g'; }), Failure::invalidChecksum},
     };
     for (const auto& [m, failure] : cases) {
-        EXPECT_EQ(NativeUpdatePolicy::validate(m, c), failure) << m.encode().toStdString();
+        EXPECT_EQ(UpdatePolicy::validate(m, c), failure) << m.encode().toStdString();
     }
-    EXPECT_EQ(NativeUpdatePolicy::validate(with([](auto& m) {
-                                               m.build = 1;
-                                               m.downloadURL = "https://CDN.Hopla.test/a.zip";
-                                               m.sha256 = QString(64, QLatin1Char('F'));
-                                           }),
-                                           c),
+    EXPECT_EQ(UpdatePolicy::validate(with([](auto& m) {
+                                         m.build = 1;
+                                         m.downloadURL = "https://CDN.Hopla.test/a.zip";
+                                         m.sha256 = QString(64, QLatin1Char('F'));
+                                     }),
+                                     c),
               std::nullopt);
 
-    EXPECT_FALSE(NativeUpdatePolicy::isNewer(manifest(), 58));
-    EXPECT_TRUE(NativeUpdatePolicy::isNewer(manifest(), 57));
-    EXPECT_TRUE(NativeUpdatePolicy::isNewer(manifest(), std::optional<QString>("1.2")));
-    EXPECT_FALSE(NativeUpdatePolicy::isNewer(manifest(), std::optional<QString>("58")));
-    EXPECT_TRUE(NativeUpdatePolicy::isNewer(manifest(), std::nullopt));
+    EXPECT_FALSE(UpdatePolicy::isNewer(manifest(), 58));
+    EXPECT_TRUE(UpdatePolicy::isNewer(manifest(), 57));
+    EXPECT_TRUE(UpdatePolicy::isNewer(manifest(), std::optional<QString>("1.2")));
+    EXPECT_FALSE(UpdatePolicy::isNewer(manifest(), std::optional<QString>("58")));
+    EXPECT_TRUE(UpdatePolicy::isNewer(manifest(), std::nullopt));
 }
 
 TEST(UpdateConfiguration, ChangelogPagesAndTheVersionLine) {
@@ -184,7 +184,7 @@ TEST(UpdateConfiguration, ChangelogPagesAndTheVersionLine) {
     EXPECT_EQ(c.changelogURL("en-US").toString(), "https://get.hopla.test/changelog/");
     EXPECT_EQ(c.changelogURL("fr").toString(), "https://get.hopla.test/changelog/");
 
-    const QString line = NativeAppVersion::displayText(
+    const QString line = AppVersion::displayText(
         {.path = {}, .identifier = {}, .version = std::nullopt, .build = "57"});
     EXPECT_TRUE(line.contains(QChar(0x2014)) && line.contains(QStringLiteral("57")))
         << line.toStdString();

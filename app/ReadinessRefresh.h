@@ -1,0 +1,44 @@
+#pragma once
+
+#include "app/Preferences.h"
+#include "core/KeyboardTap.h"
+
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+namespace hopla {
+
+// Whether the desktop lets Hopla see the keyboard; the reason when it does not.
+struct Readiness {
+    bool ready = false;
+    QString reason;
+};
+
+// Keeps the keyboard tap running exactly while the desktop trusts Hopla, switching is on
+// and the switch shortcut is free, and publishes what it found to the preferences. Run at
+// launch, every 2 s and whenever switching is turned on or off. Main thread only.
+class ReadinessRefresh {
+public:
+    ReadinessRefresh(KeyboardTap& tap, KeyEventSource& source, Preferences& preferences,
+                     std::function<Readiness()> readiness, std::function<void()> dismiss);
+
+    // Shows whether switching is on (the tray menu's check mark).
+    std::function<void(bool)> showEnabled;
+
+    void run();
+
+private:
+    // Says on the settings card why the tap could not start.
+    void publishFailure(const KeyEventSource::StartFailure& failure);
+
+    KeyboardTap& tap_;
+    KeyEventSource& source_;
+    Preferences& preferences_;
+    std::function<Readiness()> readiness_;
+    std::function<void()> dismiss_;
+    std::optional<bool> lastPermission_; // what the previous run found
+};
+
+} // namespace hopla

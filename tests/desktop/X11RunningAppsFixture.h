@@ -1,0 +1,76 @@
+#pragma once
+
+// The real-desktop fixture shared by the runningApps tests: a runningApps and window system on
+// the test display, and helpers to start clients and wait for X state.
+#include "platform/x11/ClientWindows.h"
+#include "platform/x11/WindowIcon.h"
+#include "platform/x11/X11Readiness.h"
+#include "platform/x11/X11RunningApps.h"
+#include "platform/x11/X11WindowSystem.h"
+#include "tests/desktop/harness/X11Desktop.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include <gtest/gtest.h>
+
+namespace hopla::testing {
+
+using namespace std::chrono_literals;
+using hopla::AppHandle;
+using hopla::ApplicationPtr;
+using hopla::testing::X11Desktop;
+using hopla::x11::X11RunningApps;
+using hopla::x11::X11WindowSystem;
+
+using Client = X11Desktop::TestClient;
+
+struct X11RunningAppsTest : ::testing::Test {
+    X11Desktop& desktop = *X11Desktop::instance();
+    std::unique_ptr<X11RunningApps> runningApps;
+    std::unique_ptr<X11WindowSystem> windowSystem;
+
+    void SetUp() override {
+        std::string error;
+        runningApps = X11RunningApps::open(&error);
+        ASSERT_TRUE(runningApps) << error;
+        windowSystem = X11WindowSystem::open(&error);
+        ASSERT_TRUE(windowSystem) << error;
+    }
+
+    // Starts the project's test client and waits until its windows are managed.
+    Client client(QStringList arguments) {
+        const Client c = desktop.startTestClient(arguments);
+        EXPECT_FALSE(c.windows.empty()) << "test client did not start";
+        EXPECT_TRUE(desktop.waitFor([&] { return managed(c.windows); })) << "windows never managed";
+        // openbox focuses a new window a moment after listing it: let that happen first, so
+        // it cannot land after a test's own activation.
+        const bool focusable = !arguments.contains("--no-input") && !arguments.contains("dock");
+        if (focusable && !c.windows.empty()) {
+            desktop.waitFor([&] { return desktop.activeWindow() == c.windows.back(); },
+                            std::chrono::seconds(2));
+        }
+        return c;
+    }
+    bool managed(const std::vector<std::uint32_t>& windows) {
+        runningApps->refresh();
+        for (const auto& app : runningApps->runningApplications()) {
+            const auto* x = static_cast<const hopla::x11::X11Application*>(app.get());
+            for (const auto& w : x->windows()) {
+                if (std::find(windows.begin(), windows.end(), w.id) != windows.end()) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    }
+    ApplicationPtr app(AppHandle pid) { return runningApps->application(pid); }
+    bool activeIs(AppHandle pid) {
+        const auto front = runningApps->activeApplication();
+        return front && front->processId() == pid;
+    }
+};
+
+} // namespace hopla::testing
