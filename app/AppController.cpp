@@ -120,8 +120,12 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
     };
     const BackendChoice backend =
         chooseBackend(SessionFacts::current(QGuiApplication::platformName()));
-    app->readiness_ = backend.available ? x11::checkReadiness(QGuiApplication::platformName())
-                                        : x11::ReadinessReport{false, backend.reason};
+    if (!backend.available) {
+        app->readiness_ = {false, backend.reason};
+    } else {
+        const auto report = x11::checkReadiness(QGuiApplication::platformName());
+        app->readiness_ = {report.ready, report.reason};
+    }
     app->permission_ = std::make_unique<ReadinessRefresh>(
         *app->tap_, *app->keys_, *app->preferences_,
         [self] {

@@ -12,7 +12,6 @@
 #include "core/KeyboardTap.h"
 #include "core/panel/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
-#include "platform/x11/X11Readiness.h"
 #include "platform/xdg/XdgAutostart.h"
 #include "updater/HttpsFetcher.h"
 #include "updater/SelfUpdater.h"
@@ -72,7 +71,7 @@ private:
     LaunchOptions options_;
     AppearanceAudit::Defaults defaults_; // the user's settings, or the audit's throwaway
     QSettings& settings_;
-    x11::ReadinessReport readiness_; // the server's extensions stay while connected
+    Readiness readiness_; // of the display server at start: its extensions stay while connected
     QtScheduler scheduler_;
     std::unique_ptr<AccentAppearance> appearance_;
     std::unique_ptr<DesktopColorScheme> colorScheme_;

@@ -16,8 +16,8 @@ struct Readiness {
     QString reason;
 };
 
-// Keeps the keyboard tap running exactly while the desktop trusts Hopla, switching is on
-// and the switch shortcut is free, and publishes what it found to the preferences. Run at
+// Keeps the keyboard tap running exactly while the display server is ready for Hopla, switching is
+// on and the switch shortcut is free, and publishes what it found to the preferences. Run at
 // launch, every 2 s and whenever switching is turned on or off. Main thread only.
 class ReadinessRefresh {
 public:

@@ -3,7 +3,7 @@
 #include "core/AppEntry.h"
 #include "core/KeyboardGesture.h"
 #include "core/RecentApps.h"
-#include "core/VirtualKeys.h"
+#include "platform/VirtualKeys.h"
 
 #include <benchmark/benchmark.h>
 

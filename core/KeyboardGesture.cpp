@@ -1,6 +1,6 @@
 #include "core/KeyboardGesture.h"
 
-#include "core/VirtualKeys.h"
+#include "platform/VirtualKeys.h"
 
 namespace hopla {
 

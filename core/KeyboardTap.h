@@ -1,11 +1,11 @@
 #pragma once
 
 #include "core/KeyboardGesture.h"
-#include "core/VirtualKeys.h"
 #include "platform/Identity.h"
 #include "platform/KeyEventSource.h"
 #include "platform/Lifetime.h"
 #include "platform/Scheduler.h"
+#include "platform/VirtualKeys.h"
 
 #include <array>
 #include <functional>

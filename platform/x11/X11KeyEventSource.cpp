@@ -1,6 +1,6 @@
 #include "platform/x11/X11KeyEventSource.h"
 
-#include "core/VirtualKeys.h"
+#include "platform/VirtualKeys.h"
 #include "platform/x11/ShortcutHolders.h"
 #include "platform/x11/SwitchKeyGrabs.h"
 #include "platform/x11/XConnection.h"

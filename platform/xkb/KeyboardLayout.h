@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/VirtualKeys.h"
+#include "platform/VirtualKeys.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,5 +1,5 @@
 #include "core/KeyboardTap.h"
-#include "core/VirtualKeys.h"
+#include "platform/VirtualKeys.h"
 #include "platform/xkb/KeyboardLayout.h"
 #include "tests/fakes/FakeKeyEventSource.h"
 #include "tests/fakes/ManualScheduler.h"

@@ -1,5 +1,5 @@
 #include "platform/xkb/KeyboardLayout.h"
-#include "core/VirtualKeys.h"
+#include "platform/VirtualKeys.h"
 #include "platform/xkb/KeyPositions.h"
 
 #include <gtest/gtest.h>
