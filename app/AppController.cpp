@@ -1,20 +1,13 @@
 #include "app/AppController.h"
 
 #include "app/ApplicationShortcutVerification.h"
-#include "app/BackendChoice.h"
+#include "app/Backends.h"
 #include "appearance/MenuStyle.h"
-#include "platform/x11/SyntheticKeys.h"
+#include "platform/xdg/XdgAutostart.h"
 #include "updater/UpdateAlert.h"
 
 #include "app/ColorScheme.h"
 #include "app/HoplaIcons.h"
-#include "platform/x11/X11KeyEventSource.h"
-#include "platform/x11/X11Keyboard.h"
-#include "platform/x11/X11PanelSupport.h"
-#include "platform/x11/X11Readiness.h"
-#include "platform/x11/X11RunningApps.h"
-#include "platform/x11/X11WindowSystem.h"
-#include "platform/xfce/XfwmShortcuts.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -54,18 +47,12 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
                                                      const UpdateConfiguration& updates,
                                                      QString* error) {
     std::unique_ptr<AppController> app(new AppController(options));
-    std::string reason;
-    app->runningApps_ = x11::X11RunningApps::open(&reason);
-    if (app->runningApps_) {
-        app->windows_ = x11::X11WindowSystem::open(&reason);
-    }
-    app->panelSupport_ = x11::X11PanelSupport::open();
-    if (!app->runningApps_ || !app->windows_ || !app->panelSupport_) {
-        if (error) {
-            *error = QString::fromStdString(reason);
-        }
+    app->choice_ = chooseBackend(SessionFacts::current(QGuiApplication::platformName()));
+    app->backend_ = openBackend(app->choice_, error);
+    if (!app->backend_) {
         return nullptr;
     }
+    DesktopBackend& backend = *app->backend_;
     AppController* self = app.get();
     app->appearance_ = HoplaAppearance::make(app->settings_, [](const QImage& icon) {
         QApplication::setWindowIcon(QPixmap::fromImage(icon));
@@ -90,53 +77,33 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
             .secondsSince1970 = [] { return QDateTime::currentMSecsSinceEpoch() / 1000.0; },
         });
 
-    auto* support = app->panelSupport_.get();
+    PanelSurface& surface = backend.panelSurface();
     app->panel_ = std::make_unique<SwitcherPanel>(
         localized("Hopla 应用切换器"), [self] { return self->appearance_->accent(); }, false,
         [](const QString& text) { return localized(text.toUtf8().constData()); },
         panelIcon(*app->appearance_),
         SwitcherPanelEnvironment{
-            &app->scheduler_, app->runningApps_.get(), [support] { return support->compositing(); },
-            [support](const QWidget& w) { return support->isViewable(w.winId()); },
-            [self] { // where it was at the switch's key, without a round trip
-                const auto atKey = self->keys_ ? self->keys_->lastKeyPointer() : std::nullopt;
-                return atKey ? x11::X11PanelSupport::fromServerPixels(*atKey) : QCursor::pos();
-            },
-            [support](QWidget& w, const QImage& image) {
-                support->setWindowImage(w.winId(), image);
+            &app->scheduler_, &backend.runningApps(), [&surface] { return surface.compositing(); },
+            [&surface](const QWidget& w) { return surface.isOnScreen(w.winId()); },
+            [&surface] { return surface.pointer(); },
+            [&surface](QWidget& w, const QImage& image) {
+                surface.setWindowImage(w.winId(), image);
             }});
     QObject::connect(
         app->appearance_.get(), &AccentAppearance::selectionChanged, &app->panel_->view(),
         [self] { self->panel_->view().setFallbackIcon(panelIcon(*self->appearance_)); });
-    app->runningApps_->setIconSize(
+    backend.setIconSize(
         qRound(SwitcherView::iconSize * qApp->devicePixelRatio())); // sharp on HiDPI screens
     app->switcher_ = std::make_unique<ApplicationSwitcherController>(
-        *app->panel_, *app->runningApps_, *app->windows_, app->scheduler_);
-    app->keys_ = std::make_unique<x11::X11KeyEventSource>();
-    app->tap_ = std::make_unique<KeyboardTap>(*app->keys_, app->scheduler_, x11::readServerLetters);
+        *app->panel_, backend.runningApps(), backend.windows(), app->scheduler_);
+    app->tap_ = std::make_unique<KeyboardTap>(backend.keys(), app->scheduler_,
+                                              [&backend] { return backend.letters(); });
     app->switcher_->onDismiss = [self] { self->tap_->sessionDismissed(); };
     app->switcher_->onFailure = [self](ApplicationActivationFailure failure) {
         self->report(failure);
     };
-    const BackendChoice backend =
-        chooseBackend(SessionFacts::current(QGuiApplication::platformName()));
-    if (!backend.available) {
-        app->readiness_ = {false, backend.reason};
-    } else {
-        const auto report = x11::checkReadiness(QGuiApplication::platformName());
-        app->readiness_ = {report.ready, report.reason};
-    }
     app->permission_ = std::make_unique<ReadinessRefresh>(
-        *app->tap_, *app->keys_, *app->preferences_,
-        [self] {
-            if (!self->readiness_.ready) {
-                return Readiness{false, self->readiness_.reason};
-            }
-            if (self->runningApps_->connectionLost()) {
-                return Readiness{false, localized("与 X 服务器的连接已断开。")};
-            }
-            return Readiness{true, {}};
-        },
+        *app->tap_, backend.keys(), *app->preferences_, [self] { return self->readiness(); },
         [self] { self->switcher_->dismiss(); });
     app->settingsWindow_ = std::make_unique<SettingsWindow>(
         *app->preferences_, *app->appearance_, *app->updater_,
@@ -203,7 +170,7 @@ void AppController::launch() {
     tap_->isSessionOpen = [this] { return switcher_->session().has_value(); };
     tap_->onInput = [this](const GestureAction& action) {
         // The window manager lets a switch through when it carries the key's time.
-        runningApps_->setUserTime(keys_->lastKeyTime());
+        backend_->noteSwitchKey();
         return switcher_->route(action);
     };
     if (options_.verifyShortcuts) {
@@ -212,7 +179,7 @@ void AppController::launch() {
             showSettings();
         }
         std::string reason;
-        auto keys = x11::SyntheticKeys::open(&reason);
+        auto keys = backend_->syntheticKeyboard(&reason);
         ApplicationShortcutVerification::run(std::move(keys), QString::fromStdString(reason));
         return;
     }
@@ -306,9 +273,13 @@ AppController::~AppController() {
     }
 }
 
+Readiness AppController::readiness() {
+    return choice_.available ? backend_->readiness() : Readiness{false, choice_.reason};
+}
+
 void AppController::refresh() {
     permission_->run();
-    panelSupport_->recheckCompositing(); // a compositor may have come or gone
+    backend_->panelSurface().recheckCompositing(); // a compositor may have come or gone
     // What the settings card says goes to the log too, once per change: the reason switching
     // does not work stays findable without opening the window.
     const PermissionCardText card = permissionCardText(*preferences_);
@@ -342,9 +313,10 @@ void AppController::showSettings() {
 
 void AppController::requestPermission() {
     // No dialog on Linux grants keyboard access: say what Hopla needs and what is missing.
-    QString text = localized("Hopla 需要在 X11 会话中运行，且 X 服务器提供 XInput 2.2 和 XTEST。");
-    if (!readiness_.reason.isEmpty()) {
-        text += QStringLiteral("\n\n") + readiness_.reason;
+    QString text = backend_->requirements();
+    const Readiness now = readiness();
+    if (!now.reason.isEmpty()) {
+        text += QStringLiteral("\n\n") + now.reason;
     }
     QMessageBox::information(settingsWindow_->window(), QStringLiteral("Hopla"), text);
 }
@@ -354,8 +326,7 @@ void AppController::releaseShortcut() {
     if (!conflict || !conflict->releasable) {
         return;
     }
-    if (const auto error =
-            xfce::releaseXfwmSwitchBinding(displayName(preferences_->switchModifier()))) {
+    if (const auto error = backend_->releaseShortcut(displayName(preferences_->switchModifier()))) {
         QMessageBox::warning(
             settingsWindow_->window(), QStringLiteral("Hopla"),
             localized("无法释放 %1 的快捷键：%2").arg(conflict->windowManager, *error));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/BackendChoice.h"
 #include "app/ColorScheme.h"
 #include "app/LaunchOptions.h"
 #include "app/Preferences.h"
@@ -11,8 +12,9 @@
 #include "core/ApplicationSwitcherController.h"
 #include "core/KeyboardTap.h"
 #include "core/panel/SwitcherPanel.h"
+#include "platform/Autostart.h"
+#include "platform/DesktopBackend.h"
 #include "platform/qt/QtScheduler.h"
-#include "platform/xdg/XdgAutostart.h"
 #include "updater/HttpsFetcher.h"
 #include "updater/SelfUpdater.h"
 
@@ -22,14 +24,7 @@
 
 namespace hopla {
 
-namespace x11 {
-class X11KeyEventSource;
-class X11PanelSupport;
-class X11WindowSystem;
-class X11RunningApps;
-} // namespace x11
-
-// Owns and wires the running application: the desktop adapters, the panel, the switcher
+// Owns and wires the running application: the display server's backend, the panel, the switcher
 // controller, the keyboard tap, the tray menu and the settings window. Keeps the tap in
 // step with the preferences and with whether the desktop lets Hopla see the keyboard
 // (checked every 2 s). Main thread only.
@@ -37,8 +32,8 @@ class AppController {
 public:
     static constexpr auto refreshInterval = std::chrono::milliseconds(2000);
 
-    // Builds everything and runs the launch sequence. Nothing, with the reason, when there
-    // is no X11 desktop to run on.
+    // Builds everything and runs the launch sequence. Nothing, with the reason, when no
+    // display server answers.
     static std::unique_ptr<AppController>
     create(const LaunchOptions& options, const UpdateConfiguration& updates, QString* error);
     ~AppController();
@@ -67,24 +62,23 @@ private:
     // With --verify-dark-theme: hands the process to the audit of light and dark colours.
     bool runAppearanceAudit();
     void report(ApplicationActivationFailure failure);
+    // The backend's, unless the session is one this build cannot switch on.
+    Readiness readiness();
 
     LaunchOptions options_;
     AppearanceAudit::Defaults defaults_; // the user's settings, or the audit's throwaway
     QSettings& settings_;
-    Readiness readiness_; // of the display server at start: its extensions stay while connected
+    BackendChoice choice_;
     QtScheduler scheduler_;
     std::unique_ptr<AccentAppearance> appearance_;
     std::unique_ptr<DesktopColorScheme> colorScheme_;
-    std::unique_ptr<XdgAutostart> autostart_;
+    std::unique_ptr<Autostart> autostart_;
     std::unique_ptr<Preferences> preferences_;
     std::unique_ptr<HttpsFetcher> fetcher_;
     std::unique_ptr<SelfUpdater> updater_;
-    std::unique_ptr<x11::X11RunningApps> runningApps_;
-    std::unique_ptr<x11::X11WindowSystem> windows_;
-    std::unique_ptr<x11::X11PanelSupport> panelSupport_;
+    std::unique_ptr<DesktopBackend> backend_;
     std::unique_ptr<SwitcherPanel> panel_;
     std::unique_ptr<ApplicationSwitcherController> switcher_;
-    std::unique_ptr<x11::X11KeyEventSource> keys_;
     std::unique_ptr<KeyboardTap> tap_;
     std::unique_ptr<ReadinessRefresh> permission_;
     std::unique_ptr<StatusMenu> statusMenu_;

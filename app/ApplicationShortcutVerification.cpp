@@ -1,6 +1,6 @@
 #include "app/ApplicationShortcutVerification.h"
 
-#include "platform/x11/SyntheticKeys.h"
+#include "platform/SyntheticKeyboard.h"
 
 #include <QAction>
 #include <QApplication>
@@ -24,7 +24,6 @@ using namespace std::chrono_literals;
 constexpr auto firstLook = 400ms; // the settings window has had time to come up
 constexpr auto pollEvery = 50ms;
 constexpr auto patience = 3000ms; // how long a key or the focus may take under load
-constexpr std::uint32_t keysymComma = 0x2c, keysymW = 0x77;
 
 bool titled(const QWidget& window) {
     const Qt::WindowFlags flags = window.windowFlags();
@@ -65,7 +64,7 @@ struct Step {
 };
 
 struct Check {
-    std::unique_ptr<x11::SyntheticKeys> keys;
+    std::unique_ptr<SyntheticKeyboard> keys;
     std::vector<Step> steps;
     QPointer<QWidget> settings;
     std::shared_ptr<bool> commaHandled = std::make_shared<bool>(false);
@@ -73,9 +72,9 @@ struct Check {
     bool finished = false;
 
     // Types Ctrl and the key; the flag tells whether a window command took it.
-    std::shared_ptr<bool> send(QChar key, std::uint32_t keysym) {
-        auto handled = watchCommand(QKeySequence(Qt::CTRL | key.toUpper().unicode()));
-        if (!keys->pressWithControl(keysym)) {
+    std::shared_ptr<bool> send(char key) {
+        auto handled = watchCommand(QKeySequence(Qt::CTRL | QChar(key).toUpper().unicode()));
+        if (!keys->pressWithControl(key)) {
             fail(QStringLiteral("no key of this keyboard types \"%1\"").arg(key));
         }
         return handled;
@@ -116,7 +115,7 @@ void fail(const QString& message) {
     std::_Exit(1);
 }
 
-void run(std::unique_ptr<x11::SyntheticKeys> keys, const QString& keysUnavailable) {
+void run(std::unique_ptr<SyntheticKeyboard> keys, const QString& keysUnavailable) {
     if (!keys) {
         fail(QStringLiteral("cannot type keys: ") + keysUnavailable);
     }
@@ -133,14 +132,14 @@ void run(std::unique_ptr<x11::SyntheticKeys> keys, const QString& keysUnavailabl
          }},
         {[c] { return c->settings && c->settings->isActiveWindow(); },
          QStringLiteral("the settings window never got the keyboard focus"),
-         [c] { c->commaHandled = c->send(QLatin1Char(','), keysymComma); }},
+         [c] { c->commaHandled = c->send(','); }},
         {[c] { return *c->commaHandled; },
          QStringLiteral("Ctrl+, was not handled by the window's commands"),
          [c] {
              if (visibleWindows() < 1) {
                  fail(QStringLiteral("Ctrl+, did not open settings"));
              }
-             c->closeHandled = c->send(QLatin1Char('w'), keysymW);
+             c->closeHandled = c->send('w');
          }},
         {[c] { return *c->closeHandled; },
          QStringLiteral("Ctrl+W was not handled by the window's commands"), [] {}},

@@ -2,6 +2,7 @@
 
 #include "app/Preferences.h"
 #include "core/KeyboardTap.h"
+#include "platform/Readiness.h"
 
 #include <QString>
 
@@ -9,12 +10,6 @@
 #include <optional>
 
 namespace hopla {
-
-// Whether the desktop lets Hopla see the keyboard; the reason when it does not.
-struct Readiness {
-    bool ready = false;
-    QString reason;
-};
 
 // Keeps the keyboard tap running exactly while the display server is ready for Hopla, switching is
 // on and the switch shortcut is free, and publishes what it found to the preferences. Run at

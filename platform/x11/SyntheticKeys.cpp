@@ -52,9 +52,9 @@ std::uint8_t SyntheticKeys::keycodeOf(std::uint32_t keysym) {
     return 0;
 }
 
-bool SyntheticKeys::pressWithControl(std::uint32_t keysym) {
+bool SyntheticKeys::pressWithControl(char latin) {
     const std::uint8_t control = keycodeOf(controlLeft);
-    const std::uint8_t key = keycodeOf(keysym);
+    const std::uint8_t key = keycodeOf(static_cast<unsigned char>(latin));
     if (control == 0 || key == 0 || x_->broken()) {
         return false;
     }

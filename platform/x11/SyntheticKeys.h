@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/SyntheticKeyboard.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -10,7 +12,7 @@ class XConnection;
 
 // Types key chords through XTEST on a connection of its own, exactly as a keyboard would:
 // the server delivers them to whichever window has the focus.
-class SyntheticKeys {
+class SyntheticKeys final : public SyntheticKeyboard {
 public:
     // Nothing, with the reason, without an X server or its XTEST extension.
     static std::unique_ptr<SyntheticKeys> open(std::string* error);
@@ -18,9 +20,8 @@ public:
     SyntheticKeys(const SyntheticKeys&) = delete;
     SyntheticKeys& operator=(const SyntheticKeys&) = delete;
 
-    // Holds Control while the key that types `keysym` (an X keysym, such as 'w') at its base
-    // level goes down and up. False when no key types it or the connection is gone.
-    bool pressWithControl(std::uint32_t keysym);
+    // ASCII characters are their own X keysyms.
+    bool pressWithControl(char latin) override;
 
 private:
     explicit SyntheticKeys(std::unique_ptr<XConnection> x);

@@ -1,0 +1,24 @@
+#include "app/Backends.h"
+
+#include "platform/x11/X11Backend.h"
+
+namespace hopla {
+
+std::unique_ptr<DesktopBackend> openBackend(const BackendChoice& choice, QString* error) {
+    std::string reason;
+    std::unique_ptr<DesktopBackend> backend;
+    switch (choice.backend) {
+    case Backend::x11:
+    case Backend::wlroots: // no Wayland backend yet: Xwayland's windows, never ready
+    case Backend::kde:
+    case Backend::none:
+        backend = x11::X11Backend::open(&reason);
+        break;
+    }
+    if (!backend && error) {
+        *error = QString::fromStdString(reason);
+    }
+    return backend;
+}
+
+} // namespace hopla

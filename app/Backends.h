@@ -1,0 +1,16 @@
+#pragma once
+
+#include "app/BackendChoice.h"
+#include "platform/DesktopBackend.h"
+
+#include <memory>
+
+namespace hopla {
+
+// Opens the display server the choice names; a new backend is one case here. Until a
+// Wayland compositor has a backend of its own, Hopla opens the X11 one there too (Xwayland's
+// windows, the settings and the tray keep working) and stays not ready with the choice's
+// reason. Nothing, with the reason, when no display server answers.
+std::unique_ptr<DesktopBackend> openBackend(const BackendChoice& choice, QString* error);
+
+} // namespace hopla
