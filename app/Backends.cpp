@@ -1,6 +1,7 @@
 #include "app/Backends.h"
 
 #include "platform/x11/X11Backend.h"
+#include "platform/x11/X11Readiness.h"
 
 namespace hopla {
 
@@ -19,6 +20,10 @@ std::unique_ptr<DesktopBackend> openBackend(const BackendChoice& choice, QString
         *error = QString::fromStdString(reason);
     }
     return backend;
+}
+
+std::optional<QString> displayProblem() {
+    return x11::displayProblem();
 }
 
 } // namespace hopla

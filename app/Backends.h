@@ -13,4 +13,8 @@ namespace hopla {
 // reason. Nothing, with the reason, when no display server answers.
 std::unique_ptr<DesktopBackend> openBackend(const BackendChoice& choice, QString* error);
 
+// Before Qt starts: nothing when the display server Qt will connect to answers, else why not
+// ("no X display: DISPLAY is not set"), to say before Qt tries and aborts.
+std::optional<QString> displayProblem();
+
 } // namespace hopla

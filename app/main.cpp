@@ -1,8 +1,8 @@
 #include "app/AppController.h"
+#include "app/Backends.h"
 #include "app/SingleInstance.h"
 #include "app/Translations.h"
 #include "appearance/AppearanceAudit.h"
-#include "platform/x11/X11Readiness.h"
 #include "updater/UpdateArchiveVerification.h"
 #include "updater/UpdateHelper.h"
 
@@ -92,7 +92,7 @@ int main(int argc, char* argv[]) {
     const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
     if (platform.isEmpty() || platform == "xcb") {
         // Qt would abort without a word of Hopla's: say what is missing and stop.
-        if (const auto problem = hopla::x11::displayProblem()) {
+        if (const auto problem = hopla::displayProblem()) {
             if (hopla::AppearanceAudit::requested(arguments)) {
                 QCoreApplication application(argc, argv); // for the summary's paths
                 hopla::AppearanceAudit::failAtOnce(
