@@ -94,14 +94,21 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
         [self] { self->panel_->view().setFallbackIcon(panelIcon(*self->appearance_)); });
     backend.setIconSize(
         qRound(SwitcherView::iconSize * qApp->devicePixelRatio())); // sharp on HiDPI screens
+    ApplicationSwitcherOptions switching;
+    switching.dismissed = [self] { self->tap_->sessionDismissed(); };
+    switching.failed = [self](ApplicationActivationFailure failure) { self->report(failure); };
     app->switcher_ = std::make_unique<ApplicationSwitcherController>(
-        *app->panel_, backend.runningApps(), backend.windows(), app->scheduler_);
-    app->tap_ = std::make_unique<KeyboardTap>(backend.keys(), app->scheduler_,
-                                              [&backend] { return backend.letters(); });
-    app->switcher_->onDismiss = [self] { self->tap_->sessionDismissed(); };
-    app->switcher_->onFailure = [self](ApplicationActivationFailure failure) {
-        self->report(failure);
-    };
+        *app->panel_, backend.runningApps(), backend.windows(), app->scheduler_,
+        std::move(switching));
+    app->tap_ = std::make_unique<KeyboardTap>(
+        backend.keys(), app->scheduler_, [&backend] { return backend.letters(); },
+        KeyboardTap::Switcher{[self](const GestureAction& action) {
+                                  // The window manager lets a switch through when it carries the
+                                  // key's time.
+                                  self->backend_->noteSwitchKey();
+                                  return self->switcher_->route(action);
+                              },
+                              [self] { return self->switcher_->session().has_value(); }});
     app->permission_ = std::make_unique<ReadinessRefresh>(
         *app->tap_, backend.keys(), *app->preferences_, [self] { return self->readiness(); },
         [self] { self->switcher_->dismiss(); });
@@ -122,9 +129,9 @@ void AppController::launch() {
     if (options_.preview && (options_.dark || options_.light)) {
         applyAppearance(options_.light ? AppAppearance::light : AppAppearance::dark, desktopDark);
     }
-    preferences_->applyAppearance = [this](AppAppearance appearance) {
-        applyAppearance(appearance, colorScheme_->dark());
-    };
+    QObject::connect(
+        preferences_.get(), &Preferences::appearanceAssigned, preferences_.get(),
+        [this](AppAppearance appearance) { applyAppearance(appearance, colorScheme_->dark()); });
     buildMenu(desktopDark);
     if (runAppearanceAudit()) {
         return;
@@ -137,11 +144,14 @@ void AppController::launch() {
                              applyAppearance(preferences_->appearance(), dark);
                          }
                      });
-    preferences_->onEnabledChanged = [this] {
+    const auto restartSwitching = [this] {
         switcher_->dismiss();
         refresh();
     };
-    preferences_->onSwitchModifierChanged = preferences_->onEnabledChanged;
+    QObject::connect(preferences_.get(), &Preferences::enabledAssigned, preferences_.get(),
+                     restartSwitching);
+    QObject::connect(preferences_.get(), &Preferences::switchModifierAssigned, preferences_.get(),
+                     restartSwitching);
     if (options_.settingsScreenshot) {
         settingsScreenshot_ =
             ScheduledTask(scheduler_, scheduler_.after(settingsScreenshotDelay, [this] {
@@ -155,9 +165,8 @@ void AppController::launch() {
             }));
     }
     statusMenu_->setVisible(preferences_->showsTrayIcon());
-    preferences_->onTrayIconVisibilityChanged = [this] {
-        statusMenu_->setVisible(preferences_->showsTrayIcon());
-    };
+    QObject::connect(preferences_.get(), &Preferences::trayIconAssigned, preferences_.get(),
+                     [this] { statusMenu_->setVisible(preferences_->showsTrayIcon()); });
     // Coming to the front (the settings window) re-reads the login item, which the user may
     // have changed elsewhere.
     QObject::connect(qApp, &QGuiApplication::applicationStateChanged, preferences_.get(),
@@ -167,12 +176,6 @@ void AppController::launch() {
                          }
                      });
     switcher_->start();
-    tap_->isSessionOpen = [this] { return switcher_->session().has_value(); };
-    tap_->onInput = [this](const GestureAction& action) {
-        // The window manager lets a switch through when it carries the key's time.
-        backend_->noteSwitchKey();
-        return switcher_->route(action);
-    };
     if (options_.verifyShortcuts) {
         // Beside the user's Hopla: no keyboard tap, no update checks, just the window.
         if (!options_.autostart) {

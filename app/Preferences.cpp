@@ -107,30 +107,26 @@ void Preferences::setSwitchModifier(SwitchModifier modifier) {
     switchModifier_ = modifier;
     emit changed();
     defaults_.setValue(QLatin1String(switchModifierKey), rawValue(modifier));
-    if (onSwitchModifierChanged) {
-        onSwitchModifierChanged();
-    }
+    emit switchModifierAssigned();
 }
 
 void Preferences::assign(bool& field, bool value, const char* key,
-                         const std::function<void()>& after) {
+                         void (Preferences::*assigned)()) {
     field = value;
     emit changed();
     defaults_.setValue(QLatin1String(key), value);
-    if (after) {
-        after();
-    }
+    emit(this->*assigned)();
     persistCloudIfEnabled();
 }
 
 void Preferences::setEnabled(bool enabled) {
     noteLocalEdit(LocalEdit::editedEnabled);
-    assign(enabled_, enabled, switchingEnabledKey, onEnabledChanged);
+    assign(enabled_, enabled, switchingEnabledKey, &Preferences::enabledAssigned);
 }
 
 void Preferences::setShowsTrayIcon(bool shows) {
     noteLocalEdit(LocalEdit::editedTrayIcon);
-    assign(showsTrayIcon_, shows, showsTrayIconKey, onTrayIconVisibilityChanged);
+    assign(showsTrayIcon_, shows, showsTrayIconKey, &Preferences::trayIconAssigned);
 }
 
 void Preferences::setAppearance(AppAppearance appearance) {
@@ -138,9 +134,7 @@ void Preferences::setAppearance(AppAppearance appearance) {
     appearance_ = appearance;
     emit changed();
     defaults_.setValue(QLatin1String(appearanceKey), rawValue(appearance));
-    if (applyAppearance) {
-        applyAppearance(appearance);
-    }
+    emit appearanceAssigned(appearance);
     persistCloudIfEnabled();
 }
 

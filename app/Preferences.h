@@ -99,18 +99,17 @@ public:
     void refreshLoginStatus();
     void setLoginEnabled(bool on);
 
-    // Called after every assignment of enabled / showsTrayIcon.
-    std::function<void()> onEnabledChanged;
-    std::function<void()> onTrayIconVisibilityChanged;
-    std::function<void()> onSwitchModifierChanged;
-    // Applies the appearance to the application (light, dark or the system's).
-    std::function<void(AppAppearance)> applyAppearance;
-
     // Tells observers that a live status field was assigned.
     void announce() { emit changed(); }
 
 signals:
     void changed();
+    // After every assignment, also of the same value, once it is stored.
+    void enabledAssigned();
+    void trayIconAssigned();
+    void switchModifierAssigned();
+    // The application takes the appearance (light, dark or the system's).
+    void appearanceAssigned(hopla::AppAppearance appearance);
 
 private:
     void startCloudSync();
@@ -135,7 +134,7 @@ private:
     }
 
     // Publishes a stored switch, writes it under its key (also when unchanged), then tells.
-    void assign(bool& field, bool value, const char* key, const std::function<void()>& after);
+    void assign(bool& field, bool value, const char* key, void (Preferences::*assigned)());
 
     QSettings& defaults_;
     Autostart& autostart_;

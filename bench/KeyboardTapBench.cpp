@@ -15,10 +15,11 @@ using hopla::KeyEvent;
 struct Rig {
     hopla::fake::ManualScheduler mainQueue;
     hopla::fake::FakeKeyEventSource source;
-    hopla::KeyboardTap tap{source, mainQueue,
-                           [] { return hopla::KeyboardLayout::fromNames({})->letters(); }};
+    hopla::KeyboardTap tap{source,
+                           mainQueue,
+                           [] { return hopla::KeyboardLayout::fromNames({})->letters(); },
+                           {{}, [] { return true; }}};
     Rig() {
-        tap.isSessionOpen = [] { return true; };
         tap.start();
         source.send({KeyEvent::Type::keyDown, 48, true, false, false, false}); // open a session
         source.send({KeyEvent::Type::keyUp, 48, false, false, false, false});

@@ -30,20 +30,20 @@ int main(int argc, char** argv) {
         const auto keyboard = hopla::x11::readServerKeyboard(*x, nullptr);
         hopla::QtScheduler scheduler;
         hopla::x11::X11KeyEventSource source;
-        hopla::KeyboardTap tap(source, scheduler, hopla::x11::readServerLetters);
         using Clock = std::chrono::steady_clock;
         std::optional<Clock::time_point> arrived;
         bool open = false;
-        tap.onInput = [&](const hopla::GestureAction& a) {
-            if (a.kind == hopla::GestureAction::Kind::tab) {
-                arrived = Clock::now();
-                open = true;
-            } else {
-                open = false;
-            }
-            return true;
-        };
-        tap.isSessionOpen = [&] { return open; };
+        hopla::KeyboardTap tap(source, scheduler, hopla::x11::readServerLetters,
+                               {[&](const hopla::GestureAction& a) {
+                                    if (a.kind == hopla::GestureAction::Kind::tab) {
+                                        arrived = Clock::now();
+                                        open = true;
+                                    } else {
+                                        open = false;
+                                    }
+                                    return true;
+                                },
+                                [&] { return open; }});
         if (!keyboard || !tap.start()) {
             std::fprintf(
                 stderr, "the tap did not start: %s\n",

@@ -119,7 +119,7 @@ void ApplicationActivationCoordinator::openThen(const ApplicationPtr& app, Ident
     // The scheduler outlives the coordinator, so the answer may use it even when the
     // coordinator is gone by then.
     runningApps_.openApplication(
-        *location, app->processId(),
+        *location, app->handle(),
         [scheduler = &scheduler_, self = lifetime_.weak(this), request,
          next = std::move(next)](std::optional<QString> error) {
             scheduler->post([self, request, failed = error.has_value(), next] {

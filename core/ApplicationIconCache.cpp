@@ -26,7 +26,7 @@ template <typename T> void feed(std::size_t& seed, const std::optional<T>& field
 } // namespace
 
 ApplicationIconIdentity::ApplicationIconIdentity(const Application& app)
-    : ApplicationIconIdentity(app.processId(), app.launchDate(), app.launchPath(),
+    : ApplicationIconIdentity(app.handle(), app.launchDate(), app.launchPath(),
                               app.executableLocation(), app.desktopId()) {}
 
 ApplicationIconIdentity::ApplicationIconIdentity(AppHandle handle,

@@ -12,7 +12,7 @@ namespace hopla {
 namespace {
 
 bool isCandidate(const Application& app, AppHandle self) {
-    return !app.isTerminated() && app.processId() != self &&
+    return !app.isTerminated() && app.handle() != self &&
            app.taskbarPolicy() == TaskbarPolicy::regular;
 }
 
@@ -66,14 +66,14 @@ void ApplicationSwitcherController::start() {
             [self](const ApplicationPtr& app) {
                 auto* controller = self.get();
                 if (controller && app && app->taskbarPolicy() == TaskbarPolicy::regular) {
-                    controller->recent_.activate(app->processId());
+                    controller->recent_.activate(app->handle());
                     controller->prepareUpcomingSession();
                 }
             },
         .terminated =
             [self](const ApplicationPtr& app) {
                 if (auto* controller = self.get(); controller && app) {
-                    controller->removeCandidate(app->processId());
+                    controller->removeCandidate(app->handle());
                     controller->prepareUpcomingSession();
                 }
             },
@@ -95,9 +95,6 @@ void ApplicationSwitcherController::stop() {
 
 void ApplicationSwitcherController::setSession(std::optional<SwitchSession> session) {
     session_ = std::move(session);
-    if (onSessionChange) {
-        onSessionChange(session_);
-    }
 }
 
 void ApplicationSwitcherController::cancelActivation() {
@@ -186,12 +183,12 @@ std::vector<AppEntry>
 ApplicationSwitcherController::orderedEntries(const std::vector<ApplicationPtr>& apps,
                                               RecentApps& recent) {
     if (const auto front = runningApps_.activeApplication()) {
-        recent.activate(front->processId());
+        recent.activate(front->handle());
     }
     std::vector<AppEntry> entries;
     entries.reserve(apps.size());
     for (const auto& app : apps) {
-        entries.emplace_back(app->processId(), displayName(*app));
+        entries.emplace_back(app->handle(), displayName(*app));
     }
     return recent.ordered(std::move(entries));
 }
@@ -254,8 +251,8 @@ void ApplicationSwitcherController::select(AppHandle id) {
 
 void ApplicationSwitcherController::activate(AppHandle id, bool hideWhenReady) {
     cancelActivation();
-    if (onActivationRequest) {
-        onActivationRequest(id);
+    if (options_.activationRequested) {
+        options_.activationRequested(id);
     }
     const Identity request = activationIdentity_;
     const Identity owner = sessionIdentity_;
@@ -271,8 +268,8 @@ void ApplicationSwitcherController::activate(AppHandle id, bool hideWhenReady) {
             } else if (controller->sessionIdentity_ == owner) {
                 controller->panel_.model().setFailedId(id);
             }
-            if (controller->onFailure) {
-                controller->onFailure(*failure);
+            if (controller->options_.failed) {
+                controller->options_.failed(*failure);
             }
             return;
         }
@@ -281,18 +278,14 @@ void ApplicationSwitcherController::activate(AppHandle id, bool hideWhenReady) {
             next.activationSucceeded(id);
             controller->setSession(std::move(next));
         }
-        if (controller->onActivated) {
-            controller->onActivated(std::get<ApplicationPtr>(result));
+        if (controller->options_.activated) {
+            controller->options_.activated(std::get<ApplicationPtr>(result));
         }
         if (hideWhenReady && controller->sessionIdentity_ == owner) {
             controller->dismiss();
         }
     };
-    if (requestActivation) {
-        requestActivation(id, std::move(completion));
-    } else {
-        activationCoordinator_.activate(id, confirmationAttempts, std::move(completion));
-    }
+    activationCoordinator_.activate(id, confirmationAttempts, std::move(completion));
 }
 
 void ApplicationSwitcherController::dismiss() {
@@ -301,8 +294,8 @@ void ApplicationSwitcherController::dismiss() {
     sessionApplicationTimer_.reset();
     setSession(std::nullopt);
     panel_.hide();
-    if (onDismiss) {
-        onDismiss();
+    if (options_.dismissed) {
+        options_.dismissed();
     }
     prepareUpcomingSession();
 }
@@ -332,7 +325,7 @@ void ApplicationSwitcherController::startSessionApplicationRefresh() {
             std::unordered_set<AppHandle> running;
             for (const auto& app : controller->runningApps_.runningApplications()) {
                 if (app && !app->isTerminated() && app->taskbarPolicy() == TaskbarPolicy::regular) {
-                    running.insert(app->processId());
+                    running.insert(app->handle());
                 }
             }
             const std::vector<AppEntry> snapshot = controller->session_->apps();
@@ -357,7 +350,7 @@ ApplicationSwitcherController::cachedIcons(const std::vector<ApplicationPtr>& ap
     std::vector<ApplicationPtr> missing;
     for (std::size_t i = 0; i < apps.size(); ++i) {
         if (auto icon = iconCache_.cached(identities[i])) {
-            icons.emplace(apps[i]->processId(), std::move(*icon));
+            icons.emplace(apps[i]->handle(), std::move(*icon));
         } else {
             missing.push_back(apps[i]);
         }
@@ -377,12 +370,12 @@ void ApplicationSwitcherController::fillMissingIcons(std::vector<ApplicationPtr>
             return;
         }
         for (const auto& app : missing) {
-            if (app->isTerminated() || !hasCandidate(*controller->session_, app->processId())) {
+            if (app->isTerminated() || !hasCandidate(*controller->session_, app->handle())) {
                 continue;
             }
             if (auto icon = controller->iconCache_.load(ApplicationIconIdentity(*app),
                                                         [&app] { return app->icon(); })) {
-                icons.insert_or_assign(app->processId(), std::move(*icon));
+                icons.insert_or_assign(app->handle(), std::move(*icon));
             }
         }
         if (controller->sessionIdentity_ == session) {

@@ -23,6 +23,12 @@ struct ApplicationSwitcherOptions {
     // How long an ambiguous letter waits for another key before it switches. The default
     // asks the desktop's double-click interval.
     std::function<Scheduler::Duration()> doubleClickInterval;
+
+    // What happened, told on the main thread; any may be left empty.
+    std::function<void()> dismissed;                          // the session closed
+    std::function<void(ApplicationActivationFailure)> failed; // a switch did not take
+    std::function<void(AppHandle)> activationRequested;       // a switch was asked for
+    std::function<void(const ApplicationPtr&)> activated;     // a switch was confirmed
 };
 
 // Turns key actions into switching: opens a session over the running applications, steps
@@ -64,15 +70,6 @@ public:
     const std::optional<SwitchSession>& session() const { return session_; }
     const RecentApps& recent() const { return recent_; }
     ApplicationIconCache& iconCache() { return iconCache_; }
-
-    // Extension points; the application leaves all but onDismiss and onFailure unset.
-    std::function<void(const std::optional<SwitchSession>&)> onSessionChange;
-    std::function<void()> onDismiss;
-    std::function<void(ApplicationActivationFailure)> onFailure;
-    std::function<void(const ApplicationPtr&)> onActivated;
-    std::function<void(AppHandle)> onActivationRequest;
-    // Replaces the activation coordinator when set.
-    std::function<void(AppHandle, ApplicationActivationCoordinator::Completion)> requestActivation;
 
 private:
     void setSession(std::optional<SwitchSession> session);

@@ -2,10 +2,12 @@
 
 namespace hopla {
 
-KeyboardTap::KeyboardTap(KeyEventSource& source, Scheduler& mainQueue, LayoutProvider layout)
+KeyboardTap::KeyboardTap(KeyEventSource& source, Scheduler& mainQueue, LayoutProvider layout,
+                         Switcher switcher)
     : source_(source)
     , mainQueue_(mainQueue)
-    , layout_(std::move(layout)) {}
+    , layout_(std::move(layout))
+    , switcher_(std::move(switcher)) {}
 
 KeyboardTap::~KeyboardTap() {
     stop();
@@ -99,10 +101,10 @@ void KeyboardTap::deliver(const GestureAction& action) {
                 return; // stopped meanwhile
             }
         }
-        if (tap->onInput) {
-            tap->onInput(action);
+        if (tap->switcher_.input) {
+            tap->switcher_.input(action);
         }
-        const bool open = tap->isSessionOpen && tap->isSessionOpen();
+        const bool open = tap->switcher_.sessionOpen && tap->switcher_.sessionOpen();
         std::lock_guard lock(tap->lock_);
         if (tap->generation_ != generation) {
             return;

@@ -24,15 +24,19 @@ public:
     // The letters of the keyboard layout current at start(); nothing when it cannot be read.
     using LayoutProvider = std::function<std::optional<KeyLetters>()>;
 
-    KeyboardTap(KeyEventSource& source, Scheduler& mainQueue, LayoutProvider layout);
+    // The switcher the tap hands its actions to, on the main thread.
+    struct Switcher {
+        // Takes every delivered action; true when it was used.
+        std::function<bool(const GestureAction&)> input;
+        // Asked after each delivery: is a session open?
+        std::function<bool()> sessionOpen;
+    };
+
+    KeyboardTap(KeyEventSource& source, Scheduler& mainQueue, LayoutProvider layout,
+                Switcher switcher);
     ~KeyboardTap();
     KeyboardTap(const KeyboardTap&) = delete;
     KeyboardTap& operator=(const KeyboardTap&) = delete;
-
-    // Called on the main thread with every delivered action.
-    std::function<bool(const GestureAction&)> onInput;
-    // Asked on the main thread after each delivery: is a session open?
-    std::function<bool()> isSessionOpen;
 
     // Builds the letter table from the current layout and starts the source. True when a
     // working source is in place; does nothing (and rebuilds nothing) while one is.
@@ -59,6 +63,7 @@ private:
     KeyEventSource& source_;
     Scheduler& mainQueue_;
     LayoutProvider layout_;
+    Switcher switcher_;
     mutable std::recursive_mutex lock_;
     KeyboardGesture gesture_;
     KeyLetters shortcuts_{}; // 0: the key gives no letter

@@ -26,7 +26,8 @@ class Application {
 public:
     virtual ~Application() = default;
 
-    virtual AppHandle processId() const = 0;
+    // The handle the backend gave the application; stable while it runs.
+    virtual AppHandle handle() const = 0;
     virtual std::optional<QString> localizedName() const = 0;
     // Where the application is installed: its desktop entry, or else its executable.
     virtual std::optional<QString> launchPath() const = 0;

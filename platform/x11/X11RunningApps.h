@@ -24,7 +24,7 @@ class X11Application final : public Application {
 public:
     X11Application(X11RunningApps& runningApps, AppHandle pid);
 
-    AppHandle processId() const override { return pid_; }
+    AppHandle handle() const override { return pid_; }
     std::optional<QString> localizedName() const override;
     std::optional<QString> launchPath() const override;
     std::optional<QString> executableLocation() const override { return executable_; }

@@ -57,8 +57,9 @@ TEST_F(PreferencesTest, EveryAssignmentIsWrittenAndAnnouncedEvenOfTheSameValue) 
     hopla::Preferences preferences(settings, login);
     int enabledCalls = 0, changes = 0;
     std::vector<AppAppearance> applied;
-    preferences.onEnabledChanged = [&] { ++enabledCalls; };
-    preferences.applyAppearance = [&](AppAppearance a) { applied.push_back(a); };
+    QObject::connect(&preferences, &hopla::Preferences::enabledAssigned, [&] { ++enabledCalls; });
+    QObject::connect(&preferences, &hopla::Preferences::appearanceAssigned,
+                     [&](AppAppearance a) { applied.push_back(a); });
     QObject::connect(&preferences, &hopla::Preferences::changed, [&] { ++changes; });
     preferences.setEnabled(true); // unchanged, still written and announced
     EXPECT_EQ(settings.value("switchingEnabled").toBool(), true);

@@ -20,7 +20,7 @@ struct ReadinessRefreshTest : ::testing::Test {
     hopla::Preferences preferences{settings, login};
     hopla::fake::ManualScheduler mainQueue;
     hopla::fake::FakeKeyEventSource source;
-    hopla::KeyboardTap tap{source, mainQueue, {}}; // letters play no part here
+    hopla::KeyboardTap tap{source, mainQueue, {}, {}}; // letters play no part here
     hopla::Readiness readiness{true, {}};
     int dismissals = 0;
     std::vector<bool> checkMarks;

@@ -155,7 +155,7 @@ TEST_F(ActivationTest, OnlyTheCurrentRequestEverCompletes) {
     runningApps.bringToFront(2);
     scheduler.advance(100ms);
     ASSERT_EQ(results.size(), 1u);
-    EXPECT_EQ(std::get<hopla::ApplicationPtr>(results[0])->processId(), 2);
+    EXPECT_EQ(std::get<hopla::ApplicationPtr>(results[0])->handle(), 2);
 
     results.clear();
     runningApps.bringToFront(0);

@@ -33,25 +33,24 @@ KeyEvent released(std::int64_t modifierKey) {
 struct KeyboardTapTest : ::testing::Test {
     hopla::fake::ManualScheduler mainQueue;
     hopla::fake::FakeKeyEventSource source;
-    KeyboardTap tap{source, mainQueue,
-                    [] { return hopla::KeyboardLayout::fromNames({})->letters(); }};
     std::vector<GestureAction> delivered;
     bool controllerHasSession = false;
-
-    void SetUp() override {
-        tap.onInput = [this](const GestureAction& a) {
-            delivered.push_back(a);
-            if (a.kind == GestureAction::Kind::tab) {
-                controllerHasSession = opensSomething;
-            } else if (a.kind != GestureAction::Kind::letter) {
-                controllerHasSession = false;
-            }
-            return true;
-        };
-        tap.isSessionOpen = [this] { return controllerHasSession; };
-        ASSERT_TRUE(tap.start());
-    }
     bool opensSomething = true;
+    KeyboardTap tap{source,
+                    mainQueue,
+                    [] { return hopla::KeyboardLayout::fromNames({})->letters(); },
+                    {[this](const GestureAction& a) {
+                         delivered.push_back(a);
+                         if (a.kind == GestureAction::Kind::tab) {
+                             controllerHasSession = opensSomething;
+                         } else if (a.kind != GestureAction::Kind::letter) {
+                             controllerHasSession = false;
+                         }
+                         return true;
+                     },
+                     [this] { return controllerHasSession; }}};
+
+    void SetUp() override { ASSERT_TRUE(tap.start()); }
 };
 
 TEST_F(KeyboardTapTest, SwitchTabOpensAtOnceSoTheNextLetterIsTakenBeforeTheMainThreadRuns) {
@@ -125,8 +124,8 @@ TEST_F(KeyboardTapTest, ATapDestroyedWithDeliveriesQueuedIsSilent) {
     hopla::fake::FakeKeyEventSource other;
     int calls = 0;
     {
-        KeyboardTap shortLived(other, mainQueue, {});
-        shortLived.onInput = [&](const GestureAction&) { return ++calls > 0; };
+        KeyboardTap shortLived(other, mainQueue, {},
+                               {[&](const GestureAction&) { return ++calls > 0; }, {}});
         ASSERT_TRUE(shortLived.start());
         other.send(down(tab, true));
     }

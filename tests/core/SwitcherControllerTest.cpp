@@ -19,25 +19,23 @@ struct ControllerTest : ::testing::Test {
     hopla::fake::FakeRunningApps runningApps{/*currentProcess=*/1};
     hopla::fake::FakeWindowSystem windows;
     hopla::testing::RecordingPanel panel;
-    std::unique_ptr<ApplicationSwitcherController> controller =
-        std::make_unique<ApplicationSwitcherController>(
-            panel, runningApps, windows, scheduler,
-            ApplicationSwitcherController::Options{
-                "test", [] { return hopla::Scheduler::Duration(400ms); }});
     std::vector<AppHandle> requested;
     std::vector<AppHandle> activated;
     std::vector<ApplicationActivationFailure> failures;
     int dismissals = 0;
+    std::unique_ptr<ApplicationSwitcherController> controller =
+        std::make_unique<ApplicationSwitcherController>(
+            panel, runningApps, windows, scheduler,
+            ApplicationSwitcherController::Options{
+                .restorerLabel = "test",
+                .doubleClickInterval = [] { return hopla::Scheduler::Duration(400ms); },
+                .dismissed = [this] { ++dismissals; },
+                .failed = [this](ApplicationActivationFailure f) { failures.push_back(f); },
+                .activationRequested = [this](AppHandle id) { requested.push_back(id); },
+                .activated =
+                    [this](const hopla::ApplicationPtr& a) { activated.push_back(a->handle()); }});
 
-    void SetUp() override {
-        controller->onActivationRequest = [this](AppHandle id) { requested.push_back(id); };
-        controller->onActivated = [this](const hopla::ApplicationPtr& a) {
-            activated.push_back(a->processId());
-        };
-        controller->onFailure = [this](ApplicationActivationFailure f) { failures.push_back(f); };
-        controller->onDismiss = [this] { ++dismissals; };
-        controller->start();
-    }
+    void SetUp() override { controller->start(); }
     std::shared_ptr<hopla::fake::FakeApplication> app(AppHandle id, const char* name) {
         auto a = runningApps.add(id, name);
         windows.script(id, {std::vector<hopla::fake::FakeWindow>{{}}, 0, 0});

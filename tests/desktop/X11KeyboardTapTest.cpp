@@ -21,20 +21,23 @@ struct X11KeyboardTapTest : ::testing::Test {
     hopla::x11::ServerKeyboard keyboard = std::move(*hopla::x11::readServerKeyboard(*x, nullptr));
     hopla::QtScheduler scheduler;
     hopla::x11::X11KeyEventSource source;
-    hopla::KeyboardTap tap{source, scheduler, hopla::x11::readServerLetters};
     std::vector<GestureAction> delivered;
     bool sessionOpen = false;
+    hopla::KeyboardTap tap{source,
+                           scheduler,
+                           hopla::x11::readServerLetters,
+                           {[this](const GestureAction& a) {
+                                delivered.push_back(a);
+                                sessionOpen =
+                                    a.kind == GestureAction::Kind::tab ||
+                                    (a.kind == GestureAction::Kind::letter && sessionOpen);
+                                return true;
+                            },
+                            [this] { return sessionOpen; }}};
     QProcess* client = nullptr;
     QByteArray typed;
 
     void SetUp() override {
-        tap.onInput = [this](const GestureAction& a) {
-            delivered.push_back(a);
-            sessionOpen = a.kind == GestureAction::Kind::tab ||
-                          (a.kind == GestureAction::Kind::letter && sessionOpen);
-            return true;
-        };
-        tap.isSessionOpen = [this] { return sessionOpen; };
         const auto typist = desktop.startTestClient({"--class", "typist,Typist"});
         client = typist.process;
         ASSERT_FALSE(typist.windows.empty());

@@ -69,7 +69,7 @@ struct X11RunningAppsTest : ::testing::Test {
     ApplicationPtr app(AppHandle pid) { return runningApps->application(pid); }
     bool activeIs(AppHandle pid) {
         const auto front = runningApps->activeApplication();
-        return front && front->processId() == pid;
+        return front && front->handle() == pid;
     }
 };
 

@@ -44,7 +44,7 @@ TEST_F(X11RunningAppsTest, ListsApplicationsGroupedByProcessWithPidsFromXResourc
 
     const auto listed = runningApps->runningApplications();
     EXPECT_EQ(std::count_if(listed.begin(), listed.end(),
-                            [&](const auto& a) { return a->processId() == two.pid(); }),
+                            [&](const auto& a) { return a->handle() == two.pid(); }),
               1);
 }
 
@@ -121,8 +121,8 @@ TEST_F(X11RunningAppsTest,
 TEST_F(X11RunningAppsTest, ObserversHearOfActivationsAndTerminations) {
     std::vector<AppHandle> activated, terminated;
     const auto subscription = runningApps->observe({
-        .activated = [&](const ApplicationPtr& a) { activated.push_back(a->processId()); },
-        .terminated = [&](const ApplicationPtr& a) { terminated.push_back(a->processId()); },
+        .activated = [&](const ApplicationPtr& a) { activated.push_back(a->handle()); },
+        .terminated = [&](const ApplicationPtr& a) { terminated.push_back(a->handle()); },
         .sessionResignedActive = nullptr,
         .activeSpaceChanged = nullptr,
     });
@@ -211,7 +211,7 @@ TEST_F(X11RunningAppsTest, TheListKeptFromNotificationsMatchesAFreshReadThroughE
         QStringList seen;
         for (const auto& a : runningApps->runningApplications()) {
             for (const auto& w : static_cast<const hopla::x11::X11Application&>(*a).windows()) {
-                seen << row(w, a->processId());
+                seen << row(w, a->handle());
             }
         }
         seen.sort();

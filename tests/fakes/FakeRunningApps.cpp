@@ -34,8 +34,8 @@ std::shared_ptr<FakeApplication> FakeRunningApps::add(AppHandle id, QString name
 }
 
 std::shared_ptr<FakeApplication> FakeRunningApps::fake(AppHandle id) const {
-    const auto it = std::find_if(apps_.begin(), apps_.end(),
-                                 [id](const auto& a) { return a->processId() == id; });
+    const auto it =
+        std::find_if(apps_.begin(), apps_.end(), [id](const auto& a) { return a->handle() == id; });
     return it == apps_.end() ? nullptr : *it;
 }
 
@@ -94,7 +94,7 @@ void FakeRunningApps::finishOpen(const QString& location, const OpenAnswer& answ
         const auto it = std::find_if(apps_.begin(), apps_.end(),
                                      [&](const auto& a) { return a->bundle == location; });
         if (it != apps_.end()) {
-            bringToFront((*it)->processId());
+            bringToFront((*it)->handle());
         }
     }
     answer(error);

@@ -32,7 +32,7 @@ public:
     // What it was asked.
     int activateCalls = 0;
 
-    AppHandle processId() const override { return id_; }
+    AppHandle handle() const override { return id_; }
     std::optional<QString> localizedName() const override { return name; }
     std::optional<QString> launchPath() const override { return bundle; }
     std::optional<QString> executableLocation() const override { return executable; }
