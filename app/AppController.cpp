@@ -109,9 +109,14 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
                                   return self->switcher_->route(action);
                               },
                               [self] { return self->switcher_->session().has_value(); }});
-    app->permission_ = std::make_unique<ReadinessRefresh>(
+    app->readinessRefresh_ = std::make_unique<ReadinessRefresh>(
         *app->tap_, backend.keys(), *app->preferences_, [self] { return self->readiness(); },
-        [self] { self->switcher_->dismiss(); });
+        [self] { self->switcher_->dismiss(); },
+        [self](bool on) { // the tray menu is built at launch, after this
+            if (self->statusMenu_) {
+                self->statusMenu_->setEnabledChecked(on);
+            }
+        });
     app->settingsWindow_ = std::make_unique<SettingsWindow>(
         *app->preferences_, *app->appearance_, *app->updater_,
         SettingsWindow::Actions{[self] { self->requestPermission(); },
@@ -214,7 +219,6 @@ void AppController::buildMenu(bool desktopDark) {
                             [this] { updater_->checkForUpdates(true); }, [this] { quit(); }},
         trayInk(desktopDark));
     statusMenu_->setEnabledChecked(preferences_->enabled());
-    permission_->showEnabled = [this](bool on) { statusMenu_->setEnabledChecked(on); };
 }
 
 bool AppController::runAppearanceAudit() {
@@ -281,7 +285,7 @@ Readiness AppController::readiness() {
 }
 
 void AppController::refresh() {
-    permission_->run();
+    readinessRefresh_->run();
     backend_->panelSurface().recheckCompositing(); // a compositor may have come or gone
     // What the settings card says goes to the log too, once per change: the reason switching
     // does not work stays findable without opening the window.

@@ -80,7 +80,7 @@ private:
     std::unique_ptr<SwitcherPanel> panel_;
     std::unique_ptr<ApplicationSwitcherController> switcher_;
     std::unique_ptr<KeyboardTap> tap_;
-    std::unique_ptr<ReadinessRefresh> permission_;
+    std::unique_ptr<ReadinessRefresh> readinessRefresh_;
     std::unique_ptr<StatusMenu> statusMenu_;
     std::unique_ptr<SettingsWindow> settingsWindow_;
     ScheduledTask refreshTimer_;

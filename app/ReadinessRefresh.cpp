@@ -4,18 +4,20 @@ namespace hopla {
 
 ReadinessRefresh::ReadinessRefresh(KeyboardTap& tap, KeyEventSource& source,
                                    Preferences& preferences, std::function<Readiness()> readiness,
-                                   std::function<void()> dismiss)
+                                   std::function<void()> dismiss,
+                                   std::function<void(bool)> showEnabled)
     : tap_(tap)
     , source_(source)
     , preferences_(preferences)
     , readiness_(std::move(readiness))
-    , dismiss_(std::move(dismiss)) {}
+    , dismiss_(std::move(dismiss))
+    , showEnabled_(std::move(showEnabled)) {}
 
 void ReadinessRefresh::run() {
     const Readiness readiness = readiness_();
     preferences_.displayReady = readiness.ready;
-    if (showEnabled) {
-        showEnabled(preferences_.enabled());
+    if (showEnabled_) {
+        showEnabled_(preferences_.enabled());
     }
     const auto stopAndDismiss = [this] {
         tap_.stop();

@@ -16,11 +16,11 @@ namespace hopla {
 // launch, every 2 s and whenever switching is turned on or off. Main thread only.
 class ReadinessRefresh {
 public:
+    // `dismiss` closes an open session; `showEnabled` shows whether switching is on (the tray
+    // menu's check mark).
     ReadinessRefresh(KeyboardTap& tap, KeyEventSource& source, Preferences& preferences,
-                     std::function<Readiness()> readiness, std::function<void()> dismiss);
-
-    // Shows whether switching is on (the tray menu's check mark).
-    std::function<void(bool)> showEnabled;
+                     std::function<Readiness()> readiness, std::function<void()> dismiss,
+                     std::function<void(bool)> showEnabled);
 
     void run();
 
@@ -33,6 +33,7 @@ private:
     Preferences& preferences_;
     std::function<Readiness()> readiness_;
     std::function<void()> dismiss_;
+    std::function<void(bool)> showEnabled_;
     std::optional<bool> lastPermission_; // what the previous run found
 };
 

@@ -70,8 +70,8 @@ void SingleInstance::accept() {
         connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
         connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
             while (socket->canReadLine()) {
-                if (socket->readLine() == reopenRequest && onReopen) {
-                    onReopen();
+                if (socket->readLine() == reopenRequest) {
+                    emit reopenRequested();
                 }
             }
             if (socket->bytesAvailable() > reopenRequest.size()) {

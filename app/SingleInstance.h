@@ -4,7 +4,6 @@
 #include <QObject>
 #include <QString>
 
-#include <functional>
 #include <memory>
 
 namespace hopla {
@@ -30,8 +29,9 @@ public:
     Claim claim();
     QString error() const { return error_; }
 
-    // Called on the first instance whenever a later launch asks it to reopen.
-    std::function<void()> onReopen;
+signals:
+    // On the first instance, whenever a later launch asks it to reopen.
+    void reopenRequested();
 
 private:
     bool tellRunningInstance();

@@ -139,6 +139,7 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "hopla: cannot run here: %s\n", qPrintable(error));
         return 1;
     }
-    instance.onReopen = [&controller] { controller->reopen(); };
+    QObject::connect(&instance, &hopla::SingleInstance::reopenRequested, &instance,
+                     [&controller] { controller->reopen(); });
     return application.exec();
 }

@@ -24,12 +24,12 @@ struct ReadinessRefreshTest : ::testing::Test {
     hopla::Readiness readiness{true, {}};
     int dismissals = 0;
     std::vector<bool> checkMarks;
-    hopla::ReadinessRefresh refresh{tap, source, preferences, [this] { return readiness; },
-                                    [this] { ++dismissals; }};
-
-    ReadinessRefreshTest() {
-        refresh.showEnabled = [this](bool on) { checkMarks.push_back(on); };
-    }
+    hopla::ReadinessRefresh refresh{tap,
+                                    source,
+                                    preferences,
+                                    [this] { return readiness; },
+                                    [this] { ++dismissals; },
+                                    [this](bool on) { checkMarks.push_back(on); }};
 };
 
 TEST_F(ReadinessRefreshTest, TheTapRunsWhileSwitchingIsOnAndStopsTheMomentItIsTurnedOff) {

@@ -23,7 +23,7 @@ TEST_F(SingleInstanceTest, ASecondLaunchMakesTheFirstReopenEachTimeAndALeftoverB
     ASSERT_TRUE(hopla::testing::write(name, {})); // what a dead instance left behind
     hopla::SingleInstance first(name);
     int reopened = 0;
-    first.onReopen = [&] { ++reopened; };
+    QObject::connect(&first, &hopla::SingleInstance::reopenRequested, [&] { ++reopened; });
     ASSERT_EQ(first.claim(), Claim::first) << first.error().toStdString();
 
     for (int launch = 1; launch <= 2; ++launch) {
@@ -36,7 +36,7 @@ TEST_F(SingleInstanceTest, ASecondLaunchMakesTheFirstReopenEachTimeAndALeftoverB
 TEST_F(SingleInstanceTest, StrangersOnTheSocketAreHungUpOnWithoutAReopen) {
     hopla::SingleInstance first(name);
     int reopened = 0;
-    first.onReopen = [&] { ++reopened; };
+    QObject::connect(&first, &hopla::SingleInstance::reopenRequested, [&] { ++reopened; });
     ASSERT_EQ(first.claim(), Claim::first);
     QLocalSocket stranger;
     stranger.connectToServer(name);
