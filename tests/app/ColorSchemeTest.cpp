@@ -2,10 +2,8 @@
 // bus announces changes as the real one does.
 #include "app/ColorScheme.h"
 
-#include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDeadlineTimer>
 #include <QProcess>
 
 #include "tests/support/Pump.h"
@@ -20,19 +18,13 @@ struct ColorSchemeTest : ::testing::Test {
     QProcess bus;
 
     void SetUp() override {
-        bus.start(QStringLiteral("dbus-daemon"),
-                  {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                   QStringLiteral("--print-address=1")});
+        bus.start("dbus-daemon", {"--session", "--nofork", "--print-address=1"});
         ASSERT_TRUE(bus.waitForReadyRead(10000)) << "dbus-daemon did not start";
         // Before anything in this program opens the session bus.
         qputenv("DBUS_SESSION_BUS_ADDRESS", bus.readLine().trimmed());
         qunsetenv("GTK_THEME");
         ASSERT_TRUE(QDBusConnection::sessionBus().registerService(
             QStringLiteral("org.freedesktop.portal.Desktop")));
-    }
-    void TearDown() override {
-        bus.kill();
-        bus.waitForFinished();
     }
     void announce(const QString& key, uint value) {
         QDBusMessage signal = QDBusMessage::createSignal(

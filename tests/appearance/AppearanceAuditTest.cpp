@@ -74,8 +74,6 @@ TEST_F(AppearanceAudit, AWindowThatKeepsItsColoursFailsTheDarkPhase) {
     const QJsonObject written = summary(result);
     EXPECT_EQ(written["status"].toString(), "failed");
     EXPECT_EQ(written["error"].toString(), "Appearance did not update: dark");
-    EXPECT_EQ(written["environment"].toString(), "native-x11");
-    EXPECT_EQ(written["systemAppearanceChanged"], false);
 }
 
 TEST_F(AppearanceAudit, ColoursNotGivenBackToTheDesktopFailAfterEveryPhase) {

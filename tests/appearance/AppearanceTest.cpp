@@ -1,5 +1,6 @@
 #include "appearance/AccentAppearance.h"
 #include "appearance/IconRecoloring.h"
+#include "tests/support/Images.h"
 
 #include <QTemporaryDir>
 
@@ -8,6 +9,7 @@
 namespace {
 
 using hopla::AccentPalette;
+using hopla::testing::solidImage;
 
 struct AppearanceStore : ::testing::Test {
     QTemporaryDir dir;
@@ -19,9 +21,7 @@ struct AppearanceStore : ::testing::Test {
             AccentPalette::ocean, hopla::accentPaletteDefaultsKey, settings,
             [this](AccentPalette p) {
                 ++builds;
-                QImage image(2, 2, QImage::Format_ARGB32);
-                image.fill(hopla::color(p));
-                return image;
+                return solidImage(hopla::color(p), 2);
             },
             [this](const QImage& image) { shown.push_back(image); });
     }
@@ -52,12 +52,6 @@ TEST_F(AppearanceStore, BadStoredValuesFallBackAndSelectingTheSamePaletteChanges
     EXPECT_EQ(make()->selection(), AccentPalette::forest);
 }
 
-QImage oneColour(QColor c, int side = 4) {
-    QImage image(side, side, QImage::Format_ARGB32);
-    image.fill(c);
-    return image;
-}
-
 double hueOf(const QImage& image) {
     const QColor c = image.pixelColor(1, 1);
     return hopla::rgbToHueSaturation(c.redF(), c.greenF(), c.blueF()).hue;
@@ -69,21 +63,21 @@ TEST(IconRecoloring, PixelsNearTheBaseHueTakeTheTargetHueKeepingPartOfTheirOffse
         hopla::rgbToHueSaturation(target.redF(), target.greenF(), target.blueF()).hue;
     const auto recolour = [&](double hue, double base = 0.64) {
         return hopla::replacingDominantHue(
-            oneColour(QColor::fromHsvF(static_cast<float>(hue), 0.8f, 0.9f)), base, target, 4);
+            solidImage(QColor::fromHsvF(static_cast<float>(hue), 0.8f, 0.9f), 4), base, target, 4);
     };
     EXPECT_NEAR(hueOf(recolour(0.64)), targetHue, 0.005);
     EXPECT_NEAR(hueOf(recolour(0.41)), std::fmod(targetHue - 0.0414 + 1, 1.0), 0.005);
-    const QImage outside = oneColour(QColor::fromHsvF(0.40f, 0.8f, 0.9f));
+    const QImage outside = solidImage(QColor::fromHsvF(0.40f, 0.8f, 0.9f), 4);
     EXPECT_EQ(hopla::replacingDominantHue(outside, 0.64, target, 4).pixelColor(1, 1),
               outside.pixelColor(1, 1));
     // Across the wrap: 0.95 against a base of 0.05 is 0.10 away, so it is recoloured.
     EXPECT_NEAR(hueOf(recolour(0.95, 0.05)), std::fmod(targetHue - 0.018 + 1, 1.0), 0.005);
 
     // Transparent and grey pixels stay; the result has the asked size.
-    const QImage grey = oneColour(QColor(128, 128, 140));
+    const QImage grey = solidImage(QColor(128, 128, 140), 4);
     EXPECT_EQ(hopla::replacingDominantHue(grey, 0.64, target, 4).pixelColor(2, 2),
               grey.pixelColor(2, 2));
-    const QImage clear = oneColour(QColor(30, 80, 200, 2));
+    const QImage clear = solidImage(QColor(30, 80, 200, 2), 4);
     EXPECT_EQ(hopla::replacingDominantHue(clear, 0.64, target, 4).pixelColor(2, 2).alpha(), 2);
     EXPECT_EQ(hopla::replacingDominantHue(grey, 0.64, target, 16).size(), QSize(16, 16));
     EXPECT_TRUE(hopla::replacingDominantHue(QImage(), 0.64, target, 16).isNull());

@@ -5,10 +5,6 @@
 
 namespace {
 
-QImage solid8(QColor colour) {
-    return hopla::testing::solidImage(colour, 8);
-}
-
 using hopla::ApplicationIconCache;
 using hopla::ApplicationIconIdentity;
 
@@ -24,7 +20,7 @@ struct IconCacheTest : ::testing::Test {
     std::function<QImage()> counted(QColor colour) {
         return [this, colour] {
             ++fallbacks;
-            return solid8(colour);
+            return hopla::testing::solidImage(colour, 8);
         };
     }
 };

@@ -2,16 +2,12 @@
 // has no black corners without a compositor, and comes back when it is unmapped.
 #include "core/panel/SwitcherPanel.h"
 #include "platform/qt/QtScheduler.h"
-#include "platform/x11/ClientWindows.h"
 #include "platform/x11/X11PanelSupport.h"
 #include "platform/x11/XConnection.h"
 #include "tests/desktop/harness/X11Desktop.h"
 #include "tests/support/Images.h"
 
 #include <QApplication>
-
-#include <algorithm>
-#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -78,14 +74,14 @@ TEST_F(X11PanelTest, ShowingAndClickingNeverTakesTheFocusFromTheFrontmostApplica
     ASSERT_TRUE(desktop.waitFor([&] { return viewable(); }));
     EXPECT_TRUE(desktop.overrideRedirect(panel->window().winId()))
         << "the window manager must leave the panel alone";
-    EXPECT_EQ(hopla::x11::readActiveWindow(*x), keeper);
+    EXPECT_EQ(desktop.activeWindow(), keeper);
 
     // Real clicks through the X server: on the panel's edge, then on the third tile.
     desktop.click(panel->view().mapToGlobal(QPoint(panel->view().width() / 2, 3)));
     desktop.click(panel->view().mapToGlobal(panel->view().tileRect(2).center()));
     ASSERT_TRUE(desktop.waitFor([&] { return !clicked.empty(); }));
     EXPECT_EQ(clicked, (std::vector<hopla::AppHandle>{3}));
-    EXPECT_TRUE(desktop.waitFor([&] { return hopla::x11::readActiveWindow(*x) == keeper; }));
+    EXPECT_TRUE(desktop.waitFor([&] { return desktop.activeWindow() == keeper; }));
     EXPECT_FALSE(QApplication::activeWindow()) << "Hopla must not have become active";
 }
 

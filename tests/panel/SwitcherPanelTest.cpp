@@ -53,7 +53,6 @@ struct PanelTest : ::testing::Test {
          [] { return QGuiApplication::primaryScreen()->geometry().center(); }}};
 
     QImage rendered() { return panel.view().grab().toImage(); }
-    QColor pixel(const QImage& image, QPoint p) { return image.pixelColor(p); }
 };
 
 bool orange(QColor c) {
@@ -67,34 +66,33 @@ TEST_F(PanelTest, TilesDrawIconsOrTheFallbackTheSelectionAndTheFailureMarkOnOneT
     auto& view = panel.view();
     for (int i = 0; i < 3; ++i) {
         const QRect tile = view.tileRect(i);
-        const QColor iconCentre = pixel(image, {tile.center().x(), tile.top() + 8 + 30});
+        const QColor iconCentre = image.pixelColor(tile.center().x(), tile.top() + 8 + 30);
         EXPECT_EQ(iconCentre, i == 0   ? QColor(Qt::green)
                               : i == 1 ? QColor(Qt::yellow)
                                        : fallbackColour)
             << i;
         const QPoint mark = tile.topRight() + QPoint(-5 - 9 - 5, 5 + 9); // left of the white stroke
-        EXPECT_EQ(orange(pixel(image, mark)), i == 2) << "failure mark on tile " << i;
+        EXPECT_EQ(orange(image.pixelColor(mark)), i == 2) << "failure mark on tile " << i;
     }
     // The highlight: the selected tile's margin is tinted with the accent, the others are not.
     const auto margin = [&](int i) {
-        return pixel(image, view.tileRect(i).topLeft() + QPoint(6, 60));
+        return image.pixelColor(view.tileRect(i).topLeft() + QPoint(6, 60));
     };
     EXPECT_GT(margin(1).blue(), margin(0).blue() + 20);
     EXPECT_EQ(margin(0), margin(2));
     panel.model().setFailedId(std::nullopt);
-    EXPECT_FALSE(orange(pixel(rendered(), view.tileRect(2).topRight() + QPoint(-19, 14))));
+    EXPECT_FALSE(orange(rendered().pixelColor(view.tileRect(2).topRight() + QPoint(-19, 14))));
     // Badges keep their dark plate even after a failure mark was drawn before them.
     panel.model().setFailedId(100);
     const QImage after = rendered();
     const QRect badge = view.badgeRect(1);
     ASSERT_FALSE(badge.isEmpty());
-    const QColor plate = pixel(after, badge.topLeft() + QPoint(3, badge.height() / 2));
+    const QColor plate = after.pixelColor(badge.topLeft() + QPoint(3, badge.height() / 2));
     EXPECT_LT(plate.red(), 90) << "the badge's plate is dark, whatever was drawn before it";
 }
 
 TEST_F(PanelTest, EachTileIsOneAccessibleElementLabelledWithNameBadgeAndSelection) {
-    auto s = session(3, 1);
-    panel.show(s, {});
+    panel.show(session(3, 1), {});
     EXPECT_EQ(panel.window().accessibleName(), QString::fromUtf8("Hopla 应用切换器"));
     QAccessibleInterface* list = QAccessible::queryAccessibleInterface(&panel.view());
     ASSERT_NE(list, nullptr);
@@ -135,22 +133,17 @@ TEST_F(PanelTest, UpdatesWhileHiddenChangeOnlyTheModel) {
     EXPECT_EQ(panel.model().icons().size(), 1u);
 }
 
-TEST_F(PanelTest, ChecksTwiceThatItIsOnScreenAndPresentsAgainWhenNot) {
+TEST_F(PanelTest, ChecksTwiceThatItIsOnScreenAndPresentsAgainWhenNotUnlessHidden) {
     reportOnScreen = false;
     panel.show(session(2, 0), {});
-    scheduler.advance(119ms);
-    EXPECT_EQ(onScreenChecks, 0);
-    scheduler.advance(1ms);
-    EXPECT_EQ(onScreenChecks, 1);
-    EXPECT_TRUE(panel.window().isVisible()) << "presented again";
     scheduler.advance(2s);
     EXPECT_EQ(onScreenChecks, 2);
+    EXPECT_TRUE(panel.window().isVisible()) << "presented again";
 
-    onScreenChecks = 0;
     panel.show(session(2, 0), {});
-    panel.hide(); // hidden before the check: no check
+    panel.hide(); // hidden before the check
     scheduler.advance(2s);
-    EXPECT_EQ(onScreenChecks, 0);
+    EXPECT_EQ(onScreenChecks, 2) << "no check of a hidden panel";
 }
 
 TEST_F(PanelTest, ADesktopChangeRebuildsTheWindowAtTheNextShowKeepingViewAndLabel) {

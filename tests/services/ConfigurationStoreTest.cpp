@@ -8,7 +8,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -30,7 +29,6 @@ using hopla::ConfigurationFailure;
 using hopla::SyncedFile;
 using hopla::SyncedFileError;
 using hopla::SyncedFileWatcher;
-using Repository = SyncedFile;
 using hopla::testing::MountedFolder;
 
 struct ConfigurationStoreTest : ::testing::Test {
@@ -38,23 +36,23 @@ struct ConfigurationStoreTest : ::testing::Test {
     QString path = dir.filePath("Hopla/config.json");
     QString locks = dir.filePath("locks");
 
-    Repository repository() const { return Repository(path, locks); }
+    SyncedFile repository() const { return SyncedFile(path, locks); }
     static void put(const QString& at, const QByteArray& data) {
         ASSERT_TRUE(hopla::testing::write(at, data));
     }
     QByteArray contents() const { return hopla::testing::readAll(path); }
     static ConfigurationFailure refused(SyncedFileError e) { return ConfigurationFailure::of(e); }
-    static std::optional<ConfigurationFailure> failureOf(const Repository::ReadResult& r) {
+    static std::optional<ConfigurationFailure> failureOf(const SyncedFile::ReadResult& r) {
         const auto* f = std::get_if<ConfigurationFailure>(&r);
         return f ? std::optional(*f) : std::nullopt;
     }
 };
 
 TEST_F(ConfigurationStoreTest, AWriterOverwritesOnlyWhatItLastSaw) {
-    Repository first = repository();
+    SyncedFile first = repository();
     EXPECT_FALSE(first.isCurrent({}));
     EXPECT_EQ(first.write("one"), std::nullopt) << "nothing there yet: may create";
-    Repository second = repository();
+    SyncedFile second = repository();
     EXPECT_EQ(second.write("two"), refused(SyncedFileError::externalChange))
         << "a file it never read";
     ASSERT_EQ(std::get<QByteArray>(second.read()), "one");
@@ -72,20 +70,20 @@ TEST_F(ConfigurationStoreTest, AWriterOverwritesOnlyWhatItLastSaw) {
     EXPECT_EQ(repository().write("five"), std::nullopt) << "a fresh one may create it again";
 
     // Paths with . and .. name the same file.
-    Repository dotted(dir.filePath("Hopla/../Hopla/./config.json"), locks);
+    SyncedFile dotted(dir.filePath("Hopla/../Hopla/./config.json"), locks);
     EXPECT_EQ(dotted.path(), path);
 }
 
 TEST_F(ConfigurationStoreTest, TheSizeLimitAndTheSyncToolsConflictCopiesStopReading) {
-    put(path, QByteArray(Repository::sizeLimit, 'x'));
-    EXPECT_EQ(std::get<QByteArray>(repository().read()).size(), Repository::sizeLimit);
-    put(path, QByteArray(Repository::sizeLimit + 1, 'x'));
-    Repository over = repository();
+    put(path, QByteArray(SyncedFile::sizeLimit, 'x'));
+    EXPECT_EQ(std::get<QByteArray>(repository().read()).size(), SyncedFile::sizeLimit);
+    put(path, QByteArray(SyncedFile::sizeLimit + 1, 'x'));
+    SyncedFile over = repository();
     EXPECT_EQ(failureOf(over.read()), refused(SyncedFileError::tooLarge));
     EXPECT_EQ(over.revision(), 0);
-    EXPECT_EQ(over.write(QByteArray(Repository::sizeLimit + 1, 'y')),
+    EXPECT_EQ(over.write(QByteArray(SyncedFile::sizeLimit + 1, 'y')),
               refused(SyncedFileError::tooLarge));
-    EXPECT_EQ(failureOf(over.adopt(QByteArray(Repository::sizeLimit + 1, 'y'))),
+    EXPECT_EQ(failureOf(over.adopt(QByteArray(SyncedFile::sizeLimit + 1, 'y'))),
               refused(SyncedFileError::tooLarge));
 
     put(path, "{}");
@@ -104,7 +102,7 @@ TEST_F(ConfigurationStoreTest, TheSizeLimitAndTheSyncToolsConflictCopiesStopRead
 
 TEST_F(ConfigurationStoreTest, ReplaceKeepsABackupButNeverOverwritesOne) {
     put(path, "old");
-    Repository r = repository();
+    SyncedFile r = repository();
     const QString backup = dir.filePath("backups/config.json");
     EXPECT_EQ(r.replace("new", backup), std::nullopt);
     EXPECT_EQ(contents(), "new");
@@ -120,7 +118,7 @@ TEST_F(ConfigurationStoreTest, AWriterKilledAtAnyMomentLeavesTheOldBytesOrTheNew
     for (int round = 0; round < 40; ++round) {
         const pid_t writer = ::fork();
         if (writer == 0) { // writes one and the other until killed
-            Repository own = repository();
+            SyncedFile own = repository();
             for (int i = 0;; ++i) {
                 own.replace(i % 2 ? a : b);
             }
@@ -140,7 +138,7 @@ TEST_F(ConfigurationStoreTest, AFullOrReadOnlyDiskGivesTheSystemsReasonAndKeepsT
     if (!full.mounted) {
         GTEST_SKIP() << "cannot mount a tmpfs here (not root)";
     }
-    Repository small(full.dir.filePath("config.json"), locks);
+    SyncedFile small(full.dir.filePath("config.json"), locks);
     ASSERT_EQ(small.write("{\"version\":1}"), std::nullopt);
     const auto failure = small.write(QByteArray(200'000, 'x'));
     ASSERT_TRUE(failure && !failure->refusal);
@@ -150,7 +148,7 @@ TEST_F(ConfigurationStoreTest, AFullOrReadOnlyDiskGivesTheSystemsReasonAndKeepsT
     EXPECT_TRUE(small.isCurrent("{\"version\":1}")) << "a failure changes nothing";
 
     MountedFolder readOnly("ro,size=64k");
-    Repository locked(readOnly.dir.filePath("Hopla/config.json"), locks);
+    SyncedFile locked(readOnly.dir.filePath("Hopla/config.json"), locks);
     const auto refusedWrite = locked.write("{}");
     ASSERT_TRUE(refusedWrite && !refusedWrite->refusal);
     EXPECT_TRUE(refusedWrite->description().contains(QString::fromLocal8Bit(std::strerror(EROFS))))

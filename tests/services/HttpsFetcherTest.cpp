@@ -23,24 +23,22 @@ struct HttpsFetcherTest : ::testing::Test {
 
     void SetUp() override {
         ASSERT_EQ(authority.error, QString());
-        const auto fixed = [](QByteArray status, QByteArray headers, QByteArray body = {}) {
-            return [=](QSslSocket& s) { LoopbackHttps::reply(s, status, headers, body); };
-        };
         const QByteArray port = QByteArray::number(server.port());
-        server.route("/ok", fixed("200 OK", "Content-Length: 5\r\n", "hello"));
-        server.route("/500", fixed("500 Broken", "Content-Length: 0\r\n"));
-        server.route("/redirect-in", fixed("302 Found", "Location: https://localhost:" + port +
-                                                            "/ok\r\nContent-Length: 0\r\n"));
-        server.route("/redirect-out", fixed("302 Found", "Location: https://127.0.0.1:" + port +
-                                                             "/ok\r\nContent-Length: 0\r\n"));
-        server.route("/big",
-                     fixed("200 OK", "Content-Length: 100000\r\n", QByteArray(100000, 'x')));
+        server.route("/ok", LoopbackHttps::answer("200 OK", "hello"));
+        server.route("/500", LoopbackHttps::answer("500 Broken"));
+        server.route("/redirect-in",
+                     LoopbackHttps::answer("302 Found", {},
+                                           "Location: https://localhost:" + port + "/ok\r\n"));
+        server.route("/redirect-out",
+                     LoopbackHttps::answer("302 Found", {},
+                                           "Location: https://127.0.0.1:" + port + "/ok\r\n"));
+        server.route("/big", LoopbackHttps::answer("200 OK", QByteArray(100000, 'x')));
         QByteArray chunked;
         for (int i = 0; i < 100; ++i) {
             chunked += "3e8\r\n" + QByteArray(1000, 'x') + "\r\n";
         }
-        server.route("/big-unannounced",
-                     fixed("200 OK", "Transfer-Encoding: chunked\r\n", chunked + "0\r\n\r\n"));
+        server.route("/big-unannounced", LoopbackHttps::answer("200 OK", chunked + "0\r\n\r\n",
+                                                               "Transfer-Encoding: chunked\r\n"));
         server.route("/trickle", [](QSslSocket& socket) {
             socket.write("HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n");
             auto* drip = new QTimer(&socket);
@@ -65,13 +63,12 @@ TEST_F(HttpsFetcherTest, OnlyAVerifiedAllowedAnswerOfTwoHundredBringsABody) {
     hopla::HttpsFetcher fetcher(authority.trusting());
     EXPECT_EQ(fetch(fetcher, "/ok").body, QByteArray("hello"));
     EXPECT_EQ(fetch(fetcher, "/redirect-in").body, QByteArray("hello"));
-    for (const char* path : {"/404", "/500", "/redirect-out"}) {
+    for (const auto& [path, said] : {std::pair{"/404", "404"}, std::pair{"/500", "500"},
+                                     std::pair{"/redirect-out", "127.0.0.1"}}) {
         const FetchResult result = fetch(fetcher, path);
         EXPECT_FALSE(result.body) << path;
-        EXPECT_FALSE(result.error.isEmpty()) << path;
+        EXPECT_TRUE(result.error.contains(said)) << result.error.toStdString();
     }
-    EXPECT_TRUE(fetch(fetcher, "/500").error.contains("500"));
-    EXPECT_TRUE(fetch(fetcher, "/redirect-out").error.contains("127.0.0.1"));
     EXPECT_FALSE(fetch(fetcher, "/ok", {.allowedHosts = {"get.hopla.test"}}).body)
         << "the first hop is checked too";
 

@@ -1,6 +1,6 @@
 #include "tests/services/LoopbackHttps.h"
+#include "tests/support/Files.h"
 
-#include <QFile>
 #include <QProcess>
 #include <QSslKey>
 #include <QSslSocket>
@@ -18,10 +18,7 @@ TestAuthority::TestAuthority() {
         }
         return error.isEmpty();
     };
-    QFile extensions(dir.filePath("san.ext"));
-    extensions.open(QIODevice::WriteOnly);
-    extensions.write("subjectAltName=DNS:localhost,IP:127.0.0.1\n");
-    extensions.close();
+    write(dir.filePath("san.ext"), "subjectAltName=DNS:localhost,IP:127.0.0.1\n");
     const bool made =
         openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-subj",
                  "/CN=Hopla test authority", "-keyout", "ca.key", "-out", "ca.pem"}) &&
@@ -34,9 +31,7 @@ TestAuthority::TestAuthority() {
     }
     authority = QSslCertificate::fromPath(authorityPath()).value(0);
     host = QSslCertificate::fromPath(dir.filePath("host.pem")).value(0);
-    QFile key(dir.filePath("host.key"));
-    key.open(QIODevice::ReadOnly);
-    hostKey = key.readAll();
+    hostKey = readAll(dir.filePath("host.key"));
 }
 
 QSslConfiguration TestAuthority::trusting() const {
@@ -61,7 +56,7 @@ LoopbackHttps::LoopbackHttps(const TestAuthority& authority, quint16 port) {
                 }
                 const auto route = routes_.find(request.split(' ').value(1));
                 if (route == routes_.end()) {
-                    reply(*socket, "404 Not Found", "Content-Length: 0\r\n", {});
+                    reply(*socket, "404 Not Found");
                 } else {
                     route->second(*socket);
                 }
@@ -75,8 +70,11 @@ QString LoopbackHttps::url(const QString& path) const {
     return QStringLiteral("https://localhost:%1%2").arg(port()).arg(path);
 }
 
-void LoopbackHttps::reply(QSslSocket& socket, const QByteArray& status, const QByteArray& headers,
-                          const QByteArray& body) {
+void LoopbackHttps::reply(QSslSocket& socket, const QByteArray& status, const QByteArray& body,
+                          QByteArray headers) {
+    if (!headers.contains("Transfer-Encoding")) {
+        headers += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";
+    }
     socket.write("HTTP/1.1 " + status + "\r\nConnection: close\r\n" + headers + "\r\n" + body);
     socket.disconnectFromHost();
 }

@@ -40,9 +40,14 @@ public:
     quint16 port() const { return server_.serverPort(); }
     QString url(const QString& path) const;
     void route(const QByteArray& path, Handler handler) { routes_[path] = std::move(handler); }
-    // Writes a complete response and closes the connection.
-    static void reply(QSslSocket& socket, const QByteArray& status, const QByteArray& headers,
-                      const QByteArray& body);
+    // Writes a complete response, its length announced unless it is chunked, and closes the
+    // connection.
+    static void reply(QSslSocket& socket, const QByteArray& status, const QByteArray& body = {},
+                      QByteArray headers = {});
+    // A handler that gives every request the same response.
+    static Handler answer(QByteArray status, QByteArray body = {}, QByteArray headers = {}) {
+        return [=](QSslSocket& socket) { reply(socket, status, body, headers); };
+    }
 
 private:
     QSslServer server_;

@@ -5,16 +5,29 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <chrono>
+#include <utility>
+
 namespace hopla::testing {
 
-// Runs a program to its end; empty when it succeeded, else what it said on standard error.
-inline QString run(const QString& program, const QStringList& arguments) {
+// Runs a program to its end: its exit status (-1 if it crashed or never ended) and output.
+inline std::pair<int, QString>
+runToEnd(const QString& program, const QStringList& arguments,
+         const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment(),
+         std::chrono::milliseconds limit = std::chrono::minutes(2)) {
     QProcess process;
+    process.setProcessEnvironment(environment);
     process.start(program, arguments);
-    process.waitForFinished(120000);
-    return process.exitCode() == 0 && process.exitStatus() == QProcess::NormalExit
-               ? QString()
-               : program + ": " + QString::fromLocal8Bit(process.readAllStandardError());
+    const bool ended = process.waitForFinished(static_cast<int>(limit.count()));
+    return {
+        ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+        QString::fromLocal8Bit(process.readAllStandardOutput() + process.readAllStandardError())};
+}
+
+// Runs a program to its end; empty when it succeeded, else what it said.
+inline QString run(const QString& program, const QStringList& arguments) {
+    const auto [status, said] = runToEnd(program, arguments);
+    return status == 0 ? QString() : program + ": " + said;
 }
 
 // A small file system of its own, mounted for the test (needs root, as CI has): a full or

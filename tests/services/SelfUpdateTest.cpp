@@ -10,11 +10,9 @@
 #include "updater/UpdateConfiguration.h"
 #include "updater/UpdateManifest.h"
 
-#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QProcess>
-#include <QSslSocket>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -80,11 +78,10 @@ TEST(SelfUpdate, BuildOneFindsBuildTwoAndRestartsIntoItFromTheSamePlace) {
     // The authority, trusted through the system's certificate folder while the test runs.
     hopla::testing::TestAuthority authority;
     ASSERT_EQ(authority.error, QString());
-    QProcess hash;
-    hash.start("openssl", {"x509", "-hash", "-noout", "-in", authority.authorityPath()});
-    hash.waitForFinished();
-    const QString trusted =
-        "/etc/ssl/certs/" + QString::fromLatin1(hash.readAll()).trimmed() + ".0";
+    const auto [hashed, hash] = hopla::testing::runToEnd(
+        "openssl", {"x509", "-hash", "-noout", "-in", authority.authorityPath()});
+    ASSERT_EQ(hashed, 0) << hash.toStdString();
+    const QString trusted = "/etc/ssl/certs/" + hash.trimmed() + ".0";
     ASSERT_FALSE(QFileInfo::exists(trusted));
     ASSERT_TRUE(QFile::copy(authority.authorityPath(), trusted));
     const std::unique_ptr<void, std::function<void(void*)>> untrust(
@@ -101,15 +98,8 @@ TEST(SelfUpdate, BuildOneFindsBuildTwoAndRestartsIntoItFromTheSamePlace) {
         .sha256 = QCryptographicHash::hash(archive, QCryptographicHash::Sha256).toHex(),
         .releaseNotes = QStringLiteral("# Hopla 2.0\n\n- **Faster** switching"),
     };
-    server.route("/downloads/latest.json", [&](QSslSocket& s) {
-        const QByteArray body = manifest.encode();
-        LoopbackHttps::reply(s, "200 OK",
-                             "Content-Length: " + QByteArray::number(body.size()) + "\r\n", body);
-    });
-    server.route("/downloads/Hopla-2.0.zip", [&](QSslSocket& s) {
-        LoopbackHttps::reply(
-            s, "200 OK", "Content-Length: " + QByteArray::number(archive.size()) + "\r\n", archive);
-    });
+    server.route("/downloads/latest.json", LoopbackHttps::answer("200 OK", manifest.encode()));
+    server.route("/downloads/Hopla-2.0.zip", LoopbackHttps::answer("200 OK", archive));
 
     // Build 1 at login, with automatic checks on.
     QString error;

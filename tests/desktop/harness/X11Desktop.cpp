@@ -357,6 +357,13 @@ void X11Desktop::minimize(std::uint32_t window) {
     xcb_flush(x_->raw());
 }
 
+void X11Desktop::activate(std::uint32_t window) {
+    xcb_ewmh_request_change_active_window(x_->ewmh(), x_->screenNumber(), window,
+                                          XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME,
+                                          XCB_WINDOW_NONE);
+    xcb_flush(x_->raw());
+}
+
 void X11Desktop::killServer() {
     if (server_) {
         server_->kill();

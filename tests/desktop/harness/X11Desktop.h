@@ -94,6 +94,8 @@ public:
     // Asks the window manager to minimize the window, as a title bar's button does (ICCCM
     // WM_CHANGE_STATE to Iconic).
     void minimize(std::uint32_t window);
+    // Asks the window manager to activate the window, as a pager does.
+    void activate(std::uint32_t window);
 
     // Stops the X server (to test a lost connection). Afterwards nothing here works.
     void killServer();
