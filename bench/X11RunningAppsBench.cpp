@@ -57,10 +57,11 @@ void BM_ActivationRoundTrip(benchmark::State& state) {
     std::size_t turn = 0;
     for (auto _ : state) {
         const auto& target = apps[turn++ % 2];
-        const auto* windows = &static_cast<const hopla::x11::X11Application&>(*target).windows();
+        const auto window =
+            static_cast<const hopla::x11::X11Application&>(*target).clientWindows().front().id;
         const auto start = std::chrono::steady_clock::now();
         target->activate();
-        while (hopla::x11::readActiveWindow(*x) != windows->front().id) {
+        while (hopla::x11::readActiveWindow(*x) != window) {
         }
         state.SetIterationTime(
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());

@@ -59,7 +59,7 @@ void ApplicationSwitcherController::start() {
     }
     // Until the first activation is seen, the desktop's stacking order stands for recency,
     // so the very first switch already goes to the previous application.
-    recent_.seed(runningApps_.stackingOrder());
+    recent_.seed(runningApps_.recencyOrder());
     const auto self = lifetime_.weak(this);
     observers_ = runningApps_.observe({
         .activated =

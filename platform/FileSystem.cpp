@@ -6,7 +6,10 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace hopla {
 
@@ -44,6 +47,29 @@ std::optional<QString> saveFile(const QString& path, const QByteArray& bytes) {
         return file.errorString();
     }
     return std::nullopt;
+}
+
+std::optional<QByteArray> readSmallRegularFile(const QString& path, qint64 maxBytes) {
+    const int fd = ::open(QFile::encodeName(path).constData(),
+                          O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    QFile file;
+    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return std::nullopt;
+    }
+    struct stat status {};
+    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > maxBytes) {
+        return std::nullopt;
+    }
+    // Read one byte past the limit: a file that grew since the check is refused too.
+    QByteArray bytes = file.read(maxBytes + 1);
+    if (bytes.size() > maxBytes || file.error() != QFileDevice::NoError) {
+        return std::nullopt;
+    }
+    return bytes;
 }
 
 } // namespace hopla

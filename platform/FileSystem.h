@@ -17,4 +17,9 @@ std::optional<QString> makeFolder(const QString& path);
 // is never committed.
 std::optional<QString> saveFile(const QString& path, const QByteArray& bytes);
 
+// Reads a small file that someone else may have put there: never through a link at its
+// last component, never waiting on a FIFO or device, never more than `maxBytes`. Nothing
+// when it is missing, not a regular file, unreadable or larger.
+std::optional<QByteArray> readSmallRegularFile(const QString& path, qint64 maxBytes);
+
 } // namespace hopla

@@ -2,6 +2,7 @@
 
 #include "platform/AppHandle.h"
 #include "platform/Subscription.h"
+#include "platform/WindowAccess.h"
 
 #include <QImage>
 #include <QString>
@@ -20,7 +21,17 @@ using WallClockTime = std::chrono::system_clock::time_point;
 // switcher; accessory ones (tray-only helpers) and prohibited ones (background services) do not.
 enum class TaskbarPolicy { regular, accessory, prohibited };
 
-// One running application, as the desktop sees it. Its state is read live: isActive()
+// One window of an application, as the switcher lists it.
+struct AppWindow {
+    WindowRef ref{};
+    QString title;
+    bool minimized = false;
+
+    bool operator==(const AppWindow&) const = default;
+};
+
+// One running application, as the desktop sees it: the windows of one identity, in one
+// process or several (or, on Wayland, in none Hopla can name). Its state is read live: isActive()
 // answers for the moment it is asked. Main thread only.
 class Application {
 public:
@@ -39,6 +50,8 @@ public:
     virtual bool isActive() const = 0;
     // The application's own icon; a null image when it has none.
     virtual QImage icon() const = 0;
+    // The windows the taskbar shows, most recently used first.
+    virtual std::vector<AppWindow> windows() const = 0;
 
     // Asks the application to come to the front. False when the request was refused.
     virtual bool activate() = 0;
@@ -65,12 +78,13 @@ public:
 
     virtual std::vector<ApplicationPtr> runningApplications() = 0;
     virtual ApplicationPtr activeApplication() = 0;
-    // The running application with this process id; null when there is none.
+    // The running application with this handle; null when there is none.
     virtual ApplicationPtr application(AppHandle id) = 0;
+    // Hopla's own handle, given to no other application.
     virtual AppHandle ownHandle() const = 0;
-    // The running applications in the order the desktop stacks their windows, topmost
-    // first, each once: the best guess of recency before any activation was seen.
-    virtual std::vector<AppHandle> stackingOrder() = 0;
+    // The regular applications by their most recently used window, most recent first, each
+    // once: the best guess of recency before any activation was seen.
+    virtual std::vector<AppHandle> recencyOrder() = 0;
 
     // Opens the application installed at the location, as the desktop's launcher would, and
     // makes it active. `running` names the running application the open is meant for: while

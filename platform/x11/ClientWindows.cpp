@@ -76,7 +76,8 @@ QString textOf(XConnection& x, const std::optional<XConnection::Property>& p) {
 
 struct Requests {
     xcb_get_window_attributes_cookie_t attributes;
-    PropertyRequest pid, wmClass, netName, name, type, state, wmState, desktop, hints, protocols;
+    PropertyRequest pid, wmClass, netName, name, type, state, wmState, desktop, hints, protocols,
+        gtkApplicationId, kdeDesktopFile;
 };
 
 Requests request(XConnection& x, xcb_window_t w) {
@@ -93,6 +94,8 @@ Requests request(XConnection& x, xcb_window_t w) {
         {x, w, e->_NET_WM_DESKTOP, XCB_ATOM_CARDINAL, 4},
         {x, w, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 36},
         {x, w, e->WM_PROTOCOLS, XCB_ATOM_ATOM, 256},
+        {x, w, x.gtkApplicationId, x.utf8String, textLimit},
+        {x, w, x.kdeDesktopFile, x.utf8String, textLimit},
     };
 }
 
@@ -112,6 +115,8 @@ std::optional<ClientWindow> collect(XConnection& x, xcb_window_t w, Requests& r)
     const auto desktop = asCardinals(r.desktop.take(x));
     const auto hints = asCardinals(r.hints.take(x));
     const auto protocols = asCardinals(r.protocols.take(x));
+    const auto gtkApplicationId = r.gtkApplicationId.take(x);
+    const auto kdeDesktopFile = r.kdeDesktopFile.take(x);
     if (!attributes) {
         return std::nullopt;
     }
@@ -134,6 +139,8 @@ std::optional<ClientWindow> collect(XConnection& x, xcb_window_t w, Requests& r)
                 second, static_cast<qsizetype>(std::find(second, begin + size, '\0') - second));
         }
     }
+    c.gtkApplicationId = textOf(x, gtkApplicationId);
+    c.kdeDesktopFile = textOf(x, kdeDesktopFile);
     c.title = textOf(x, netName);
     if (c.title.isEmpty()) {
         c.title = textOf(x, name);
@@ -170,15 +177,14 @@ std::optional<ClientWindow> collect(XConnection& x, xcb_window_t w, Requests& r)
     return c;
 }
 
-// Asks the X-Resource extension which local process owns each window without a pid.
+// Asks the X-Resource extension which local process owns each window. It knows better
+// than _NET_WM_PID, which a sandboxed client fills with its pid inside the sandbox.
 void fillPidsFromResources(XConnection& x, std::vector<ClientWindow>& windows) {
     std::vector<std::pair<std::size_t, xcb_res_query_client_ids_cookie_t>> pending;
     for (std::size_t i = 0; i < windows.size(); ++i) {
-        if (!windows[i].pid) {
-            const xcb_res_client_id_spec_t query{windows[i].id,
-                                                 XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-            pending.emplace_back(i, xcb_res_query_client_ids(x.raw(), 1, &query));
-        }
+        const xcb_res_client_id_spec_t query{windows[i].id,
+                                             XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+        pending.emplace_back(i, xcb_res_query_client_ids(x.raw(), 1, &query));
     }
     for (auto& [index, cookie] : pending) {
         xcb_generic_error_t* error = nullptr;
@@ -238,7 +244,7 @@ std::optional<std::vector<ClientWindow>> readClientWindows(XConnection& x) {
 std::optional<ClientWindow> readClientWindow(XConnection& x, xcb_window_t window) {
     Requests r = request(x, window);
     auto c = collect(x, window, r);
-    if (c && !c->pid) {
+    if (c) {
         std::vector<ClientWindow> one{*c};
         fillPidsFromResources(x, one);
         c = one.front();

@@ -15,10 +15,12 @@ class XConnection;
 // What Hopla needs to know about one managed top-level window.
 struct ClientWindow {
     WindowId id = noWindow;
-    std::optional<Pid> pid; // _NET_WM_PID, else the X-Resource client's pid
+    std::optional<Pid> pid; // the X-Resource client's pid, else _NET_WM_PID
     QString instance;       // WM_CLASS
     QString className;
-    QString title; // _NET_WM_NAME, else WM_NAME (COMPOUND_TEXT decoded)
+    QString gtkApplicationId; // _GTK_APPLICATION_ID
+    QString kdeDesktopFile;   // _KDE_NET_WM_DESKTOP_FILE
+    QString title;            // _NET_WM_NAME, else WM_NAME (COMPOUND_TEXT decoded)
     WindowRole role = WindowRole::normal;
     bool countsAsApplication = false; // a normal or dialog window the taskbar shows
     bool skipTaskbar = false;

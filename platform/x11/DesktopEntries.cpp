@@ -29,19 +29,35 @@ QString baseId(const QString& id) {
 
 } // namespace
 
-std::optional<DesktopEntry> DesktopEntries::forWindowClass(const QString& instance,
-                                                           const QString& className) {
+template <typename Search> std::optional<DesktopEntry> DesktopEntries::lookUp(Search search) {
     if (!loaded_) {
         reload();
     }
-    if (auto found = find(instance, className)) {
+    if (auto found = search()) {
         return found;
     }
     if (std::chrono::steady_clock::now() - loadedAt_ > reloadAfter) {
         reload();
-        return find(instance, className);
+        return search();
     }
     return std::nullopt;
+}
+
+std::optional<DesktopEntry> DesktopEntries::forWindowClass(const QString& instance,
+                                                           const QString& className) {
+    return lookUp([&] { return find(instance, className); });
+}
+
+std::optional<DesktopEntry> DesktopEntries::byId(const QString& id) {
+    const QString wanted = baseId(id);
+    return lookUp([&]() -> std::optional<DesktopEntry> {
+        for (const auto& e : entries_) {
+            if (baseId(e.id) == wanted) {
+                return e;
+            }
+        }
+        return std::nullopt;
+    });
 }
 
 std::optional<DesktopEntry> DesktopEntries::find(const QString& instance,

@@ -24,12 +24,17 @@ struct DesktopEntry {
 class DesktopEntries {
 public:
     std::optional<DesktopEntry> forWindowClass(const QString& instance, const QString& className);
+    // The entry with this desktop-file id ("org.gnome.Calculator", ".desktop" optional).
+    std::optional<DesktopEntry> byId(const QString& id);
 
     // Launches the entry (Exec with its field codes, no files). An error text, or nothing.
     // Blocks while the process is spawned: call it off the main thread.
     static std::optional<QString> launch(const QString& desktopFile);
 
 private:
+    // Looks up with `search`, reading the installed entries again when it misses and they
+    // were read more than a few seconds ago (an application installed since).
+    template <typename Search> std::optional<DesktopEntry> lookUp(Search search);
     std::optional<DesktopEntry> find(const QString& instance, const QString& className) const;
     void reload();
 

@@ -1,10 +1,16 @@
+// GLib first: its headers use names Qt defines as macros.
+#include <glib.h>
+
 #include "platform/x11/ProcessInfo.h"
+
+#include "platform/FileSystem.h"
 
 #include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
 #include <csignal>
+#include <memory>
 #include <unistd.h>
 
 namespace hopla::x11 {
@@ -67,6 +73,23 @@ std::optional<WallClockTime> processStartTime(Pid pid) {
 
 bool processExists(Pid pid) {
     return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM);
+}
+
+std::optional<QString> sandboxAppId(Pid pid) {
+    // Every sandboxed process sees its instance's metadata at the root of its file system.
+    constexpr qint64 limit = 64 * 1024;
+    const auto bytes =
+        readSmallRegularFile(QStringLiteral("/proc/%1/root/.flatpak-info").arg(pid), limit);
+    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> info(g_key_file_new(),
+                                                                     &g_key_file_free);
+    if (!bytes ||
+        !g_key_file_load_from_data(info.get(), bytes->constData(),
+                                   static_cast<gsize>(bytes->size()), G_KEY_FILE_NONE, nullptr)) {
+        return std::nullopt;
+    }
+    const std::unique_ptr<gchar, decltype(&g_free)> name(
+        g_key_file_get_string(info.get(), "Application", "name", nullptr), &g_free);
+    return name && *name.get() ? std::optional(QString::fromUtf8(name.get())) : std::nullopt;
 }
 
 } // namespace hopla::x11

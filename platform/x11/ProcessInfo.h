@@ -14,5 +14,7 @@ namespace hopla::x11 {
 std::optional<QString> executablePath(Pid pid);
 std::optional<WallClockTime> processStartTime(Pid pid);
 bool processExists(Pid pid);
+// The Flatpak app id of a sandboxed process (its instance's metadata); nothing for others.
+std::optional<QString> sandboxAppId(Pid pid);
 
 } // namespace hopla::x11

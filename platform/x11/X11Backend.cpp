@@ -19,7 +19,7 @@ std::unique_ptr<X11Backend> X11Backend::open(std::string* error) {
     std::unique_ptr<X11Backend> backend(new X11Backend);
     backend->runningApps_ = X11RunningApps::open(error);
     if (backend->runningApps_) {
-        backend->windows_ = X11WindowSystem::open(error);
+        backend->windows_ = X11WindowSystem::open(backend->runningApps_->owners(), error);
     }
     backend->panel_ = X11PanelSupport::open();
     if (!backend->runningApps_ || !backend->windows_ || !backend->panel_) {

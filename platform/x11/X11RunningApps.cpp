@@ -19,27 +19,31 @@ namespace {
 
 constexpr std::uint32_t iconPropertyLimit = 4 << 20; // bytes: a 1024×1024 icon
 constexpr std::uint32_t allDesktops = 0xFFFFFFFF;
+constexpr std::size_t forgottenWindowsKept = 64;
 
-// Windows of clients that carry no process id at all (remote, or no X-Resource) each form
-// an application of their own, named by a negative id that no real process has.
-AppHandle applicationIdOf(const ClientWindow& w) {
-    return w.pid ? *w.pid : -static_cast<AppHandle>(w.id & 0x7fffffff);
+// What a window's identity is worked out from; when it changes, it is worked out again.
+QString identityFacts(const ClientWindow& w) {
+    return QStringList{w.instance, w.className, w.gtkApplicationId, w.kdeDesktopFile,
+                       w.pid ? QString::number(*w.pid) : QString()}
+        .join(QChar(0));
 }
 
 } // namespace
 
-X11Application::X11Application(X11RunningApps& runningApps, AppHandle pid)
+X11Application::X11Application(X11RunningApps& runningApps, AppHandle handle, AppIdentity identity,
+                               std::optional<Pid> pid)
     : runningApps_(runningApps)
-    , pid_(pid) {
-    if (pid_ > 0) {
-        executable_ = executablePath(pid_);
-        launched_ = processStartTime(pid_);
+    , handle_(handle)
+    , identity_(std::move(identity)) {
+    if (pid) {
+        executable_ = executablePath(*pid);
+        launched_ = processStartTime(*pid);
     }
 }
 
 std::optional<QString> X11Application::localizedName() const {
-    if (entry_ && !entry_->name.isEmpty()) {
-        return entry_->name;
+    if (const auto& entry = identity_.entry; entry && !entry->name.isEmpty()) {
+        return entry->name;
     }
     for (const auto& w : windows_) {
         if (!w.className.isEmpty()) {
@@ -55,14 +59,14 @@ std::optional<QString> X11Application::localizedName() const {
 }
 
 std::optional<QString> X11Application::launchPath() const {
-    if (entry_) {
-        return entry_->file;
+    if (identity_.entry) {
+        return identity_.entry->file;
     }
     return executable_;
 }
 
 std::optional<QString> X11Application::desktopId() const {
-    return entry_ ? std::optional(entry_->id) : std::nullopt;
+    return identity_.entry ? std::optional(identity_.entry->id) : std::nullopt;
 }
 
 TaskbarPolicy X11Application::taskbarPolicy() const {
@@ -76,15 +80,15 @@ bool X11Application::isActive() const {
         return false;
     }
     const auto owner = runningApps_.owner(readActiveWindow(*runningApps_.x_));
-    return owner && owner->pid_ == pid_;
+    return owner && owner->handle_ == handle_;
 }
 
 QImage X11Application::icon() const {
     // The icon users know from menus and docks comes first; then what the window itself
     // offers, newest form first.
     const int size = runningApps_.iconSize_;
-    if (entry_) {
-        if (QImage themed = themedIcon(entry_->icon, size); !themed.isNull()) {
+    if (identity_.entry) {
+        if (QImage themed = themedIcon(identity_.entry->icon, size); !themed.isNull()) {
             return themed;
         }
     }
@@ -105,23 +109,21 @@ QImage X11Application::icon() const {
     return {};
 }
 
-const ClientWindow* X11Application::focusTarget() const {
-    // The most recently used window is the topmost of the application's in the stacking order.
-    const auto stacking = readStacking(*runningApps_.x_).value_or(std::vector<xcb_window_t>{});
-    const ClientWindow* target = nullptr;
-    int bestRank = -1;
+std::vector<AppWindow> X11Application::windows() const {
+    std::vector<AppWindow> shown;
     for (const auto& w : windows_) {
-        if (!w.acceptsFocus || w.role == WindowRole::auxiliary) {
-            continue;
-        }
-        const auto it = std::find(stacking.begin(), stacking.end(), w.id);
-        const int rank = it == stacking.end() ? 0 : static_cast<int>(it - stacking.begin()) + 1;
-        if (rank > bestRank) {
-            bestRank = rank;
-            target = &w;
+        if (w.countsAsApplication) {
+            shown.push_back({static_cast<WindowRef>(w.id), w.title, w.minimized});
         }
     }
-    return target;
+    return shown;
+}
+
+const ClientWindow* X11Application::focusTarget() const {
+    const auto it = std::find_if(windows_.begin(), windows_.end(), [](const ClientWindow& w) {
+        return w.acceptsFocus && w.role != WindowRole::auxiliary;
+    });
+    return it == windows_.end() ? nullptr : &*it;
 }
 
 bool X11Application::activate() {
@@ -202,7 +204,7 @@ std::unique_ptr<X11RunningApps> X11RunningApps::open(std::string* error) {
 
 X11RunningApps::X11RunningApps(std::unique_ptr<XConnection> x, std::unique_ptr<XConnection> events)
     : x_(std::move(x))
-    , self_(static_cast<AppHandle>(::getpid()))
+    , selfPid_(static_cast<Pid>(::getpid()))
     , events_(std::move(events)) {
     const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(events_->raw(), events_->root(), XCB_CW_EVENT_MASK, &mask);
@@ -214,7 +216,7 @@ X11RunningApps::X11RunningApps(std::unique_ptr<XConnection> x, std::unique_ptr<X
         [this] { observers_.notify(&RunningAppsObserver::sessionResignedActive); });
     refresh();
     if (const auto active = owner(active_)) {
-        lastActive_ = active->pid_;
+        lastActive_ = active->handle_;
     }
 }
 
@@ -238,6 +240,7 @@ void X11RunningApps::update() {
         clientList_.clear();
         windows_.clear();
         staleWindows_.clear();
+        recency_.clear();
         active_ = XCB_WINDOW_NONE;
         regroup();
         return;
@@ -245,17 +248,26 @@ void X11RunningApps::update() {
     if (!listStale_ && staleWindows_.empty() && !activeStale_) {
         return; // nothing changed since the last look: no round trip
     }
+    std::vector<WindowId> appeared;
     if (listStale_) {
         listStale_ = false;
         clientList_ = readClientList(*x_).value_or(std::vector<xcb_window_t>{});
         const std::set<xcb_window_t> listed(clientList_.begin(), clientList_.end());
         std::erase_if(windows_, [&](const auto& entry) { return !listed.contains(entry.first); });
+        // A window that leaves the list keeps its place for a while: a window manager that
+        // restarts lists every window again.
+        if (recency_.size() > 2 * clientList_.size() + forgottenWindowsKept) {
+            std::erase_if(recency_, [&](WindowId w) { return !listed.contains(w); });
+        }
         const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
         for (const xcb_window_t w : clientList_) {
             if (!windows_.contains(w)) {
                 // Changes to it are told from now on; it is read after asking for them.
                 xcb_change_window_attributes(events_->raw(), w, XCB_CW_EVENT_MASK, &mask);
                 staleWindows_.insert(w);
+            }
+            if (std::find(recency_.begin(), recency_.end(), w) == recency_.end()) {
+                appeared.push_back(w);
             }
         }
         xcb_flush(events_->raw());
@@ -272,38 +284,83 @@ void X11RunningApps::update() {
             }
         }
     }
+    const bool activeRead = activeStale_;
     if (activeStale_) {
         activeStale_ = false;
         active_ = readActiveWindow(*x_);
     }
+    if (!appeared.empty() || activeRead) {
+        updateRecency(appeared);
+    }
     regroup();
 }
 
+void X11RunningApps::updateRecency(const std::vector<WindowId>& appeared) {
+    if (!appeared.empty()) {
+        const auto stacking = readStacking(*x_).value_or(std::vector<xcb_window_t>{});
+        std::vector<WindowId> newcomers = appeared;
+        const auto height = [&](WindowId w) {
+            return std::find(stacking.begin(), stacking.end(), w) - stacking.begin();
+        };
+        std::stable_sort(newcomers.begin(), newcomers.end(),
+                         [&](WindowId a, WindowId b) { return height(a) > height(b); });
+        recency_.insert(recency_.end(), newcomers.begin(), newcomers.end());
+    }
+    const auto active = std::find(recency_.begin(), recency_.end(), active_);
+    if (active != recency_.end()) {
+        std::rotate(recency_.begin(), active, active + 1);
+    }
+}
+
+const AppIdentity& X11RunningApps::identityOf(const ClientWindow& window) {
+    const QString facts = identityFacts(window);
+    auto known = identities_.find(window.id);
+    if (known == identities_.end() || known->second.facts != facts) {
+        QString sandbox;
+        if (window.pid) {
+            auto cached = sandboxIds_.find(*window.pid);
+            if (cached == sandboxIds_.end()) {
+                cached = sandboxIds_.emplace(*window.pid, sandboxAppId(*window.pid)).first;
+            }
+            sandbox = cached->second.value_or(QString());
+        }
+        known = identities_
+                    .insert_or_assign(window.id,
+                                      KnownIdentity{facts, identify(window, sandbox, entries_)})
+                    .first;
+    }
+    return known->second.identity;
+}
+
 void X11RunningApps::regroup() {
-    std::map<AppHandle, std::vector<ClientWindow>> byApp;
-    std::vector<AppHandle> order;
-    for (const xcb_window_t w : clientList_) {
+    // Windows by application, each application's most recent first.
+    std::map<QString, std::vector<ClientWindow>> byKey;
+    std::vector<const AppIdentity*> order;
+    std::set<Pid> processes;
+    for (const WindowId w : recency_) {
         const auto read = windows_.find(w);
-        if (read == windows_.end()) {
-            continue;
+        if (read == windows_.end() || read->second.pid == selfPid_) {
+            continue; // not read yet, or Hopla's own
         }
-        const AppHandle id = applicationIdOf(read->second);
-        if (id == self_) {
-            continue; // Hopla's own windows never count
-        }
-        auto& list = byApp[id];
+        const AppIdentity& identity = identityOf(read->second);
+        auto& list = byKey[identity.key];
         if (list.empty()) {
-            order.push_back(id);
+            order.push_back(&identity);
         }
         list.push_back(read->second);
+        if (read->second.pid) {
+            processes.insert(*read->second.pid);
+        }
     }
+    std::erase_if(identities_, [&](const auto& entry) { return !windows_.contains(entry.first); });
+    std::erase_if(sandboxIds_, [&](const auto& entry) { return !processes.contains(entry.first); });
 
     std::vector<std::shared_ptr<X11Application>> gone;
     std::vector<std::shared_ptr<X11Application>> next;
     for (auto& app : apps_) {
-        if (auto it = byApp.find(app->pid_); it != byApp.end()) {
+        if (auto it = byKey.find(app->identity_.key); it != byKey.end()) {
             app->windows_ = std::move(it->second);
-            byApp.erase(it);
+            byKey.erase(it);
             next.push_back(app);
         } else {
             app->terminated_ = true;
@@ -311,18 +368,28 @@ void X11RunningApps::regroup() {
             gone.push_back(app);
         }
     }
-    for (const AppHandle id : order) {
-        auto it = byApp.find(id);
-        if (it == byApp.end()) {
+    for (const AppIdentity* identity : order) {
+        auto it = byKey.find(identity->key);
+        if (it == byKey.end()) {
             continue; // already known
         }
-        auto app = std::make_shared<X11Application>(*this, id);
+        // An application seen before keeps its handle, and with it its place in recency.
+        const auto [known, fresh] = handles_.try_emplace(identity->key, nextHandle_);
+        nextHandle_ += fresh ? 1 : 0;
+        auto app = std::make_shared<X11Application>(*this, known->second, *identity,
+                                                    it->second.front().pid);
         app->windows_ = std::move(it->second);
-        const auto& first = app->windows_.front();
-        app->entry_ = entries_.forWindowClass(first.instance, first.className);
         next.push_back(std::move(app));
     }
     apps_ = std::move(next);
+    WindowOwners::Map owners;
+    for (const auto& app : apps_) {
+        auto& ids = owners[app->handle_];
+        for (const auto& w : app->windows_) {
+            ids.push_back(w.id);
+        }
+    }
+    owners_->set(std::move(owners));
     for (const auto& app : gone) {
         observers_.notify(&RunningAppsObserver::terminated, ApplicationPtr(app));
     }
@@ -347,18 +414,14 @@ std::vector<ApplicationPtr> X11RunningApps::runningApplications() {
     return {apps_.begin(), apps_.end()};
 }
 
-std::vector<AppHandle> X11RunningApps::stackingOrder() {
-    if (connectionLost()) {
-        return {};
-    }
+std::vector<AppHandle> X11RunningApps::recencyOrder() {
     drainEvents();
-    const auto stacking = readStacking(*x_).value_or(std::vector<xcb_window_t>{});
     std::vector<AppHandle> order;
-    for (auto it = stacking.rbegin(); it != stacking.rend(); ++it) { // topmost first
-        const auto app = owner(*it);
+    for (const WindowId w : recency_) {
+        const auto app = owner(w);
         if (app && app->taskbarPolicy() == TaskbarPolicy::regular &&
-            std::find(order.begin(), order.end(), app->pid_) == order.end()) {
-            order.push_back(app->pid_);
+            std::find(order.begin(), order.end(), app->handle_) == order.end()) {
+            order.push_back(app->handle_);
         }
     }
     return order;
@@ -383,7 +446,7 @@ ApplicationPtr X11RunningApps::activeApplication() {
 ApplicationPtr X11RunningApps::application(AppHandle id) {
     drainEvents();
     const auto it =
-        std::find_if(apps_.begin(), apps_.end(), [id](const auto& a) { return a->pid_ == id; });
+        std::find_if(apps_.begin(), apps_.end(), [id](const auto& a) { return a->handle_ == id; });
     return it == apps_.end() ? nullptr : *it;
 }
 
@@ -394,7 +457,7 @@ void X11RunningApps::openApplication(const QString& launchPath, std::optional<Ap
     // with no window left is launched.
     drainEvents();
     for (const auto& app : apps_) {
-        if (running && app->pid_ == *running && !app->windows_.empty()) {
+        if (running && app->handle_ == *running && !app->windows_.empty()) {
             const bool forward = app->forceForward();
             answer(forward
                        ? std::nullopt
@@ -475,10 +538,10 @@ void X11RunningApps::handleActiveWindowChange() {
 }
 
 void X11RunningApps::noteActive(const std::shared_ptr<X11Application>& app) {
-    if (app->pid_ == lastActive_) {
+    if (app->handle_ == lastActive_) {
         return;
     }
-    lastActive_ = app->pid_;
+    lastActive_ = app->handle_;
     observers_.notify(&RunningAppsObserver::activated, ApplicationPtr(app));
 }
 

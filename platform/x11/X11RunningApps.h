@@ -3,9 +3,11 @@
 #include "platform/ObserverList.h"
 #include "platform/RunningApps.h"
 #include "platform/SerialQueue.h"
+#include "platform/x11/AppIdentity.h"
 #include "platform/x11/ClientWindows.h"
 #include "platform/x11/DesktopEntries.h"
 #include "platform/x11/LoginSession.h"
+#include "platform/x11/WindowOwners.h"
 
 #include <QObject>
 #include <QSocketNotifier>
@@ -19,12 +21,14 @@ namespace hopla::x11 {
 
 class X11RunningApps;
 
-// One running application: the managed windows of one process.
+// One running application: the managed windows of one identity (AppIdentity), in any
+// number of processes.
 class X11Application final : public Application {
 public:
-    X11Application(X11RunningApps& runningApps, AppHandle pid);
+    X11Application(X11RunningApps& runningApps, AppHandle handle, AppIdentity identity,
+                   std::optional<Pid> pid);
 
-    AppHandle handle() const override { return pid_; }
+    AppHandle handle() const override { return handle_; }
     std::optional<QString> localizedName() const override;
     std::optional<QString> launchPath() const override;
     std::optional<QString> executableLocation() const override { return executable_; }
@@ -34,31 +38,35 @@ public:
     bool isTerminated() const override { return terminated_; }
     bool isActive() const override;
     QImage icon() const override;
+    std::vector<AppWindow> windows() const override;
     bool activate() override;
     // Brings the application's most recent window forward without the window manager's
     // consent: maps it when minimized, raises it and gives it the input focus. False when
     // it has no window that takes the focus.
     bool forceForward();
 
-    const std::vector<ClientWindow>& windows() const { return windows_; }
+    // Every managed window of it, most recently used first.
+    const std::vector<ClientWindow>& clientWindows() const { return windows_; }
+    const AppIdentity& identity() const { return identity_; }
 
 private:
     friend class X11RunningApps;
-    // The window to bring forward: the topmost of those that take the focus.
+    // The window to bring forward: the most recently used of those that take the focus.
     const ClientWindow* focusTarget() const;
 
     X11RunningApps& runningApps_;
-    AppHandle pid_;
-    std::vector<ClientWindow> windows_; // in client-list order
-    std::optional<DesktopEntry> entry_;
-    std::optional<QString> executable_;
+    AppHandle handle_;
+    AppIdentity identity_;
+    std::vector<ClientWindow> windows_; // most recently used first
+    std::optional<QString> executable_; // of the process of its first window
     std::optional<WallClockTime> launched_;
     bool terminated_ = false;
 };
 
-// The desktop's running applications over EWMH: _NET_CLIENT_LIST grouped by process,
-// _NET_ACTIVE_WINDOW for the frontmost one, and property changes on the root window for
-// the notifications. Main thread only; needs a running Qt event loop for notifications.
+// The desktop's running applications over EWMH: _NET_CLIENT_LIST grouped by identity,
+// _NET_ACTIVE_WINDOW for the frontmost one and for each window's recency, and property
+// changes on the root window for the notifications. Main thread only; needs a running Qt
+// event loop for notifications.
 class X11RunningApps final : public QObject, public RunningApps {
     Q_OBJECT
 public:
@@ -69,8 +77,8 @@ public:
     std::vector<ApplicationPtr> runningApplications() override;
     ApplicationPtr activeApplication() override;
     ApplicationPtr application(AppHandle id) override;
-    AppHandle ownHandle() const override { return self_; }
-    std::vector<AppHandle> stackingOrder() override;
+    AppHandle ownHandle() const override { return ownHandle_; }
+    std::vector<AppHandle> recencyOrder() override;
     void openApplication(const QString& launchPath, std::optional<AppHandle> running,
                          OpenAnswer answer) override;
     [[nodiscard]] Subscription observe(RunningAppsObserver observer) override;
@@ -88,6 +96,8 @@ public:
     // costs no round trip unless something changed.
     void refresh();
     bool connectionLost() const;
+    // Which windows each application has, for readers on other threads.
+    std::shared_ptr<const WindowOwners> owners() const { return owners_; }
 
 private:
     friend class X11Application;
@@ -96,6 +106,10 @@ private:
     // Reads what the notifications marked as changed, then regroups the applications.
     void update();
     void regroup();
+    // Puts windows new to the list behind the known ones, topmost first, and the active
+    // window in front.
+    void updateRecency(const std::vector<WindowId>& appeared);
+    const AppIdentity& identityOf(const ClientWindow& window);
     void handleActiveWindowChange();
     // Tells observers when the active application differs from the one last noted. Called
     // on every read of the active window, so what observers hear matches what was read.
@@ -103,17 +117,30 @@ private:
     std::shared_ptr<X11Application> owner(WindowId window);
     ServerTime timestamp() const { return userTime_ != currentTime ? userTime_ : lastServerTime_; }
 
+    // A window's identity, kept while what it was worked out from stays the same.
+    struct KnownIdentity {
+        QString facts;
+        AppIdentity identity;
+    };
+    static constexpr AppHandle ownHandle_ = 0; // the handles of others count from 1
+
     std::unique_ptr<XConnection> x_;
-    AppHandle self_;
+    Pid selfPid_;
     DesktopEntries entries_;
     std::vector<std::shared_ptr<X11Application>> apps_; // in order of first appearance
     std::vector<WindowId> clientList_;                  // _NET_CLIENT_LIST as last read
     std::map<WindowId, ClientWindow> windows_;          // what was read of each client
     std::set<WindowId> staleWindows_;                   // changed since they were read
+    std::vector<WindowId> recency_; // latest use first; the listed windows, and some that were
+    std::map<WindowId, KnownIdentity> identities_;
+    std::map<QString, AppHandle> handles_;             // every identity seen, with its handle
+    std::map<Pid, std::optional<QString>> sandboxIds_; // per process seen, while it has windows
+    std::shared_ptr<WindowOwners> owners_ = std::make_shared<WindowOwners>();
     bool listStale_ = true;
     bool activeStale_ = true;
     WindowId active_ = noWindow;
-    AppHandle lastActive_ = 0;
+    AppHandle lastActive_ = ownHandle_;
+    AppHandle nextHandle_ = ownHandle_ + 1;
     int iconSize_ = 80;
     ServerTime userTime_ = currentTime;
     ServerTime lastServerTime_ = currentTime;

@@ -20,17 +20,22 @@ xcb_window_t windowOf(WindowRef r) {
 
 } // namespace
 
-X11WindowSystem::X11WindowSystem(std::unique_ptr<XConnection> x)
-    : x_(std::move(x)) {}
+X11WindowSystem::X11WindowSystem(std::unique_ptr<XConnection> x,
+                                 std::shared_ptr<const WindowOwners> owners)
+    : x_(std::move(x))
+    , owners_(std::move(owners)) {}
 
 X11WindowSystem::~X11WindowSystem() = default;
 
-std::unique_ptr<X11WindowSystem> X11WindowSystem::open(std::string* error) {
+std::unique_ptr<X11WindowSystem> X11WindowSystem::open(std::shared_ptr<const WindowOwners> owners,
+                                                       std::string* error) {
     auto x = XConnection::open(nullptr, error);
-    return x ? std::unique_ptr<X11WindowSystem>(new X11WindowSystem(std::move(x))) : nullptr;
+    return x ? std::unique_ptr<X11WindowSystem>(
+                   new X11WindowSystem(std::move(x), std::move(owners)))
+             : nullptr;
 }
 
-// One application's windows, topmost first.
+// One application's windows, most recently used first.
 class X11ApplicationWindows final : public ApplicationWindows {
 public:
     X11ApplicationWindows(X11WindowSystem& system, AppHandle application)
@@ -38,25 +43,11 @@ public:
         , app_(application) {}
 
     std::optional<std::vector<WindowRef>> windows() override {
-        std::lock_guard lock(system_.mutex_);
-        auto& x = *system_.x_;
-        const auto clients = readClientWindows(x);
-        if (!clients || x.broken()) {
+        if (std::lock_guard lock(system_.mutex_); system_.x_->broken()) {
             return std::nullopt;
         }
-        const auto stacking = readStacking(x).value_or(std::vector<xcb_window_t>{});
-        std::vector<std::pair<long, xcb_window_t>> mine;
-        for (const auto& c : *clients) {
-            if (c.pid == app_) {
-                const auto it = std::find(stacking.begin(), stacking.end(), c.id);
-                mine.emplace_back(
-                    it == stacking.end() ? -1 : static_cast<long>(it - stacking.begin()), c.id);
-            }
-        }
-        std::stable_sort(mine.begin(), mine.end(),
-                         [](const auto& a, const auto& b) { return a.first > b.first; });
         std::vector<WindowRef> refs;
-        for (const auto& [rank, w] : mine) {
+        for (const xcb_window_t w : system_.owners_->windowsOf(app_)) {
             refs.push_back(refOf(w));
         }
         return refs;
@@ -75,9 +66,7 @@ public:
     std::optional<WindowRef> focusedWindow() override {
         std::lock_guard lock(system_.mutex_);
         const xcb_window_t active = readActiveWindow(*system_.x_);
-        const auto c =
-            active == XCB_WINDOW_NONE ? std::nullopt : readClientWindow(*system_.x_, active);
-        return c && c->pid == app_ ? std::optional(refOf(active)) : std::nullopt;
+        return owns(active) ? std::optional(refOf(active)) : std::nullopt;
     }
 
     std::optional<WindowRef> mainWindow() override {
@@ -118,10 +107,17 @@ public:
     }
 
 private:
+    bool owns(xcb_window_t window) const {
+        const auto mine = system_.owners_->windowsOf(app_);
+        return window != XCB_WINDOW_NONE &&
+               std::find(mine.begin(), mine.end(), window) != mine.end();
+    }
     std::optional<ClientWindow> read(WindowRef window) {
+        if (!owns(windowOf(window))) {
+            return std::nullopt;
+        }
         std::lock_guard lock(system_.mutex_);
-        auto c = readClientWindow(*system_.x_, windowOf(window));
-        return c && c->pid == app_ ? c : std::nullopt;
+        return readClientWindow(*system_.x_, windowOf(window));
     }
 
     X11WindowSystem& system_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/WindowAccess.h"
+#include "platform/x11/WindowOwners.h"
 
 #include <chrono>
 #include <memory>
@@ -19,8 +20,9 @@ public:
     // How long unminimizing may take before it counts as refused.
     static constexpr auto unminimizeLimit = std::chrono::milliseconds(200);
 
-    // Nothing, with the reason, without an X server.
-    static std::unique_ptr<X11WindowSystem> open(std::string* error);
+    // Nothing, with the reason, without an X server. `owners` says which windows are whose.
+    static std::unique_ptr<X11WindowSystem> open(std::shared_ptr<const WindowOwners> owners,
+                                                 std::string* error);
 
     ~X11WindowSystem() override;
 
@@ -28,10 +30,11 @@ public:
 
 private:
     friend class X11ApplicationWindows;
-    explicit X11WindowSystem(std::unique_ptr<XConnection> x);
+    X11WindowSystem(std::unique_ptr<XConnection> x, std::shared_ptr<const WindowOwners> owners);
 
     std::mutex mutex_; // one request sequence at a time on the shared connection
     std::unique_ptr<XConnection> x_;
+    std::shared_ptr<const WindowOwners> owners_;
 };
 
 } // namespace hopla::x11

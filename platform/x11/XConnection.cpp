@@ -68,6 +68,8 @@ XConnection::XConnection(xcb_connection_t* connection, int screenNumber)
     compoundText = atom("COMPOUND_TEXT");
     utf8String = atom("UTF8_STRING");
     wmTakeFocus = atom("WM_TAKE_FOCUS");
+    gtkApplicationId = atom("_GTK_APPLICATION_ID");
+    kdeDesktopFile = atom("_KDE_NET_WM_DESKTOP_FILE");
 }
 
 XConnection::~XConnection() {

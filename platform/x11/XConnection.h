@@ -67,6 +67,8 @@ public:
     xcb_atom_t compoundText = XCB_ATOM_NONE;
     xcb_atom_t utf8String = XCB_ATOM_NONE;
     xcb_atom_t wmTakeFocus = XCB_ATOM_NONE;
+    xcb_atom_t gtkApplicationId = XCB_ATOM_NONE;
+    xcb_atom_t kdeDesktopFile = XCB_ATOM_NONE;
 
 private:
     XConnection(xcb_connection_t* connection, int screenNumber);

@@ -36,7 +36,7 @@ struct X11RunningAppsTest : ::testing::Test {
         std::string error;
         runningApps = X11RunningApps::open(&error);
         ASSERT_TRUE(runningApps) << error;
-        windowSystem = X11WindowSystem::open(&error);
+        windowSystem = X11WindowSystem::open(runningApps->owners(), &error);
         ASSERT_TRUE(windowSystem) << error;
     }
 
@@ -58,7 +58,7 @@ struct X11RunningAppsTest : ::testing::Test {
         runningApps->refresh();
         for (const auto& app : runningApps->runningApplications()) {
             const auto* x = static_cast<const hopla::x11::X11Application*>(app.get());
-            for (const auto& w : x->windows()) {
+            for (const auto& w : x->clientWindows()) {
                 if (std::find(windows.begin(), windows.end(), w.id) != windows.end()) {
                     return true;
                 }
@@ -66,10 +66,21 @@ struct X11RunningAppsTest : ::testing::Test {
         }
         return false;
     }
-    ApplicationPtr app(AppHandle pid) { return runningApps->application(pid); }
-    bool activeIs(AppHandle pid) {
+    // The application a window of this process belongs to.
+    std::shared_ptr<hopla::x11::X11Application> app(std::int64_t pid) {
+        for (const auto& a : runningApps->runningApplications()) {
+            auto x = std::static_pointer_cast<hopla::x11::X11Application>(a);
+            const auto& windows = x->clientWindows();
+            if (std::any_of(windows.begin(), windows.end(),
+                            [pid](const auto& w) { return w.pid == pid; })) {
+                return x;
+            }
+        }
+        return nullptr;
+    }
+    bool activeIs(std::int64_t pid) {
         const auto front = runningApps->activeApplication();
-        return front && front->handle() == pid;
+        return front && front == app(pid);
     }
 };
 

@@ -23,29 +23,46 @@ std::optional<QString> open(X11Desktop& desktop, hopla::x11::X11RunningApps& run
     return answer->value_or(QStringLiteral("no answer"));
 }
 
-TEST_F(X11RunningAppsTest, ListsApplicationsGroupedByProcessWithPidsFromXResourceWhenMissing) {
+TEST_F(X11RunningAppsTest, GroupsWindowsByIdentityAcrossProcessesMostRecentFirst) {
     const Client two = client({"--windows", "2", "--class", "two,Two"});
+    const Client again = client({"--class", "two,Two"});   // another process, same class
+    const Client other = client({"--class", "two,Other"}); // same instance, another class
     const Client noPid = client({"--no-pid", "--class", "nopid,NoPid"});
     QProcess* xcalc = desktop.launch(QStringLiteral("xcalc"), {});
-    const auto xcalcPid = static_cast<AppHandle>(xcalc->processId());
-    ASSERT_TRUE(desktop.waitFor([&] { return app(xcalcPid) != nullptr; }))
+    ASSERT_TRUE(desktop.waitFor([&] { return app(xcalc->processId()) != nullptr; }))
         << "xcalc carries no _NET_WM_PID";
 
     const auto grouped = app(two.pid());
     ASSERT_TRUE(grouped);
-    EXPECT_EQ(static_cast<const hopla::x11::X11Application&>(*grouped).windows().size(), 2u);
+    EXPECT_EQ(grouped, app(again.pid()));
+    EXPECT_NE(grouped, app(other.pid()));
+    ASSERT_EQ(grouped->windows().size(), 3u);
+    EXPECT_EQ(grouped->windows().front().ref, static_cast<hopla::WindowRef>(again.windows[0]));
     EXPECT_EQ(grouped->taskbarPolicy(), hopla::TaskbarPolicy::regular);
     EXPECT_EQ(grouped->executableLocation(),
               QFileInfo(hopla::testing::testClientPath()).canonicalFilePath());
     EXPECT_TRUE(grouped->launchDate().has_value());
     EXPECT_LT(std::chrono::abs(*grouped->launchDate() - std::chrono::system_clock::now()), 60s);
     EXPECT_TRUE(app(noPid.pid()));
-    EXPECT_EQ(app(xcalcPid)->localizedName(), "XCalc");
+    EXPECT_EQ(app(xcalc->processId())->localizedName(), "XCalc");
 
-    const auto listed = runningApps->runningApplications();
-    EXPECT_EQ(std::count_if(listed.begin(), listed.end(),
-                            [&](const auto& a) { return a->handle() == two.pid(); }),
-              1);
+    // Activating the application brings its most recently used window forward.
+    desktop.activate(two.windows[0]);
+    ASSERT_TRUE(desktop.waitFor([&] {
+        return grouped->windows().front().ref == static_cast<hopla::WindowRef>(two.windows[0]);
+    }));
+    app(other.pid())->activate();
+    ASSERT_TRUE(desktop.waitFor([&] { return activeIs(other.pid()); }));
+    grouped->activate();
+    EXPECT_TRUE(desktop.waitFor([&] { return desktop.activeWindow() == two.windows[0]; }));
+}
+
+TEST_F(X11RunningAppsTest, AToolkitsApplicationIdNamesTheApplication) {
+    const Client announced = client({"--gtk-id", "hopla-chinese", "--class", "gid,Gid"});
+    const Client plain = client({"--class", "gid,Gid"});
+    EXPECT_EQ(app(announced.pid())->localizedName(), QString::fromUtf8("测试终端"));
+    EXPECT_EQ(app(announced.pid())->desktopId(), "hopla-chinese.desktop");
+    EXPECT_EQ(app(plain.pid())->localizedName(), "Gid");
 }
 
 TEST_F(X11RunningAppsTest, DocksAndTaskbarSkippersAreNotRegularApplications) {
@@ -74,7 +91,7 @@ TEST_F(X11RunningAppsTest, NamesComeFromDesktopEntriesThenClassThenTitle) {
     EXPECT_EQ(app(old.pid())->localizedName(), QString::fromUtf8("Café 中"));
 
     QProcess* xterm = desktop.launch(QStringLiteral("xterm"), {});
-    const auto xtermPid = static_cast<AppHandle>(xterm->processId());
+    const auto xtermPid = xterm->processId();
     ASSERT_TRUE(desktop.waitFor([&] { return app(xtermPid) != nullptr; }));
     EXPECT_EQ(app(xtermPid)->desktopId(), "debian-xterm.desktop");
 
@@ -127,15 +144,15 @@ TEST_F(X11RunningAppsTest, ObserversHearOfActivationsAndTerminations) {
         .activeSpaceChanged = nullptr,
     });
     const Client a = client({"--class", "obs,Obs"});
-    const AppHandle pid = a.pid(); // a finished process has none
-    ASSERT_TRUE(app(pid));
-    app(pid)->activate();
+    ASSERT_TRUE(app(a.pid()));
+    const AppHandle handle = app(a.pid())->handle();
+    app(a.pid())->activate();
     const auto once = [&](const std::vector<AppHandle>& heard) {
-        return desktop.waitFor([&] { return std::count(heard.begin(), heard.end(), pid) == 1; });
+        return desktop.waitFor([&] { return std::count(heard.begin(), heard.end(), handle) == 1; });
     };
-    EXPECT_TRUE(once(activated)) << ::testing::PrintToString(activated) << ", client " << pid;
+    EXPECT_TRUE(once(activated)) << ::testing::PrintToString(activated) << ", app " << handle;
     desktop.stop(a.process);
-    EXPECT_TRUE(once(terminated)) << ::testing::PrintToString(terminated) << ", client " << pid;
+    EXPECT_TRUE(once(terminated)) << ::testing::PrintToString(terminated) << ", app " << handle;
 }
 
 TEST_F(X11RunningAppsTest, OpensAnApplicationFromItsDesktopEntry) {
@@ -155,15 +172,14 @@ TEST_F(X11RunningAppsTest, OpensAnApplicationFromItsDesktopEntry) {
 TEST_F(X11RunningAppsTest, OpeningARunningApplicationBringsItForwardAndStartsNoCopy) {
     const Client a = client({"--class", "a,A"});
     const Client b = client({"--class", "b,B"});
-    const auto order = runningApps->stackingOrder(); // topmost first: B was mapped last
+    const auto order = runningApps->recencyOrder(); // B was mapped and focused last
     ASSERT_GE(order.size(), 2u);
-    EXPECT_EQ(order[0], b.pid());
-    EXPECT_EQ(order[1], a.pid());
+    EXPECT_EQ(order[0], app(b.pid())->handle());
+    EXPECT_EQ(order[1], app(a.pid())->handle());
 
     desktop.minimize(a.windows.front());
     const auto minimized = [&] {
-        const auto& windows =
-            static_cast<const hopla::x11::X11Application&>(*app(a.pid())).windows();
+        const auto windows = app(a.pid())->windows();
         return !windows.empty() && windows.front().minimized;
     };
     // B was active already: wait for the window manager to have minimized A.
@@ -175,7 +191,8 @@ TEST_F(X11RunningAppsTest, OpeningARunningApplicationBringsItForwardAndStartsNoC
         });
     };
     const auto before = countCopies();
-    EXPECT_EQ(open(desktop, *runningApps, *app(a.pid())->launchPath(), a.pid()), std::nullopt);
+    EXPECT_EQ(open(desktop, *runningApps, *app(a.pid())->launchPath(), app(a.pid())->handle()),
+              std::nullopt);
     EXPECT_TRUE(desktop.waitFor([&] { return activeIs(a.pid()); }));
     EXPECT_FALSE(minimized());
     desktop.waitFor([] { return false; }, 300ms); // a launched copy would show up by now
@@ -189,7 +206,7 @@ TEST_F(X11RunningAppsTest, RealApplicationsShowTheirOwnIcons) {
     std::vector<QImage> icons;
     for (const char* program : {"xterm", "speedcrunch", "galculator"}) {
         QProcess* process = desktop.launch(QString::fromLatin1(program), {});
-        const auto pid = static_cast<AppHandle>(process->processId());
+        const auto pid = process->processId();
         ASSERT_TRUE(desktop.waitFor([&] { return app(pid) != nullptr; })) << program;
         const QImage icon = app(pid)->icon();
         ASSERT_FALSE(icon.isNull()) << program << " shows no icon of its own";
@@ -204,14 +221,19 @@ TEST_F(X11RunningAppsTest, RealApplicationsShowTheirOwnIcons) {
 TEST_F(X11RunningAppsTest, TheListKeptFromNotificationsMatchesAFreshReadThroughEveryChange) {
     // One row a window, sorted: what the runningApps holds, against what the server says now.
     auto x = hopla::x11::XConnection::open(nullptr, nullptr);
-    const auto row = [](const auto& w, AppHandle pid) {
-        return QString("%1 %2 %3 %4").arg(w.id).arg(w.title).arg(w.minimized).arg(pid);
+    const auto row = [](const auto& w) {
+        return QString("%1 %2 %3 %4")
+            .arg(w.id)
+            .arg(w.title)
+            .arg(w.minimized)
+            .arg(w.pid.value_or(0));
     };
     const auto kept = [&] {
         QStringList seen;
         for (const auto& a : runningApps->runningApplications()) {
-            for (const auto& w : static_cast<const hopla::x11::X11Application&>(*a).windows()) {
-                seen << row(w, a->handle());
+            for (const auto& w :
+                 static_cast<const hopla::x11::X11Application&>(*a).clientWindows()) {
+                seen << row(w);
             }
         }
         seen.sort();
@@ -221,7 +243,7 @@ TEST_F(X11RunningAppsTest, TheListKeptFromNotificationsMatchesAFreshReadThroughE
         QStringList seen;
         for (const auto& w : desktop.clientWindows()) {
             if (w.pid != static_cast<AppHandle>(QCoreApplication::applicationPid())) {
-                seen << row(w, w.pid.value_or(0));
+                seen << row(w);
             }
         }
         seen.sort();

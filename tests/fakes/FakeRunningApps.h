@@ -24,6 +24,7 @@ public:
     TaskbarPolicy policy = TaskbarPolicy::regular;
     bool terminated = false;
     QImage ownIcon;
+    std::vector<AppWindow> ownWindows;
     // How the application answers activate(): refused, or accepted and frontmost after this
     // many requests (1: at once; 0: never, it stays behind whatever it says).
     bool refusesActivation = false;
@@ -42,6 +43,7 @@ public:
     bool isTerminated() const override { return terminated; }
     bool isActive() const override;
     QImage icon() const override { return ownIcon; }
+    std::vector<AppWindow> windows() const override { return ownWindows; }
     bool activate() override;
 
 private:
@@ -69,15 +71,15 @@ public:
     // Whether a successful open brings the application at that location to the front.
     bool openActivates = true;
     std::vector<QString> openRequests;
-    // What stackingOrder() answers, topmost first.
-    std::vector<AppHandle> stacking;
+    // What recencyOrder() answers, most recent first.
+    std::vector<AppHandle> recency;
     std::size_t observerCount() const { return observers_.size(); }
 
     std::vector<ApplicationPtr> runningApplications() override;
     ApplicationPtr activeApplication() override;
     ApplicationPtr application(AppHandle id) override;
     AppHandle ownHandle() const override { return currentProcess_; }
-    std::vector<AppHandle> stackingOrder() override { return stacking; }
+    std::vector<AppHandle> recencyOrder() override { return recency; }
     void openApplication(const QString& launchPath, std::optional<AppHandle> running,
                          OpenAnswer answer) override;
     [[nodiscard]] Subscription observe(RunningAppsObserver observer) override;

@@ -70,7 +70,8 @@ int main(int argc, char** argv) {
     };
     const std::string wmClass = option("--class", "hopla-test-client,HoplaTestClient"),
                       title = option("--title", "Hopla test client"),
-                      compound = option("--compound-title", ""), type = option("--type", "normal");
+                      compound = option("--compound-title", ""), type = option("--type", "normal"),
+                      gtkId = option("--gtk-id", "");
     const bool pid = !options.count("--no-pid"), input = !options.count("--no-input"),
                badIcon = options.count("--bad-icon"), skipTaskbar = options.count("--skip-taskbar"),
                pixmapIcon = options.count("--pixmap-icon");
@@ -97,6 +98,9 @@ int main(int argc, char** argv) {
                           200, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                           XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
         set(w, "WM_CLASS", XCB_ATOM_STRING, 8, classBytes.data(), classBytes.size());
+        if (!gtkId.empty()) {
+            set(w, "_GTK_APPLICATION_ID", atom("UTF8_STRING"), 8, gtkId.data(), gtkId.size());
+        }
         if (compound.empty()) {
             set(w, "_NET_WM_NAME", atom("UTF8_STRING"), 8, title.data(), title.size());
             set(w, "WM_NAME", XCB_ATOM_STRING, 8, title.data(), title.size());
