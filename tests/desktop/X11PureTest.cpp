@@ -1,4 +1,6 @@
-// The parsers that read what other clients wrote: no display needed.
+// The parsers that read what other clients wrote, and how windows make applications: no
+// display needed.
+#include "platform/x11/AppIdentity.h"
 #include "platform/x11/CompoundText.h"
 #include "platform/x11/WindowIcon.h"
 
@@ -56,6 +58,39 @@ TEST(CompoundText, DecodesLatin1Utf8AndChineseSegmentsAndSkipsBrokenOnes) {
     EXPECT_EQ(decodeCompoundText("a\x1b$+Zgarbage\x1b(Bb"), "ab"); // unknown set skipped
     const QByteArray noise(10000, '\x1b');
     EXPECT_TRUE(decodeCompoundText(noise).isEmpty());
+}
+
+TEST(AppIdentity, TheStrongestEvidenceDecidesWhichApplicationAWindowJoins) {
+    qputenv("XDG_DATA_HOME", HOPLA_TEST_DATA); // only the tests' own entries
+    qputenv("XDG_DATA_DIRS", HOPLA_TEST_DATA "/none");
+    hopla::x11::DesktopEntries entries;
+    struct Case {
+        const char *gtk, *kde, *sandbox, *className;
+        std::optional<hopla::x11::Pid> pid;
+        const char* key;
+    };
+    const Case cases[] = {
+        {"hopla-chinese", "", "", "Other", 9, "entry:hopla-chinese.desktop"},
+        {"org.example.Missing", "", "", "Other", 9, "id:org.example.Missing"},
+        {"", "hopla-terminal", "", "", 9, "entry:hopla-terminal.desktop"},
+        {"", "", "hopla-chinese.desktop", "Other", 9, "entry:hopla-chinese.desktop"},
+        {"", "", "", "HoplaTerm", 9, "entry:hopla-terminal.desktop"}, // StartupWMClass
+        {"", "", "", "Plain", 9, "class:Plain"},
+        {"", "", "", "", 9, "pid:9"},
+        {"", "", "", "", std::nullopt, "window:7"},
+    };
+    for (const Case& c : cases) {
+        hopla::x11::ClientWindow w;
+        w.id = 7;
+        w.pid = c.pid;
+        w.instance = QStringLiteral("instance");
+        w.className = QString::fromLatin1(c.className);
+        w.gtkApplicationId = QString::fromLatin1(c.gtk);
+        w.kdeDesktopFile = QString::fromLatin1(c.kde);
+        const auto identity = identify(w, QString::fromLatin1(c.sandbox), entries);
+        EXPECT_EQ(identity.key, c.key);
+        EXPECT_EQ(identity.entry.has_value(), QString(c.key).startsWith("entry:")) << c.key;
+    }
 }
 
 } // namespace
