@@ -90,6 +90,7 @@ public:
     bool listening = false;
     std::optional<QString> runtimeError;
     std::optional<QString> conflictingApp;
+    std::optional<QString> windowKeyTaken; // "Super+`", held by another program
     std::optional<WindowManagerConflict> windowManagerConflict;
     QString syncStatus;
 

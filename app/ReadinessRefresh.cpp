@@ -34,7 +34,11 @@ void ReadinessRefresh::run() {
         preferences_.conflictingApp.reset();
         preferences_.windowManagerConflict.reset();
         preferences_.runtimeError.reset();
+        preferences_.windowKeyTaken.reset();
         if (tap_.start()) {
+            if (const auto taken = source_.windowKeyTaken()) {
+                preferences_.windowKeyTaken = QString::fromStdString(*taken);
+            }
             if (const auto holder = source_.interceptedBy()) {
                 preferences_.windowManagerConflict = WindowManagerConflict{
                     QString::fromStdString(holder->name),
@@ -50,6 +54,7 @@ void ReadinessRefresh::run() {
         }
         preferences_.conflictingApp.reset();
         preferences_.windowManagerConflict.reset();
+        preferences_.windowKeyTaken.reset();
         // Linux has no dialog that grants the permission: say what is missing instead.
         preferences_.runtimeError =
             readiness.ready ? std::nullopt : std::optional<QString>(readiness.reason);

@@ -404,6 +404,7 @@ QWidget* SettingsView::shortcutCard() {
     card->body()->addWidget(textLabel(localized("指尖捷径"), 13, QFont::DemiBold, false, card));
     const std::pair<QStringList, const char*> rows[] = {
         {{QString(), QStringLiteral("⇥")}, "按住 %1，按 Tab 唤出应用"},
+        {{QString(), QStringLiteral("`")}, "按住 %1，按 ` 在前台应用的窗口间切换"},
         {{QStringLiteral("A … Z")}, "输入首字母跳转，中文自动取拼音"},
         {{QStringLiteral("↖")}, "点击应用图标，直接切换并收起"},
         {{QStringLiteral("esc")}, "收起面板，保留已经完成的跳转"}};
@@ -414,12 +415,14 @@ QWidget* SettingsView::shortcutCard() {
             auto* cap = keyCap(key, card);
             line->addWidget(cap);
             if (key.isEmpty()) {
-                modifierCap_ = cap; // shows the chosen modifier
+                modifierCaps_.push_back(cap);
             }
         }
         auto* label = textLabel(localized(description), 12, QFont::Normal, false, card);
         if (!modifierGuide_) {
             modifierGuide_ = label;
+        } else if (!windowGuide_) {
+            windowGuide_ = label;
         }
         line->addWidget(label, 1);
         card->body()->addLayout(line);
@@ -516,9 +519,15 @@ void SettingsView::refresh() {
     releaseButton_->setVisible(text.offersRelease);
 
     const QString modifier = displayName(preferences_.switchModifier());
-    enabledSubtitle_->setText(localized("用 Hopla 接管 %1 Tab").arg(modifier));
-    modifierCap_->setText(modifier);
+    enabledSubtitle_->setText(localized("用 Hopla 接管 %1 Tab 和 %1 `").arg(modifier));
+    for (QLabel* cap : modifierCaps_) {
+        cap->setText(modifier);
+    }
     modifierGuide_->setText(localized("按住 %1，按 Tab 唤出应用").arg(modifier));
+    windowGuide_->setText(
+        preferences_.windowKeyTaken
+            ? localized("%1 被其他程序占用，窗口之间暂时无法切换").arg(*preferences_.windowKeyTaken)
+            : localized("按住 %1，按 ` 在前台应用的窗口间切换").arg(modifier));
     if (auto* chosen = modifierGroup_->button(static_cast<int>(preferences_.switchModifier()))) {
         chosen->setChecked(true);
     }

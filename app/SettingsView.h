@@ -96,8 +96,9 @@ private:
     QAbstractButton* releaseButton_ = nullptr;
     QLabel* enabledSubtitle_ = nullptr;
     QButtonGroup* modifierGroup_ = nullptr;
-    QLabel* modifierCap_ = nullptr;
+    std::vector<QLabel*> modifierCaps_; // show the chosen modifier
     QLabel* modifierGuide_ = nullptr;
+    QLabel* windowGuide_ = nullptr;
     Switch* enabledSwitch_ = nullptr;
     Switch* loginSwitch_ = nullptr;
     QLabel* loginSubtitle_ = nullptr;

@@ -39,6 +39,7 @@ ApplicationSwitcherController::ApplicationSwitcherController(SwitcherPanelInterf
                                                              Scheduler& scheduler, Options options)
     : panel_(panel)
     , runningApps_(runningApps)
+    , windows_(windows)
     , scheduler_(scheduler)
     , options_(std::move(options))
     , activationCoordinator_(runningApps, windows, scheduler, options_.restorerLabel) {
@@ -106,7 +107,8 @@ bool ApplicationSwitcherController::route(const GestureAction& action) {
     switch (action.kind) {
     case GestureAction::Kind::tab: {
         if (!session_) {
-            return openSession(action.backwards);
+            return action.windows ? openWindowSession(action.backwards)
+                                  : openSession(action.backwards);
         }
         SwitchSession next = *session_;
         next.step(action.backwards);
@@ -158,9 +160,14 @@ bool ApplicationSwitcherController::route(const GestureAction& action) {
         }
         const bool needsCommit = session_->needsCommit();
         const auto selected = session_->selectedId();
+        const auto windows = std::move(windowCandidates_);
         dismiss();
         if (needsCommit && selected) {
-            activate(*selected, false);
+            if (windows) {
+                activateWindow(*windows, *selected);
+            } else {
+                activate(*selected, false);
+            }
         }
         return true;
     }
@@ -202,10 +209,67 @@ bool ApplicationSwitcherController::openSession(bool backwards) {
     }
     beginSession(orderedEntries(apps, recent_), backwards);
     startSessionApplicationRefresh();
-    auto [icons, missing] = cachedIcons(apps);
+    present(apps);
+    return true;
+}
+
+bool ApplicationSwitcherController::openWindowSession(bool backwards) {
+    cancelActivation();
+    const auto front = runningApps_.activeApplication();
+    std::vector<AppWindow> windows;
+    if (front && isCandidate(*front, runningApps_.ownHandle())) {
+        windows = front->windows();
+    }
+    if (windows.empty()) {
+        dismiss();
+        return false;
+    }
+    std::vector<AppEntry> entries;
+    entries.reserve(windows.size());
+    for (std::size_t i = 0; i < windows.size(); ++i) {
+        const QString& title = windows[i].title;
+        AppEntry entry(static_cast<AppHandle>(i + 1),
+                       title.isEmpty() ? displayName(*front) : title);
+        entry.shortcut.reset(); // letters choose applications, not windows
+        entries.push_back(std::move(entry));
+    }
+    windowCandidates_ = WindowCandidates{front, std::move(windows)};
+    sessionIdentity_ = Identity::random();
+    setSession(SwitchSession(std::move(entries), backwards, SwitchSession::Scope::windows));
+    startSessionApplicationRefresh();
+    present({front});
+    return true;
+}
+
+void ApplicationSwitcherController::present(const std::vector<ApplicationPtr>& apps) {
+    auto [cached, missing] = cachedIcons(apps);
+    IconMap icons;
+    for (const auto& app : apps) {
+        if (const auto icon = cached.find(app->handle()); icon != cached.end()) {
+            for (const AppHandle entry : iconEntries(*app)) {
+                icons.insert_or_assign(entry, icon->second);
+            }
+        }
+    }
     panel_.show(*session_, icons);
     fillMissingIcons(std::move(missing), std::move(icons), sessionIdentity_);
-    return true;
+}
+
+std::vector<AppHandle> ApplicationSwitcherController::iconEntries(const Application& app) const {
+    if (!session_) {
+        return {};
+    }
+    if (!windowCandidates_) {
+        return hasCandidate(*session_, app.handle()) ? std::vector<AppHandle>{app.handle()}
+                                                     : std::vector<AppHandle>{};
+    }
+    std::vector<AppHandle> entries;
+    if (windowCandidates_->app->handle() == app.handle()) {
+        for (const AppEntry& entry : session_->apps()) {
+            entries.push_back(entry.id);
+        }
+    }
+    return entries;
 }
 
 void ApplicationSwitcherController::prepareUpcomingSession() {
@@ -249,7 +313,28 @@ void ApplicationSwitcherController::select(AppHandle id) {
     activate(id, true);
 }
 
+void ApplicationSwitcherController::activateWindow(const WindowCandidates& candidates,
+                                                   AppHandle entry) {
+    const auto index = static_cast<std::size_t>(entry) - 1;
+    if (entry < 1 || index >= candidates.windows.size()) {
+        return;
+    }
+    if (options_.activationRequested) {
+        options_.activationRequested(candidates.app->handle());
+    }
+    // A window that closed meanwhile leaves nothing to do.
+    if (const auto access = windows_.windowsOf(candidates.app->handle())) {
+        access->activate(candidates.windows[index].ref);
+    }
+}
+
 void ApplicationSwitcherController::activate(AppHandle id, bool hideWhenReady) {
+    if (windowCandidates_) {
+        const WindowCandidates windows = *windowCandidates_;
+        dismiss(); // a window comes forward at once: nothing to wait for with the panel
+        activateWindow(windows, id);
+        return;
+    }
     cancelActivation();
     if (options_.activationRequested) {
         options_.activationRequested(id);
@@ -293,6 +378,7 @@ void ApplicationSwitcherController::dismiss() {
     cancelActivation();
     sessionApplicationTimer_.reset();
     setSession(std::nullopt);
+    windowCandidates_.reset();
     panel_.hide();
     if (options_.dismissed) {
         options_.dismissed();
@@ -322,6 +408,10 @@ void ApplicationSwitcherController::startSessionApplicationRefresh() {
             if (!controller || !controller->session_) {
                 return;
             }
+            if (controller->windowCandidates_) {
+                controller->refreshWindowCandidates();
+                return;
+            }
             std::unordered_set<AppHandle> running;
             for (const auto& app : controller->runningApps_.runningApplications()) {
                 if (app && !app->isTerminated() && app->taskbarPolicy() == TaskbarPolicy::regular) {
@@ -336,6 +426,26 @@ void ApplicationSwitcherController::startSessionApplicationRefresh() {
             }
         });
     sessionApplicationTimer_ = ScheduledTask(scheduler_, id);
+}
+
+void ApplicationSwitcherController::refreshWindowCandidates() {
+    const auto app = runningApps_.application(windowCandidates_->app->handle());
+    if (!app || app->isTerminated()) {
+        dismiss(); // the application quit under the panel
+        return;
+    }
+    const auto open = app->windows();
+    const auto listed = windowCandidates_->windows;
+    for (std::size_t i = 0; i < listed.size(); ++i) {
+        const bool stillOpen = std::any_of(
+            open.begin(), open.end(), [&](const AppWindow& w) { return w.ref == listed[i].ref; });
+        if (!stillOpen) {
+            removeCandidate(static_cast<AppHandle>(i + 1));
+            if (!windowCandidates_) {
+                return; // the last one went: dismissed
+            }
+        }
+    }
 }
 
 std::pair<IconMap, std::vector<ApplicationPtr>>
@@ -370,12 +480,15 @@ void ApplicationSwitcherController::fillMissingIcons(std::vector<ApplicationPtr>
             return;
         }
         for (const auto& app : missing) {
-            if (app->isTerminated() || !hasCandidate(*controller->session_, app->handle())) {
+            const auto entries = controller->iconEntries(*app);
+            if (app->isTerminated() || entries.empty()) {
                 continue;
             }
             if (auto icon = controller->iconCache_.load(ApplicationIconIdentity(*app),
                                                         [&app] { return app->icon(); })) {
-                icons.insert_or_assign(app->handle(), std::move(*icon));
+                for (const AppHandle entry : entries) {
+                    icons.insert_or_assign(entry, *icon);
+                }
             }
         }
         if (controller->sessionIdentity_ == session) {

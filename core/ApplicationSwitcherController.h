@@ -60,6 +60,8 @@ public:
     bool route(const GestureAction& action);
     // Gathers the candidates and shows the panel; false when there is nothing to switch to.
     bool openSession(bool backwards);
+    // The same over the windows of the frontmost application.
+    bool openWindowSession(bool backwards);
     // Starts a session over prepared entries without touching the panel.
     void beginSession(std::vector<AppEntry> entries, bool backwards);
     // Selects the candidate and activates it at once (a click on the panel).
@@ -83,18 +85,34 @@ private:
     void prepareUpcomingSession();
     void cancelActivation();
     void activate(AppHandle id, bool hideWhenReady);
+    struct WindowCandidates;
+    void activateWindow(const WindowCandidates& candidates, AppHandle entry);
+    // Drops the windows that closed since the window session opened.
+    void refreshWindowCandidates();
     void removeCandidate(AppHandle id);
     void startSessionApplicationRefresh();
     std::pair<IconMap, std::vector<ApplicationPtr>>
     cachedIcons(const std::vector<ApplicationPtr>& apps);
     void fillMissingIcons(std::vector<ApplicationPtr> missing, IconMap icons, Identity session);
+    // Shows the panel over the session just begun, with the icons at hand; the rest follow.
+    void present(const std::vector<ApplicationPtr>& apps);
+    // The entries an application's icon goes to: its own, or every window's.
+    std::vector<AppHandle> iconEntries(const Application& app) const;
     Scheduler::Duration doubleClickInterval() const;
+
+    // The application whose windows a window session lists; entry i + 1 is windows[i].
+    struct WindowCandidates {
+        ApplicationPtr app;
+        std::vector<AppWindow> windows;
+    };
 
     SwitcherPanelInterface& panel_;
     RunningApps& runningApps_;
+    WindowSystem& windows_;
     Scheduler& scheduler_;
     Options options_;
     std::optional<SwitchSession> session_;
+    std::optional<WindowCandidates> windowCandidates_; // while a window session is open
     ApplicationActivationCoordinator activationCoordinator_;
     RecentApps recent_;
     ApplicationIconCache iconCache_;

@@ -21,14 +21,17 @@ KeyboardGesture::Decision KeyboardGesture::keyDown(const KeyDown& e) {
     if (consumed_.test(index(e.code))) {
         return Decision{true, std::nullopt}; // repeat or second key-down of a taken key
     }
-    if (e.code == keyCode(VirtualKey::tab)) {
+    // Tab steps through applications; the key above it, by position whatever it types,
+    // through the windows of the frontmost one.
+    const bool windowKey = e.code == keyCode(VirtualKey::aboveTab);
+    if (e.code == keyCode(VirtualKey::tab) || windowKey) {
         if (e.otherModifier || (!e.switchModifier && !e.sessionOpen)) {
             return pass;
         }
         if (e.repeated) {
             return Decision{e.sessionOpen, std::nullopt};
         }
-        return take(GestureAction::tab(e.shift));
+        return take(GestureAction::tab(e.shift, windowKey));
     }
     if (!e.sessionOpen || e.otherModifier || !e.letter) {
         return pass;

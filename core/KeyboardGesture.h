@@ -13,11 +13,14 @@ struct GestureAction {
     Kind kind = Kind::cancel;
     bool backwards = false; // tab: Shift was held
     char letter = 0;        // letter: the key's shortcut letter, uppercase
+    bool windows = false;   // tab: the key above Tab, which goes through windows
 
-    static GestureAction tab(bool backwards) { return {Kind::tab, backwards, 0}; }
-    static GestureAction letterKey(char letter) { return {Kind::letter, false, letter}; }
-    static GestureAction cancel() { return {Kind::cancel, false, 0}; }
-    static GestureAction release() { return {Kind::release, false, 0}; }
+    static GestureAction tab(bool backwards, bool windows = false) {
+        return {Kind::tab, backwards, 0, windows};
+    }
+    static GestureAction letterKey(char letter) { return {Kind::letter, false, letter, false}; }
+    static GestureAction cancel() { return {Kind::cancel, false, 0, false}; }
+    static GestureAction release() { return {Kind::release, false, 0, false}; }
 
     friend bool operator==(const GestureAction&, const GestureAction&) = default;
 };

@@ -12,8 +12,9 @@ char asciiUpper(char c) {
 
 } // namespace
 
-SwitchSession::SwitchSession(std::vector<AppEntry> apps, bool backwards)
-    : apps_(std::move(apps)) {
+SwitchSession::SwitchSession(std::vector<AppEntry> apps, bool backwards, Scope scope)
+    : apps_(std::move(apps))
+    , scope_(scope) {
     const std::size_t n = apps_.size();
     const std::size_t k = backwards ? n : std::min<std::size_t>(n, 2);
     if (k >= 1) {
@@ -85,6 +86,9 @@ int SwitchSession::matchCount(char letter) const {
 }
 
 QString SwitchSession::badge(const AppEntry& entry) const {
+    if (scope_ == Scope::windows) {
+        return {};
+    }
     if (!entry.shortcut) {
         return QStringLiteral("\u2014");
     }

@@ -11,16 +11,21 @@ namespace hopla {
 
 // One open switching session: the candidates in display order, the selection, whether
 // releasing the switch key must still activate the selection, and the letter typed last.
+// The candidates are applications, or the windows of the frontmost application (their
+// entries then carry the window titles and no letters).
 // A value: the controller replaces it whole on every change so observers see each one.
 //
 // Invariant: selectedId, when present, is the id of an entry of apps; it is absent only
 // when apps is empty.
 class SwitchSession {
 public:
+    enum class Scope { applications, windows };
+
     // Opens over the candidates. Forwards selects the second (the previously used
     // application) or the only one; backwards selects the last.
-    SwitchSession(std::vector<AppEntry> apps, bool backwards);
+    SwitchSession(std::vector<AppEntry> apps, bool backwards, Scope scope = Scope::applications);
 
+    Scope scope() const { return scope_; }
     const std::vector<AppEntry>& apps() const { return apps_; }
     std::optional<AppHandle> selectedId() const { return selectedId_; }
     bool needsCommit() const { return needsCommit_; }
@@ -37,7 +42,7 @@ public:
     // How many candidates carry the letter.
     int matchCount(char letter) const;
     // What the tile of the entry shows: "—" without a shortcut, else the letter, followed
-    // by " ×N" when it takes N presses of the letter to reach it.
+    // by " ×N" when it takes N presses of the letter to reach it; nothing for a window.
     QString badge(const AppEntry& entry) const;
     // What releasing the switch key must activate.
     std::optional<AppHandle> commitTarget() const;
@@ -54,6 +59,7 @@ private:
     void selectionChanged(AppHandle id);
 
     std::vector<AppEntry> apps_;
+    Scope scope_;
     std::optional<AppHandle> selectedId_;
     bool needsCommit_ = true;
     std::optional<char> lastLetter_;

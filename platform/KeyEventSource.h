@@ -78,6 +78,10 @@ public:
     // program (the window manager) takes the modifier key for itself. Cleared when one
     // arrives again.
     virtual std::optional<ShortcutHolder> interceptedBy() const = 0;
+    // While running: the combination of the switch modifier with the key above Tab that
+    // another program holds ("Super+`"). Switching applications works without it; switching
+    // the frontmost application's windows does not.
+    virtual std::optional<std::string> windowKeyTaken() const = 0;
 };
 
 } // namespace hopla

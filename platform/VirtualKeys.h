@@ -14,6 +14,7 @@ enum class VirtualKey : std::uint16_t {
     returnKey = 36,
     tab = 48,
     space = 49,
+    aboveTab = 50, // ` on a US keyboard
     escape = 53,
     rightSwitchModifier = 54,
     leftSwitchModifier = 55,

@@ -16,9 +16,10 @@ enum class WindowRole { normal, dialog, auxiliary };
 // Names one window of one application; opaque outside the adapter that made it.
 enum class WindowRef : std::uint64_t {};
 
-// The windows of one application. Called from the window restorer's worker thread; every
-// call answers within a short time limit, and an answer that does not come in time reads as
-// unreadable (nothing).
+// The windows of one application and what can be done with them. Called from the window
+// restorer's worker thread and, to switch windows, from the main thread; every call answers
+// within a short time limit, and an answer that does not come in time reads as unreadable
+// (nothing).
 class ApplicationWindows {
 public:
     virtual ~ApplicationWindows() = default;
@@ -31,6 +32,9 @@ public:
     virtual std::optional<WindowRef> mainWindow() = 0;
     // Brings a minimized window back; false when that was refused.
     virtual bool unminimize(WindowRef window) = 0;
+    // Asks for the window to come to the front with the input focus, restoring it when
+    // minimized; false when it is no longer there. Does not wait for the answer.
+    virtual bool activate(WindowRef window) = 0;
     virtual void raise(WindowRef window) = 0;
 };
 

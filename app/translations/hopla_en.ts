@@ -8,8 +8,8 @@
         <translation>Hopla application switcher</translation>
     </message>
     <message>
-        <source>%1，%2%3</source>
-        <translation>%1, %2%3</translation>
+        <source>%1，%2</source>
+        <translation>%1, %2</translation>
     </message>
     <message>
         <source>，已选中</source>
@@ -92,8 +92,8 @@
         <translation>Enable app switching</translation>
     </message>
     <message>
-        <source>用 Hopla 接管 %1 Tab</source>
-        <translation>Let Hopla handle %1+Tab</translation>
+        <source>用 Hopla 接管 %1 Tab 和 %1 `</source>
+        <translation>Let Hopla handle %1+Tab and %1+`</translation>
     </message>
     <message>
         <source>登录时自动启动</source>
@@ -142,6 +142,14 @@
     <message>
         <source>按住 %1，按 Tab 唤出应用</source>
         <translation>Hold %1 and press Tab to call up your apps</translation>
+    </message>
+    <message>
+        <source>按住 %1，按 ` 在前台应用的窗口间切换</source>
+        <translation>Hold %1 and press ` to go through the front app's windows</translation>
+    </message>
+    <message>
+        <source>%1 被其他程序占用，窗口之间暂时无法切换</source>
+        <translation>Another program holds %1, so switching windows is unavailable</translation>
     </message>
     <message>
         <source>输入首字母跳转，中文自动取拼音</source>

@@ -141,6 +141,9 @@ QRect SwitcherView::badgeRect(int index) const {
     // Centred over the icon's lower edge, its bottom on the bottom of the padding below it.
     const QFontMetrics metrics(badgeFont());
     const QString badge = model_.session().badge(apps[static_cast<std::size_t>(index)]);
+    if (badge.isEmpty()) {
+        return {}; // a window's tile has none
+    }
     const QSize size(metrics.horizontalAdvance(badge) + 20, metrics.height() + 6);
     const QRect icon = iconRect(index);
     return QRect(icon.center().x() - size.width() / 2,
@@ -161,9 +164,10 @@ QString SwitcherView::tileLabel(int index) const {
     }
     const AppEntry& entry = apps[static_cast<std::size_t>(index)];
     const bool selected = model_.session().selectedId() == entry.id;
-    return localize_(QStringLiteral("%1，%2%3"))
-        .arg(entry.name, model_.session().badge(entry),
-             selected ? localize_(QStringLiteral("，已选中")) : QString());
+    const QString badge = model_.session().badge(entry);
+    return (badge.isEmpty() ? entry.name
+                            : localize_(QStringLiteral("%1，%2")).arg(entry.name, badge)) +
+           (selected ? localize_(QStringLiteral("，已选中")) : QString());
 }
 
 void SwitcherView::modelChanged() {
@@ -349,11 +353,12 @@ void SwitcherView::paintTile(QPainter& painter, const AppEntry& entry, int index
     }
 
     // The badge sits centred over the icon's lower edge.
-    const QRect badge = badgeRect(index);
-    painter.drawImage(
-        badge.topLeft(),
-        chrome_.badge(model_.session().badge(entry), badge.size(), devicePixelRatioF(),
-                      badgeUsesAccent_ ? withAlpha(accent, 0.88) : QColor(0, 0, 0, 166)));
+    if (const QRect badge = badgeRect(index); !badge.isEmpty()) {
+        painter.drawImage(
+            badge.topLeft(),
+            chrome_.badge(model_.session().badge(entry), badge.size(), devicePixelRatioF(),
+                          badgeUsesAccent_ ? withAlpha(accent, 0.88) : QColor(0, 0, 0, 166)));
+    }
 
     // The name, one line, cut in the middle.
     painter.setFont(nameFont());

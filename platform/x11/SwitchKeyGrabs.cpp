@@ -42,28 +42,39 @@ SwitchKeyGrabs::grab(XConnection& x, const ServerKeyboard& keyboard, std::uint16
     }
     struct Pending {
         Grab grab;
-        std::uint16_t shown; // the combination without lock modifiers, for the message
+        QString shown; // the combination without lock modifiers, for the message
+        bool tab;
         xcb_void_cookie_t cookie;
     };
     std::vector<Pending> pending;
-    for (const xcb_keycode_t key : keyboard.tabKeys) {
-        for (const std::uint16_t shift : {std::uint16_t(0), std::uint16_t(XCB_MOD_MASK_SHIFT)}) {
-            for (const std::uint16_t lock : locks) {
-                const auto modifiers = static_cast<std::uint16_t>(switchModifier | shift | lock);
-                pending.push_back({{key, modifiers},
-                                   static_cast<std::uint16_t>(switchModifier | shift),
-                                   xcb_grab_key_checked(x.raw(), 1, x.root(), modifiers, key,
-                                                        XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC)});
+    const auto request = [&](const std::vector<KeyCode>& keys, bool tab, const QString& name) {
+        for (const xcb_keycode_t key : keys) {
+            for (const std::uint16_t shift :
+                 {std::uint16_t(0), std::uint16_t(XCB_MOD_MASK_SHIFT)}) {
+                for (const std::uint16_t lock : locks) {
+                    const auto modifiers =
+                        static_cast<std::uint16_t>(switchModifier | shift | lock);
+                    pending.push_back(
+                        {{key, modifiers},
+                         modifierName(static_cast<std::uint16_t>(switchModifier | shift)) + name,
+                         tab,
+                         xcb_grab_key_checked(x.raw(), 1, x.root(), modifiers, key,
+                                              XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC)});
+                }
             }
         }
-    }
+    };
+    request(keyboard.tabKeys, true, QStringLiteral("+Tab"));
+    request(keyboard.windowKeys, false, QStringLiteral("+`"));
     std::optional<GrabConflict> conflict;
     for (auto& p : pending) {
         const Reply<xcb_generic_error_t> error(xcb_request_check(x.raw(), p.cookie));
         if (!error) {
             grabs.grabs_.push_back(p.grab);
-        } else if (!conflict) {
-            conflict = GrabConflict{modifierName(p.shown) + QStringLiteral("+Tab")};
+        } else if (p.tab && !conflict) {
+            conflict = GrabConflict{p.shown};
+        } else if (!p.tab && !grabs.windowKeyTaken_) {
+            grabs.windowKeyTaken_ = p.shown;
         }
     }
     if (keyboard.tabKeys.empty()) {
@@ -77,7 +88,8 @@ SwitchKeyGrabs::grab(XConnection& x, const ServerKeyboard& keyboard, std::uint16
 
 SwitchKeyGrabs::SwitchKeyGrabs(SwitchKeyGrabs&& other) noexcept
     : x_(other.x_)
-    , grabs_(std::exchange(other.grabs_, {})) {}
+    , grabs_(std::exchange(other.grabs_, {}))
+    , windowKeyTaken_(std::move(other.windowKeyTaken_)) {}
 
 SwitchKeyGrabs::~SwitchKeyGrabs() {
     releaseAll();

@@ -70,6 +70,7 @@ void X11Backend::setIconSize(int pixels) {
 
 void X11Backend::noteSwitchKey() {
     runningApps_->setUserTime(keys_->lastKeyTime());
+    windows_->setUserTime(keys_->lastKeyTime());
 }
 
 std::optional<QString> X11Backend::releaseShortcut(const QString& modifier) {

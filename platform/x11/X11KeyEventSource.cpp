@@ -135,7 +135,14 @@ X11KeyEventSource::grabSwitchKeys(const ServerKeyboard& keyboard) {
         return StartFailure{StartFailure::Reason::shortcutTaken,
                             conflict->combination.toStdString(), findShortcutHolder(*x_)};
     }
-    grabs_ = std::make_unique<Grabs>(Grabs{std::move(std::get<SwitchKeyGrabs>(grabbed))});
+    auto& held = std::get<SwitchKeyGrabs>(grabbed);
+    {
+        std::lock_guard lock(failureMutex_);
+        windowKeyTaken_ = held.windowKeyTaken()
+                              ? std::optional(held.windowKeyTaken()->toStdString())
+                              : std::nullopt;
+    }
+    grabs_ = std::make_unique<Grabs>(Grabs{std::move(held)});
     grabsHeld_ = true;
     return std::nullopt;
 }
@@ -163,6 +170,14 @@ std::optional<QPoint> X11KeyEventSource::lastKeyPointer() const {
         return std::nullopt;
     }
     return QPoint(static_cast<std::int16_t>(packed >> 16), static_cast<std::int16_t>(packed));
+}
+
+std::optional<std::string> X11KeyEventSource::windowKeyTaken() const {
+    if (!running()) {
+        return std::nullopt;
+    }
+    std::lock_guard lock(failureMutex_);
+    return windowKeyTaken_;
 }
 
 std::optional<ShortcutHolder> X11KeyEventSource::interceptedBy() const {

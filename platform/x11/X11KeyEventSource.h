@@ -42,6 +42,7 @@ public:
     void setSwitchModifier(SwitchModifier modifier) override { requested_ = modifier; }
     SwitchModifier switchModifier() const override { return running_ ? active_ : requested_; }
     std::optional<ShortcutHolder> interceptedBy() const override;
+    std::optional<std::string> windowKeyTaken() const override;
 
     // The X server time of the latest key event seen (0 before the first): what a switch
     // the user just asked for passes to the window manager.
@@ -101,6 +102,7 @@ private:
     std::atomic<std::uint64_t> lastKeyPointer_ = 0; // 1 << 32 | x << 16 | y; 0: no key yet
     mutable std::mutex failureMutex_;
     std::optional<StartFailure> failure_;
+    std::optional<std::string> windowKeyTaken_; // guarded by failureMutex_ too
 };
 
 } // namespace hopla::x11

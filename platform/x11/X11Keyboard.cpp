@@ -1,6 +1,8 @@
 #include "platform/x11/X11Keyboard.h"
 
+#include "platform/VirtualKeys.h"
 #include "platform/x11/XConnection.h"
+#include "platform/xkb/KeyPositions.h"
 
 #include <xkbcommon/xkbcommon-x11.h>
 #include <xkbcommon/xkbcommon.h>
@@ -82,7 +84,7 @@ std::optional<ServerKeyboard> readServerKeyboard(XConnection& x, std::string* er
     const auto group =
         state ? xkb_state_serialize_layout(state.get(), XKB_STATE_LAYOUT_EFFECTIVE) : 0u;
 
-    ServerKeyboard keyboard{*KeyboardLayout::adopt(keymap, group), {}, {}, 0, {}, {}, 0, 0, 0};
+    ServerKeyboard keyboard{*KeyboardLayout::adopt(keymap, group), {}, {}, 0, {}, {}, 0, 0, 0, {}};
     keyboard.tabKeys = keycodesFor(keymap, XKB_KEY_Tab);
     keyboard.superKeys = keycodesFor(keymap, XKB_KEY_Super_L);
     const auto right = keycodesFor(keymap, XKB_KEY_Super_R);
@@ -99,6 +101,13 @@ std::optional<ServerKeyboard> readServerKeyboard(XConnection& x, std::string* er
     keyboard.altMask = modifierOf(x, keyboard.altKeys);
     keyboard.numLockMask = modifierOf(x, keycodesFor(keymap, XKB_KEY_Num_Lock));
     keyboard.scrollLockMask = modifierOf(x, keycodesFor(keymap, XKB_KEY_Scroll_Lock));
+    constexpr xkb_keycode_t evdevOffset = 8;
+    if (const auto evdev = virtual_keys::evdevCode(keyCode(VirtualKey::aboveTab))) {
+        const xkb_keycode_t code = *evdev + evdevOffset;
+        if (code <= 255 && xkb_keymap_num_layouts_for_key(keymap, code) > 0) {
+            keyboard.windowKeys.push_back(static_cast<KeyCode>(code));
+        }
+    }
     return keyboard;
 }
 

@@ -26,6 +26,7 @@ struct ServerKeyboard {
     std::uint16_t altMask = 0;        // normally Mod1
     std::uint16_t numLockMask = 0;    // normally Mod2
     std::uint16_t scrollLockMask = 0; // often none
+    std::vector<KeyCode> windowKeys;  // the key above Tab, by position, whatever it types
 
     const std::vector<KeyCode>& keysOf(SwitchModifier m) const {
         return m == SwitchModifier::alt ? altKeys : superKeys;

@@ -4,6 +4,7 @@
 #include "platform/x11/ProcessInfo.h"
 #include "platform/x11/ThemedIcon.h"
 #include "platform/x11/WindowIcon.h"
+#include "platform/x11/X11WindowSystem.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -18,7 +19,6 @@ namespace hopla::x11 {
 namespace {
 
 constexpr std::uint32_t iconPropertyLimit = 4 << 20; // bytes: a 1024×1024 icon
-constexpr std::uint32_t allDesktops = 0xFFFFFFFF;
 constexpr std::size_t forgottenWindowsKept = 64;
 
 // What a window's identity is worked out from; when it changes, it is worked out again.
@@ -135,17 +135,9 @@ bool X11Application::activate() {
         return false; // nothing of it can take the focus
     }
     auto& x = *runningApps_.x_;
-    const auto current = x.cardinal(x.root(), x.ewmh()->_NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL);
-    const auto desktop = readClientWindow(x, target->id).value_or(*target).desktop;
-    if (current && desktop && *desktop != allDesktops && *desktop != *current) {
-        xcb_ewmh_request_change_current_desktop(x.ewmh(), x.screenNumber(), *desktop,
-                                                runningApps_.timestamp());
-    }
-    constexpr auto fromPager =
-        XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER; // source 2: a pager acting for the user
-    xcb_ewmh_request_change_active_window(x.ewmh(), x.screenNumber(), target->id, fromPager,
-                                          runningApps_.timestamp(), readActiveWindow(x));
-    xcb_flush(x.raw());
+    // Where it is now: it may have moved to another desktop since it was last read.
+    requestActivation(x, readClientWindow(x, target->id).value_or(*target),
+                      runningApps_.timestamp());
     return true;
 }
 

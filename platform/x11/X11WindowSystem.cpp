@@ -20,6 +20,19 @@ xcb_window_t windowOf(WindowRef r) {
 
 } // namespace
 
+void requestActivation(XConnection& x, const ClientWindow& window, ServerTime time) {
+    constexpr std::uint32_t allDesktops = 0xFFFFFFFF;
+    const auto current = x.cardinal(x.root(), x.ewmh()->_NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL);
+    if (current && window.desktop && *window.desktop != allDesktops &&
+        *window.desktop != *current) {
+        xcb_ewmh_request_change_current_desktop(x.ewmh(), x.screenNumber(), *window.desktop, time);
+    }
+    constexpr auto fromPager = XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER;
+    xcb_ewmh_request_change_active_window(x.ewmh(), x.screenNumber(), window.id, fromPager, time,
+                                          readActiveWindow(x));
+    xcb_flush(x.raw());
+}
+
 X11WindowSystem::X11WindowSystem(std::unique_ptr<XConnection> x,
                                  std::shared_ptr<const WindowOwners> owners)
     : x_(std::move(x))
@@ -96,6 +109,20 @@ public:
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         } while (std::chrono::steady_clock::now() < deadline);
         return false;
+    }
+
+    bool activate(WindowRef window) override {
+        const auto c = read(window);
+        if (!c) {
+            return false;
+        }
+        std::lock_guard lock(system_.mutex_);
+        if (c->minimized) {
+            // ICCCM: mapping an iconic window asks for it to be shown again.
+            xcb_map_window(system_.x_->raw(), c->id);
+        }
+        requestActivation(*system_.x_, *c, system_.userTime_);
+        return true;
     }
 
     void raise(WindowRef window) override {

@@ -8,8 +8,8 @@ using hopla::GestureAction;
 using hopla::KeyboardGesture;
 using Decision = KeyboardGesture::Decision;
 
-constexpr KeyboardGesture::KeyCode tab = 48, space = 49, escape = 53, keyS = 1, ret = 36,
-                                   leftArrow = 123;
+constexpr KeyboardGesture::KeyCode tab = 48, space = 49, aboveTab = 50, escape = 53, keyS = 1,
+                                   ret = 36, leftArrow = 123;
 constexpr Decision pass{false, std::nullopt};
 constexpr Decision swallowSilently{true, std::nullopt};
 
@@ -40,6 +40,12 @@ TEST(KeyboardGesture, SwitchTabOpensAndStepsButPlainTabAndOtherModifiersPass) {
         pass);
     EXPECT_EQ(g.keyDown({.code = tab, .otherModifier = true, .sessionOpen = true}), pass);
     EXPECT_FALSE(g.keyUp(tab));
+
+    // The key above Tab does the same for windows, whatever letter the layout puts there.
+    EXPECT_EQ(g.keyDown({.code = aboveTab, .switchModifier = true, .shift = true, .letter = '0'}),
+              swallow(GestureAction::tab(true, true)));
+    EXPECT_TRUE(g.keyUp(aboveTab));
+    EXPECT_EQ(g.keyDown(down(aboveTab)), pass);
 }
 
 TEST(KeyboardGesture, HeldTabDoesNotStepAndStrayRepeatsAreTakenOnlyDuringASession) {

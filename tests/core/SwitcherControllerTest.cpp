@@ -285,4 +285,40 @@ TEST_F(ControllerTest, IconsShowFromTheCacheAndTheRestArriveOneTurnLaterForTheSa
     EXPECT_EQ(controller->iconCache().size(), 1u);
 }
 
+TEST_F(ControllerTest, TheKeyAboveTabGoesThroughTheFrontApplicationsWindows) {
+    apps({"Alpha", "Bravo"});
+    auto alpha = runningApps.fake(10);
+    for (std::size_t i = 0; i < 3; ++i) {
+        alpha->ownWindows.push_back({static_cast<hopla::WindowRef>(i), QString("doc %1").arg(i)});
+    }
+    alpha->ownWindows[1].title.clear(); // untitled: named after its application
+    windows.script(10, {std::vector<hopla::fake::FakeWindow>(3), 0, 0});
+    runningApps.bringToFront(10);
+
+    EXPECT_TRUE(controller->route(GestureAction::tab(false, true)));
+    const auto& session = *controller->session();
+    EXPECT_EQ(session.scope(), hopla::SwitchSession::Scope::windows);
+    ASSERT_EQ(session.apps().size(), 3u);
+    EXPECT_EQ(session.apps()[1].name, "Alpha");
+    EXPECT_EQ(session.selectedId(), 2); // the window used before the current one
+    EXPECT_EQ(session.badge(session.apps()[0]), "");
+    controller->route(GestureAction::letterKey('D')); // letters pick nothing here
+    controller->route(GestureAction::tab(false, true));
+    EXPECT_EQ(controller->session()->selectedId(), 3);
+    EXPECT_TRUE(controller->route(GestureAction::release()));
+    EXPECT_EQ(windows.activated(), (std::vector<std::pair<AppHandle, std::size_t>>{{10, 2}}));
+
+    // A window that closes under the panel leaves it; the last one closes the panel.
+    controller->route(GestureAction::tab(false, true));
+    alpha->ownWindows.erase(alpha->ownWindows.begin());
+    scheduler.advance(ApplicationSwitcherController::refreshInterval * 2);
+    EXPECT_EQ(candidates(), (std::vector<AppHandle>{2, 3}));
+    alpha->ownWindows.clear();
+    scheduler.advance(ApplicationSwitcherController::refreshInterval * 2);
+    EXPECT_FALSE(controller->session());
+
+    // Nothing in front with a window: nothing opens, and the key is not taken.
+    EXPECT_FALSE(controller->route(GestureAction::tab(false, true)));
+}
+
 } // namespace

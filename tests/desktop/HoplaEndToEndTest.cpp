@@ -110,9 +110,9 @@ struct HoplaEndToEnd : ::testing::Test {
         ASSERT_TRUE(desktop.waitFor([&] { return active() == w; }));
     }
     // Tab pressed while the modifier's key is held, as a user switches.
-    void tabWith(std::uint8_t modifierKey) {
+    void tabWith(std::uint8_t modifierKey, std::optional<xcb_keycode_t> key = std::nullopt) {
         desktop.key(modifierKey, true);
-        desktop.press(tab());
+        desktop.press(key.value_or(tab()));
         desktop.key(modifierKey, false);
     }
     void superTab() { tabWith(super()); }
@@ -138,6 +138,25 @@ struct HoplaEndToEnd : ::testing::Test {
     void settle() {
         desktop.waitFor([] { return false; }, 300ms);
     }
+    std::optional<std::int64_t> activePid() {
+        const auto w = desktop.clientWindow(active());
+        return w && w->pid ? std::optional<std::int64_t>(*w->pid) : std::nullopt;
+    }
+    // A Debian program, once its window has the focus; its process id.
+    std::int64_t run(const char* program) {
+        const std::int64_t pid = desktop.launch(QString::fromLatin1(program), {})->processId();
+        EXPECT_TRUE(desktop.waitFor([&] { return activePid() == pid; }))
+            << program << " never got the focus";
+        return pid;
+    }
+    void activatePid(std::int64_t pid) {
+        for (const auto& w : desktop.clientWindows()) {
+            if (w.pid == pid) {
+                return activate(w.id);
+            }
+        }
+        ADD_FAILURE() << "no window of " << pid;
+    }
 };
 
 TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBackRestoringIt) {
@@ -161,6 +180,35 @@ TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBackRestori
     started.push_back(desktop.launch(HOPLA_BINARY, {"--preview", "--panel-screenshot", path}));
     ASSERT_TRUE(desktop.waitFor([&] { return QImage(path).width() > 0; }, 10s));
     EXPECT_GE(QImage(path).width(), 2 * 112) << "two applications at least";
+}
+
+TEST_F(HoplaEndToEnd, TwoXtermsAreOneApplicationAndSuperAboveTabGoesThroughTheirWindows) {
+    startHoplaHoldingSuperTab();
+    const xcb_window_t other = client("Other");
+    const std::int64_t older = run("xterm");
+    const std::int64_t newer = run("xterm"); // another process, the same application
+    const xcb_window_t newerWindow = active();
+    settle();
+    superTab(); // one tile for both: the previous application is the other one
+    EXPECT_TRUE(desktop.waitFor([&] { return active() == other; }));
+    settle();
+    superTab(); // back to the xterm used last
+    EXPECT_TRUE(desktop.waitFor([&] { return activePid() == newer; }));
+    settle();
+
+    xcb_window_t olderWindow = 0;
+    for (const auto& w : desktop.clientWindows()) {
+        olderWindow = w.pid == older ? w.id : olderWindow;
+    }
+    desktop.minimize(olderWindow);
+    ASSERT_TRUE(desktop.waitFor([&] { return desktop.clientWindow(olderWindow)->minimized; }));
+    const xcb_keycode_t aboveTab = keyboard.windowKeys.at(0);
+    tabWith(super(), aboveTab); // the other window of the application in front, restored
+    EXPECT_TRUE(desktop.waitFor([&] { return active() == olderWindow; }));
+    EXPECT_FALSE(desktop.clientWindow(olderWindow)->minimized);
+    settle();
+    tabWith(super(), aboveTab);
+    EXPECT_TRUE(desktop.waitFor([&] { return active() == newerWindow; }));
 }
 
 TEST_F(HoplaEndToEnd, AUniqueLetterSwitchesAtOnceAndEscapeCancels) {
@@ -300,25 +348,6 @@ TEST_F(HoplaEndToEnd, WithoutADisplayHoplaAndTheAuditSayWhyAndEnd) {
 // free, or held with the card naming the holder until the user frees it.
 struct HoplaFirstRun : HoplaEndToEnd {
     HoplaFirstRun() { freesSuperTab = false; }
-    std::optional<std::int64_t> activePid() {
-        const auto w = desktop.clientWindow(active());
-        return w && w->pid ? std::optional<std::int64_t>(*w->pid) : std::nullopt;
-    }
-    // A Debian program, once its window has the focus; its process id.
-    std::int64_t run(const char* program) {
-        const std::int64_t pid = desktop.launch(QString::fromLatin1(program), {})->processId();
-        EXPECT_TRUE(desktop.waitFor([&] { return activePid() == pid; }))
-            << program << " never got the focus";
-        return pid;
-    }
-    void activatePid(std::int64_t pid) {
-        for (const auto& w : desktop.clientWindows()) {
-            if (w.pid == pid) {
-                return activate(w.id);
-            }
-        }
-        ADD_FAILURE() << "no window of " << pid;
-    }
 };
 
 TEST_F(HoplaFirstRun, TheFirstSwitchGoesToThePreviousApplicationOnceSuperTabIsFree) {

@@ -135,10 +135,21 @@ TEST_F(X11KeyboardTapTest, AGrabHeldElsewhereIsNamedAndNothingIsKeptHalfway) {
     EXPECT_FALSE(desktop.keyHeldElsewhere(keyboard.superMask, tab()))
         << "a Super+Tab grab was left behind";
     using hopla::x11::SwitchKeyGrabs;
-    auto grabs = SwitchKeyGrabs::grab(*x, keyboard, keyboard.superMask);
-    ASSERT_TRUE(std::holds_alternative<SwitchKeyGrabs>(grabs));
-    EXPECT_EQ(std::get<SwitchKeyGrabs>(grabs).count(),
-              keyboard.tabKeys.size() * 2 * 4); // with and without Shift, × CapsLock × NumLock
+    {
+        auto grabs = SwitchKeyGrabs::grab(*x, keyboard, keyboard.superMask);
+        ASSERT_TRUE(std::holds_alternative<SwitchKeyGrabs>(grabs));
+        ASSERT_EQ(keyboard.windowKeys.size(), 1u);
+        // Tab and the key above it, with and without Shift, × CapsLock × NumLock.
+        EXPECT_EQ(std::get<SwitchKeyGrabs>(grabs).count(), (keyboard.tabKeys.size() + 1) * 2 * 4);
+    }
+
+    // The key above Tab held elsewhere costs the window switch only, and is named.
+    rival = hopla::x11::XConnection::open(nullptr, nullptr);
+    xcb_grab_key(rival->raw(), 1, rival->root(), keyboard.superMask, keyboard.windowKeys.front(),
+                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    free(xcb_get_input_focus_reply(rival->raw(), xcb_get_input_focus(rival->raw()), nullptr));
+    EXPECT_TRUE(tap.start());
+    EXPECT_EQ(source.windowKeyTaken(), "Super+`");
 }
 
 } // namespace

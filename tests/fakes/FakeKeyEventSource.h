@@ -34,6 +34,7 @@ public:
     void setSwitchModifier(SwitchModifier m) override { modifier = m; }
     SwitchModifier switchModifier() const override { return modifier; }
     std::optional<ShortcutHolder> interceptedBy() const override { return interceptor; }
+    std::optional<std::string> windowKeyTaken() const override { return std::nullopt; }
 
     // Passes the event to the handler; unhandled (no handler) events pass.
     bool send(const KeyEvent& event) { return handler_ && handler_(event); }

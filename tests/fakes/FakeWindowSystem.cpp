@@ -81,6 +81,17 @@ public:
         system_.raised_.emplace_back(app_, indexOf(window));
     }
 
+    bool activate(WindowRef window) override {
+        std::lock_guard lock(system_.mutex_);
+        auto* w = find(window);
+        if (!w) {
+            return false;
+        }
+        w->minimized = false;
+        system_.activated_.emplace_back(app_, indexOf(window));
+        return true;
+    }
+
 private:
     FakeWindow* find(WindowRef window) {
         auto& list = system_.lists_[app_].windows;
@@ -112,6 +123,11 @@ std::vector<std::pair<AppHandle, std::size_t>> FakeWindowSystem::unminimized() c
 std::vector<std::pair<AppHandle, std::size_t>> FakeWindowSystem::raised() const {
     std::lock_guard lock(mutex_);
     return raised_;
+}
+
+std::vector<std::pair<AppHandle, std::size_t>> FakeWindowSystem::activated() const {
+    std::lock_guard lock(mutex_);
+    return activated_;
 }
 
 int FakeWindowSystem::minimizedReads() const {

@@ -36,6 +36,7 @@ public:
     // read.
     std::vector<std::pair<AppHandle, std::size_t>> unminimized() const;
     std::vector<std::pair<AppHandle, std::size_t>> raised() const;
+    std::vector<std::pair<AppHandle, std::size_t>> activated() const;
     int minimizedReads() const;
 
     std::unique_ptr<ApplicationWindows> windowsOf(AppHandle application) override;
@@ -47,6 +48,7 @@ private:
     std::function<void()> onListRead_;
     std::vector<std::pair<AppHandle, std::size_t>> unminimized_;
     std::vector<std::pair<AppHandle, std::size_t>> raised_;
+    std::vector<std::pair<AppHandle, std::size_t>> activated_;
     int minimizedReads_ = 0;
 };
 
