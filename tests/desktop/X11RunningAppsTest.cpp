@@ -94,6 +94,10 @@ TEST_F(X11RunningAppsTest, NamesComeFromDesktopEntriesThenClassThenTitle) {
     const auto xtermPid = xterm->processId();
     ASSERT_TRUE(desktop.waitFor([&] { return app(xtermPid) != nullptr; }));
     EXPECT_EQ(app(xtermPid)->desktopId(), "debian-xterm.desktop");
+    // GTK 4 names its windows' class after the program; its application id finds the entry.
+    const auto calculator = desktop.launch(QStringLiteral("gnome-calculator"), {})->processId();
+    ASSERT_TRUE(desktop.waitFor([&] { return app(calculator) != nullptr; }, 20s));
+    EXPECT_EQ(app(calculator)->localizedName(), QString::fromUtf8("计算器"));
 
     // Same instance ("xterm"), another class: the entry that claims the class wins.
     const Client classed = client({"--class", "xterm,HoplaTerm"});
