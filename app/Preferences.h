@@ -122,14 +122,16 @@ private:
     std::optional<QString> applySyncedSettings(const ConfigurationRead& bytes);
     // Makes the folder, then applies the file when there is one, else writes it.
     std::optional<QString> connectCloudFile();
-    void startCloudMonitoring();
+    // Watches the file; false, with the reason in the sync status, when it cannot.
+    bool startCloudMonitoring();
     void pollSyncedSettings();
     SyncedFile& cloudRepository();
     // Local edits not yet in the file: when another machine's version arrives first, they
     // are kept over it and written again, so neither side's edit is lost.
     enum LocalEdit : unsigned { editedEnabled = 1, editedAppearance = 2, editedTrayIcon = 4 };
+    // Only edits made while syncing count: turning sync on takes the file's settings.
     void noteLocalEdit(LocalEdit edit) {
-        if (!applyingCloud_) {
+        if (folderSyncEnabled_ && !applyingCloud_) {
             unsyncedEdits_ |= edit;
         }
     }
@@ -151,6 +153,7 @@ private:
     std::unique_ptr<SyncedFileWatcher> cloudMonitor_;
     bool applyingCloud_ = false; // values read from the file are not written back
     unsigned unsyncedEdits_ = 0;
+    bool cloudConnected_ = false; // the file was read or written since sync came on
 };
 
 } // namespace hopla

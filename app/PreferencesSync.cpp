@@ -54,6 +54,9 @@ SyncedFile& Preferences::cloudRepository() {
 }
 
 std::optional<ConfigurationFailure> Preferences::writeSyncedSettings() {
+    if (!syncFolder()) {
+        return ConfigurationFailure::of(SyncedFileError::unavailable); // nowhere to write
+    }
     const SyncedSettings record{enabled_, rawValue(appearance_), showsTrayIcon_};
     if (auto failed = cloudRepository().write(record.encoded())) {
         return failed;
@@ -109,7 +112,7 @@ void Preferences::persistCloudIfEnabled() {
     emit changed();
 }
 
-void Preferences::startCloudMonitoring() {
+bool Preferences::startCloudMonitoring() {
     cloudMonitor_.reset();
     // The monitor calls from its own thread: the read happens on this one.
     QPointer<Preferences> self(this);
@@ -123,12 +126,24 @@ void Preferences::startCloudMonitoring() {
             },
             Qt::QueuedConnection);
     });
-    cloudMonitor_->start();
+    if (const auto failed = cloudMonitor_->start()) {
+        cloudMonitor_.reset();
+        syncStatus = localized("无法监视同步文件夹：%1").arg(*failed);
+        return false;
+    }
     syncStatus = localized("已启用同步文件夹同步");
+    return true;
 }
 
 void Preferences::pollSyncedSettings() {
     if (!folderSyncEnabled_) {
+        return;
+    }
+    if (!cloudConnected_) { // the start failed: try again now that something changed
+        if (const auto failed = connectCloudFile()) {
+            syncStatus = localized("同步配置不可用：%1").arg(*failed);
+        }
+        emit changed();
         return;
     }
     // Read once: bytes this store wrote itself coming back are not applied again.
@@ -151,22 +166,29 @@ std::optional<QString> Preferences::connectCloudFile() {
         return failed;
     }
     cloudRepository_.reset(); // forget what an earlier one had read
-    if (QFileInfo::exists(cloudFilePath())) {
-        return loadSyncedSettings(); // the synced settings win
+    unsyncedEdits_ = 0;       // the synced settings win over what was set while apart
+    const QFileInfo file(cloudFilePath());
+    std::optional<QString> failed;
+    if (file.exists() || file.isSymLink()) {
+        failed = loadSyncedSettings();
+    } else if (const auto written = writeSyncedSettings()) { // this machine's settings go up
+        failed = written->description();
     }
-    if (const auto failed = writeSyncedSettings()) { // this machine's settings go up
-        return failed->description();
-    }
-    return std::nullopt;
+    cloudConnected_ = !failed;
+    return failed;
 }
 
 void Preferences::startCloudSync() {
-    const std::optional<QString> failed =
-        syncFolder() ? connectCloudFile() : std::optional(localized("未找到同步文件夹"));
-    if (failed) {
+    if (!syncFolder()) {
+        syncStatus = localized("同步配置不可用：%1").arg(localized("未找到同步文件夹"));
+        emit changed();
+        return;
+    }
+    const std::optional<QString> failed = connectCloudFile();
+    // Watched also after a failed start (a conflict copy, a malformed file): the file is
+    // taken up as soon as it can be read.
+    if (startCloudMonitoring() && failed) {
         syncStatus = localized("同步配置不可用：%1").arg(*failed);
-    } else {
-        startCloudMonitoring();
     }
     emit changed();
 }
@@ -184,10 +206,9 @@ void Preferences::setFolderSync(bool on) {
         syncStatus = localized("未找到同步文件夹，请先选择一个（Nextcloud、Dropbox、Syncthing…）");
     } else if (const auto failed = connectCloudFile()) {
         syncStatus = localized("同步配置不可用：%1").arg(*failed);
-    } else {
+    } else if (startCloudMonitoring()) {
         folderSyncEnabled_ = true;
         defaults_.setValue(QLatin1String(folderSyncEnabledKey), true);
-        startCloudMonitoring();
     }
     emit changed();
 }

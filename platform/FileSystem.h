@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <optional>
+#include <variant>
 
 namespace hopla {
 
@@ -12,14 +13,23 @@ namespace hopla {
 // system", "…/autostart: Not a directory"), fit to show to the user.
 std::optional<QString> makeFolder(const QString& path);
 
-// Writes the file whole or not at all: written aside, then renamed into place. Nothing on
-// success; otherwise the system's own reason ("No space left on device"). A short write
-// is never committed.
+// Writes the file whole or not at all: written aside in the same folder, then renamed over
+// the name, so a link found under the name is replaced, never followed. Nothing on success;
+// otherwise the system's own reason ("No space left on device"). A short write is never
+// committed.
 std::optional<QString> saveFile(const QString& path, const QByteArray& bytes);
 
-// Reads a small file that someone else may have put there: never through a link at its
-// last component, never waiting on a FIFO or device, never more than `maxBytes`. Nothing
-// when it is missing, not a regular file, unreadable or larger.
-std::optional<QByteArray> readSmallRegularFile(const QString& path, qint64 maxBytes);
+// Why a file could not be read.
+struct ReadFailure {
+    enum class Kind { missing, notRegular, tooLarge, system };
+    Kind kind = Kind::system;
+    QString reason; // the system's own words
+};
+
+// Reads a file that someone else may have put there: never through a link at its last
+// component, never waiting on a FIFO or a device, never more than `maxBytes` (counted as
+// read, so a file that grows meanwhile is refused too). A link, FIFO, socket, device or
+// folder under the name is `notRegular`.
+std::variant<QByteArray, ReadFailure> readRegularFile(const QString& path, qint64 maxBytes);
 
 } // namespace hopla

@@ -79,17 +79,25 @@ std::optional<ConfigurationFailure> writeAtomically(const QString& path, const Q
     return std::nullopt;
 }
 
-// The whole file, or why not. A missing file is the system's "no such file".
-SyncedFile::ReadResult readWhole(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return ConfigurationFailure::system(file.errorString());
+// The whole file, or why not; never through a link, never waiting on a FIFO or a device,
+// never past the size limit. Nothing (and no failure) when the name is free.
+std::variant<std::optional<QByteArray>, ConfigurationFailure> readWhole(const QString& path) {
+    auto read = readRegularFile(path, SyncedFile::sizeLimit);
+    if (auto* data = std::get_if<QByteArray>(&read)) {
+        return std::optional(std::move(*data));
     }
-    QByteArray data = file.readAll();
-    if (file.error() != QFileDevice::NoError) {
-        return ConfigurationFailure::system(file.errorString());
+    const ReadFailure& failure = std::get<ReadFailure>(read);
+    switch (failure.kind) {
+    case ReadFailure::Kind::missing:
+        return std::optional<QByteArray>();
+    case ReadFailure::Kind::notRegular:
+        return ConfigurationFailure::of(SyncedFileError::notRegular);
+    case ReadFailure::Kind::tooLarge:
+        return ConfigurationFailure::of(SyncedFileError::tooLarge);
+    case ReadFailure::Kind::system:
+        break;
     }
-    return data;
+    return ConfigurationFailure::system(QStringLiteral("%1: %2").arg(path, failure.reason));
 }
 
 } // namespace
@@ -142,11 +150,15 @@ SyncedFile::ReadResult SyncedFile::readData(const QString& path) const {
     if (!conflictCopies(path).isEmpty()) {
         return ConfigurationFailure::of(SyncedFileError::conflict);
     }
-    const QFileInfo info(path);
-    if (info.exists() && info.size() > sizeLimit) {
-        return ConfigurationFailure::of(SyncedFileError::tooLarge); // before reading
+    auto read = readWhole(path);
+    if (auto* failure = std::get_if<ConfigurationFailure>(&read)) {
+        return *failure;
     }
-    return readWhole(path);
+    if (auto& data = std::get<std::optional<QByteArray>>(read)) {
+        return std::move(*data);
+    }
+    return ConfigurationFailure::system(
+        QStringLiteral("%1: %2").arg(path, QString::fromLocal8Bit(std::strerror(ENOENT))));
 }
 
 void SyncedFile::remember(const QByteArray& data) {
@@ -181,12 +193,12 @@ std::optional<ConfigurationFailure> SyncedFile::write(const QByteArray& data) {
     if (auto failed = lock.failure()) {
         return failed;
     }
-    if (QFileInfo::exists(path_)) {
-        const ReadResult current = readWhole(path_);
-        if (const auto* failure = std::get_if<ConfigurationFailure>(&current)) {
-            return *failure;
-        }
-        if (!isCurrent(std::get<QByteArray>(current))) {
+    const auto current = readWhole(path_);
+    if (const auto* failure = std::get_if<ConfigurationFailure>(&current)) {
+        return *failure; // a link or a device is never written through or over
+    }
+    if (const auto& data = std::get<std::optional<QByteArray>>(current)) {
+        if (!isCurrent(*data)) {
             return ConfigurationFailure::of(SyncedFileError::externalChange);
         }
     } else if (expected_) {
@@ -208,13 +220,23 @@ std::optional<ConfigurationFailure> SyncedFile::replace(const QByteArray& data,
     if (auto failed = lock.failure()) {
         return failed;
     }
-    if (backup && QFileInfo::exists(path_)) {
+    const auto current = readWhole(path_);
+    if (const auto* failure = std::get_if<ConfigurationFailure>(&current);
+        failure && failure->refusal == SyncedFileError::notRegular) {
+        return *failure; // nothing is written until a regular file is back
+    }
+    const auto* existing = std::get_if<std::optional<QByteArray>>(&current);
+    if (backup && (!existing || *existing)) {
+        if (!existing) {
+            return std::get<ConfigurationFailure>(current); // unreadable: nothing to keep
+        }
         if (auto failed = makeParent(*backup)) {
             return failed;
         }
-        QFile current(path_);
-        if (!current.copy(*backup)) { // refuses to overwrite what is there
-            return ConfigurationFailure::system(current.errorString());
+        QFile copy(*backup);
+        if (!copy.open(QIODevice::WriteOnly | QIODevice::NewOnly) || // never over what is there
+            copy.write(**existing) != (*existing)->size() || !copy.flush()) {
+            return ConfigurationFailure::system(copy.errorString());
         }
     }
     if (auto failed = writeAtomically(path_, data)) {

@@ -42,7 +42,8 @@ public:
     // when nothing was, only when there is no file yet).
     std::optional<ConfigurationFailure> write(const QByteArray& data);
     // Overwrites whatever is there, first copying it to `backup` when given (which must
-    // not exist yet). Neither the size limit nor the guard applies.
+    // not exist yet; a file past the size limit is then refused). The guard does not apply;
+    // a link, FIFO or device under the name is never replaced.
     std::optional<ConfigurationFailure> replace(const QByteArray& data,
                                                 const std::optional<QString>& backup = {});
 

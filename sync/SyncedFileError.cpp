@@ -19,6 +19,10 @@ QString description(SyncedFileError error) {
     case SyncedFileError::tooLarge:
         text = "配置文件超过 5 MB。";
         break;
+    case SyncedFileError::notRegular:
+        text = "配置文件不是普通文件（链接、设备或管道），Hopla "
+               "不会读写它；请在同步文件夹中换回普通文件。";
+        break;
     }
     return QCoreApplication::translate("Hopla", text);
 }

@@ -7,7 +7,7 @@
 namespace hopla {
 
 // Why the configuration store refused an operation. The description is what the user reads.
-enum class SyncedFileError { externalChange, conflict, unavailable, tooLarge };
+enum class SyncedFileError { externalChange, conflict, unavailable, tooLarge, notRegular };
 
 QString description(SyncedFileError error);
 

@@ -8,6 +8,7 @@
 #include <QRegularExpression>
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <poll.h>
 #include <pthread.h>
@@ -26,6 +27,7 @@ constexpr std::uint32_t ancestorEvents = IN_CREATE | IN_MOVED_TO | IN_ONLYDIR;
 struct Watch {
     int descriptor = -1;
     bool onFolder = false;
+    int error = 0; // why nothing could be watched
 };
 
 Watch watchNearest(int inotify, const QString& folder) {
@@ -47,9 +49,12 @@ Watch watchNearest(int inotify, const QString& folder) {
                 inotify_rm_watch(inotify, descriptor);
                 break;
             }
+            if (errno != ENOENT && errno != ENOTDIR) {
+                return {-1, false, errno}; // out of watches, or not allowed: climbing won't help
+            }
             const QString up = QFileInfo(path).absolutePath();
             if (up == path) {
-                return {};
+                return {-1, false, ENOENT};
             }
             below = path;
             path = up;
@@ -67,19 +72,28 @@ SyncedFileWatcher::~SyncedFileWatcher() {
     stop();
 }
 
-void SyncedFileWatcher::start() {
+std::optional<QString> SyncedFileWatcher::start() {
     if (thread_.joinable()) {
-        return;
+        return std::nullopt;
     }
     stopping_ = false;
-    wake_ = std::make_unique<WakeupEvent>();
     // Watching starts before start() returns: nothing written after it goes unseen.
     inotify_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    const Watch first = watchNearest(inotify_, QFileInfo(watched_).absolutePath());
+    const Watch first = inotify_ >= 0 ? watchNearest(inotify_, QFileInfo(watched_).absolutePath())
+                                      : Watch{-1, false, errno};
+    if (first.descriptor < 0) {
+        if (inotify_ >= 0) {
+            ::close(inotify_);
+            inotify_ = -1;
+        }
+        return QString::fromLocal8Bit(std::strerror(first.error));
+    }
+    wake_ = std::make_unique<WakeupEvent>();
     watchDescriptor_ = first.descriptor;
     watchingFolder_ = first.onFolder;
     thread_ = std::thread([this] { run(); });
     pthread_setname_np(thread_.native_handle(), "hopla-config");
+    return std::nullopt;
 }
 
 void SyncedFileWatcher::stop() {

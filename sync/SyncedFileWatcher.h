@@ -7,6 +7,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <thread>
 
 namespace hopla {
@@ -26,8 +27,9 @@ public:
     SyncedFileWatcher(const SyncedFileWatcher&) = delete;
     SyncedFileWatcher& operator=(const SyncedFileWatcher&) = delete;
 
-    // Both idempotent; call them from the owner's thread.
-    void start();
+    // Both idempotent; call them from the owner's thread. start() answers why nothing can
+    // be watched (the system's inotify limits), or nothing when watching.
+    std::optional<QString> start();
     void stop();
     bool monitoring() const { return thread_.joinable(); }
     const QString& watchedPath() const { return watched_; }

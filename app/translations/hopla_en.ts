@@ -266,6 +266,10 @@
         <translation>The configuration file is larger than 5 MB.</translation>
     </message>
     <message>
+        <source>配置文件不是普通文件（链接、设备或管道），Hopla 不会读写它；请在同步文件夹中换回普通文件。</source>
+        <translation>The configuration file is not a regular file (a link, device or pipe), so Hopla neither reads nor writes it; put a regular file back in the synced folder.</translation>
+    </message>
+    <message>
         <source>配置文件格式不正确：%1</source>
         <translation>The configuration file is not in the expected format: %1</translation>
     </message>
@@ -288,6 +292,10 @@
     <message>
         <source>同步配置读取失败：%1</source>
         <translation>Could not read the synced configuration: %1</translation>
+    </message>
+    <message>
+        <source>无法监视同步文件夹：%1</source>
+        <translation>Cannot watch the synced folder: %1</translation>
     </message>
     <message>
         <source>同步配置不可用：%1</source>

@@ -13,6 +13,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace {
 
 using hopla::testing::waitUntil;
@@ -122,6 +124,28 @@ TEST_F(FolderSyncTest, BadFilesAndConflictCopiesAreNotAppliedAndNoFolderKeepsItO
     nowhere.setFolderSync(true);
     EXPECT_FALSE(nowhere.folderSyncEnabled());
     EXPECT_TRUE(nowhere.syncStatus.startsWith(QString::fromUtf8("未找到同步文件夹")));
+}
+
+TEST_F(FolderSyncTest, TurningSyncOnTakesTheFileAndAFailedStartIsTakenUpWhenMended) {
+    Machine a(root, "a", folder);
+    put(R"({"version":1,"enabled":true,"appearance":"dark","showsMenuBarIcon":true})");
+    a.preferences->setAppearance(AppAppearance::light); // made apart: it stays on this machine
+    a.preferences->setFolderSync(true);
+    EXPECT_EQ(a.preferences->appearance(), AppAppearance::dark);
+    EXPECT_TRUE(contents().contains("dark")) << contents().toStdString();
+
+    // Started at login with a FIFO in place of the file: the start completes and says why.
+    QFile::remove(file);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(file).constData(), 0600), 0);
+    a.restart();
+    EXPECT_TRUE(a.preferences->syncStatus.contains(QString::fromUtf8("不是普通文件")))
+        << a.preferences->syncStatus.toStdString();
+    // A regular file comes back: it is taken up, and edits are written again.
+    QFile::remove(file);
+    put(R"({"version":1,"enabled":true,"appearance":"light","showsMenuBarIcon":true})");
+    EXPECT_TRUE(waitUntil([&] { return a.preferences->appearance() == AppAppearance::light; }));
+    a.preferences->setShowsTrayIcon(false);
+    EXPECT_TRUE(contents().contains(R"("showsMenuBarIcon":false)")) << contents().toStdString();
 }
 
 TEST(SyncedSettings, HostileBytesAreRefusedWithoutHarm) {

@@ -19,6 +19,7 @@
 #include <cstring>
 #include <functional>
 #include <random>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -109,6 +110,29 @@ TEST_F(ConfigurationStoreTest, ReplaceKeepsABackupButNeverOverwritesOne) {
     EXPECT_TRUE(r.isCurrent("new"));
     EXPECT_TRUE(r.replace("newer", backup).has_value()) << "the backup exists already";
     EXPECT_EQ(contents(), "new");
+}
+
+TEST_F(ConfigurationStoreTest, WhatASyncPeerPutsInPlaceOfTheFileIsNeitherReadNorWritten) {
+    const QString victim = dir.filePath("victim");
+    put(victim, "precious");
+    QDir().mkpath(dir.filePath("Hopla"));
+    const auto fifo = [&] { return ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0; };
+    const auto link = [&](const QString& to) { return QFile::link(to, path); };
+    const std::function<bool()> hostile[] = {
+        [&] { return link(victim); }, [&] { return link("/dev/zero"); }, fifo,
+        [&] { return QDir().mkpath(path); }, [&] { return link(dir.filePath("nowhere")); }};
+    for (const auto& make : hostile) {
+        ASSERT_TRUE(make());
+        SyncedFile r = repository();
+        // Returns at once: no FIFO or device is waited on, no link followed.
+        EXPECT_EQ(failureOf(r.read()), refused(SyncedFileError::notRegular));
+        EXPECT_EQ(r.write("mine"), refused(SyncedFileError::notRegular));
+        EXPECT_EQ(r.replace("mine", dir.filePath("backup")), refused(SyncedFileError::notRegular));
+        EXPECT_FALSE(QFileInfo::exists(dir.filePath("backup")));
+        EXPECT_EQ(hopla::testing::readAll(victim), "precious");
+        QFile::remove(path);
+        QDir(path).removeRecursively();
+    }
 }
 
 TEST_F(ConfigurationStoreTest, AWriterKilledAtAnyMomentLeavesTheOldBytesOrTheNew) {
