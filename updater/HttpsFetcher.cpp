@@ -1,5 +1,7 @@
 #include "updater/HttpsFetcher.h"
 
+#include "updater/UpdaterText.h"
+
 #include <QNetworkReply>
 #include <QPointer>
 #include <QTimer>
@@ -35,8 +37,8 @@ void HttpsFetcher::get(const QUrl& url, const FetchLimits& limits,
                        std::function<void(FetchResult)> done) {
     if (!allowed(url, limits)) {
         QTimer::singleShot(0, [done = std::move(done), url] {
-            done({std::nullopt,
-                  QStringLiteral("%1 is not an allowed HTTPS address").arg(url.toDisplayString())});
+            done(
+                {std::nullopt, updaterCopy("%1 不是允许的 HTTPS 地址").arg(url.toDisplayString())});
         });
         return;
     }
@@ -57,52 +59,47 @@ void HttpsFetcher::get(const QUrl& url, const FetchLimits& limits,
         }
         reply->abort();
     };
-    QObject::connect(
-        reply, &QNetworkReply::redirected, reply, [reply, limits, stop](const QUrl& to) {
-            if (allowed(to, limits)) {
-                emit reply->redirectAllowed();
-            } else {
-                stop(QStringLiteral("redirected to %1, which is not an allowed HTTPS address")
-                         .arg(to.toDisplayString()));
-            }
-        });
+    QObject::connect(reply, &QNetworkReply::redirected, reply,
+                     [reply, limits, stop](const QUrl& to) {
+                         if (allowed(to, limits)) {
+                             emit reply->redirectAllowed();
+                         } else {
+                             stop(updaterCopy("被重定向到 %1，这不是允许的 HTTPS 地址")
+                                      .arg(to.toDisplayString()));
+                         }
+                     });
     QObject::connect(reply, &QNetworkReply::metaDataChanged, reply, [reply, limits, stop] {
         bool known = false;
         const qint64 length =
             reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(&known);
         if (known && length > limits.maxBytes) {
-            stop(QStringLiteral("the server offers %1 bytes, more than %2")
-                     .arg(length)
-                     .arg(limits.maxBytes));
+            stop(updaterCopy("服务器提供 %1 字节，超过上限 %2").arg(length).arg(limits.maxBytes));
         }
     });
     auto received = std::make_shared<qint64>(0);
-    QObject::connect(
-        reply, &QNetworkReply::downloadProgress, reply,
-        [limits, stop, received](qint64 bytes, qint64) {
-            *received = bytes;
-            if (bytes > limits.maxBytes) {
-                stop(QStringLiteral("the answer is larger than %1 bytes").arg(limits.maxBytes));
-            }
-        });
+    QObject::connect(reply, &QNetworkReply::downloadProgress, reply,
+                     [limits, stop, received](qint64 bytes, qint64) {
+                         *received = bytes;
+                         if (bytes > limits.maxBytes) {
+                             stop(updaterCopy("回应超过 %1 字节").arg(limits.maxBytes));
+                         }
+                     });
     auto* progress = new QTimer(reply);
-    QObject::connect(
-        progress, &QTimer::timeout, reply,
-        [stop, limits, received, before = std::make_shared<qint64>(0)] {
-            if (*received - *before < limits.minBytesPerWindow) {
-                stop(QStringLiteral("the server sent %1 bytes in %2 s, too slow to go on")
-                         .arg(*received - *before)
-                         .arg(limits.progressWindow.count() / 1000.0));
-            }
-            *before = *received;
-        });
+    QObject::connect(progress, &QTimer::timeout, reply,
+                     [stop, limits, received, before = std::make_shared<qint64>(0)] {
+                         if (*received - *before < limits.minBytesPerWindow) {
+                             stop(updaterCopy("服务器发送了 %1 字节，用时 %2 秒，速度太慢，已停止")
+                                      .arg(*received - *before)
+                                      .arg(limits.progressWindow.count() / 1000.0));
+                         }
+                         *before = *received;
+                     });
     progress->start(limits.progressWindow);
     if (limits.timeout.count() > 0) {
         auto* whole = new QTimer(reply);
         whole->setSingleShot(true);
         QObject::connect(whole, &QTimer::timeout, reply, [stop, limits] {
-            stop(QStringLiteral("no complete answer within %1 s")
-                     .arg(limits.timeout.count() / 1000.0));
+            stop(updaterCopy("%1 秒内没有完整的回应").arg(limits.timeout.count() / 1000.0));
         });
         whole->start(limits.timeout);
     }
@@ -119,7 +116,7 @@ void HttpsFetcher::get(const QUrl& url, const FetchLimits& limits,
             }
             const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
             if (status < 200 || status > 299) {
-                done({std::nullopt, QStringLiteral("the server answered HTTP %1").arg(status)});
+                done({std::nullopt, updaterCopy("服务器返回 HTTP %1").arg(status)});
                 return;
             }
             done({reply->readAll(), QString()});

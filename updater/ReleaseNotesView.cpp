@@ -1,5 +1,6 @@
 #include "updater/ReleaseNotes.h"
 
+#include <QDesktopServices>
 #include <QGridLayout>
 #include <QMessageBox>
 #include <QTextBrowser>
@@ -18,7 +19,14 @@ void addReleaseNotes(QMessageBox& prompt, const std::optional<QString>& markdown
     notes->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     notes->setFrameShape(QFrame::StyledPanel);
     notes->viewport()->setAutoFillBackground(false);
-    notes->setOpenExternalLinks(true);
+    // Links open in the browser, and only web links: a note may come from anywhere the
+    // manifest does, and file: or other schemes would open local things.
+    notes->setOpenLinks(false);
+    QObject::connect(notes, &QTextBrowser::anchorClicked, notes, [](const QUrl& url) {
+        if (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http")) {
+            QDesktopServices::openUrl(url);
+        }
+    });
     // The document belongs to the view from here on.
     QTextDocument* document = releaseNotesDocument(nativeReleaseNotes(*markdown)).release();
     document->setParent(notes);

@@ -15,7 +15,13 @@ using Style = UpdateMessageStyle;
 SelfUpdater::SelfUpdater(UpdateConfiguration configuration, Environment environment)
     : configuration_(std::move(configuration))
     , environment_(std::move(environment))
-    , automatic_(environment_.defaults.value(switchKey(), false).toBool()) {}
+    , automatic_(environment_.defaults.value(switchKey(), false).toBool()) {
+    if (configuration_.isEnabled) {
+        // What an earlier run staged is installed by now, or was abandoned.
+        UpdateInstaller::removeStaged(UpdateInstaller::stagingRoot(environment_.running.path),
+                                      configuration_.product);
+    }
+}
 
 QString SelfUpdater::switchKey() const {
     return QStringLiteral("updater.%1.automaticallyChecksForUpdates").arg(configuration_.product);
@@ -147,30 +153,33 @@ void SelfUpdater::download(const UpdateManifest& manifest) {
     limits.maxBytes = configuration_.limits.downloadBytes;
     limits.timeout = 0ms; // an archive may take long; the progress watch stops a stall
     limits.progressWindow = 60s;
-    environment_.fetcher.get(QUrl(manifest.downloadURL), limits,
-                             [self = lifetime_.weak(this), manifest](FetchResult result) {
-                                 auto* updater = self.get();
-                                 if (!updater) {
-                                     return;
-                                 }
-                                 updater->requestInFlight_ = false;
-                                 QString error = result.error;
-                                 if (result.body) {
-                                     const auto prepared = UpdateInstaller::prepare(
-                                         *result.body, manifest, updater->configuration_);
-                                     if (const auto* staged = std::get_if<QString>(&prepared)) {
-                                         updater->stagedApplication_ = *staged;
-                                         updater->setState({Kind::ready, manifest.version});
-                                         updater->presentReady(manifest);
-                                         return;
-                                     }
-                                     error =
-                                         std::get<UpdateInstaller::Error>(prepared).description();
-                                 }
-                                 const QString message = updaterCopy("下载更新失败：%1").arg(error);
-                                 updater->setState({Kind::failed, message});
-                                 updater->presentMessage(message, Style::warning);
-                             });
+    environment_.fetcher.get(
+        QUrl(manifest.downloadURL), limits,
+        [self = lifetime_.weak(this), manifest](FetchResult result) {
+            auto* updater = self.get();
+            if (!updater) {
+                return;
+            }
+            updater->requestInFlight_ = false;
+            QString error = result.error;
+            if (result.body) {
+                const QString root =
+                    UpdateInstaller::stagingRoot(updater->environment_.running.path);
+                UpdateInstaller::removeStaged(root, updater->configuration_.product);
+                const auto prepared =
+                    UpdateInstaller::prepare(*result.body, manifest, updater->configuration_, root);
+                if (const auto* staged = std::get_if<QString>(&prepared)) {
+                    updater->stagedApplication_ = *staged;
+                    updater->setState({Kind::ready, manifest.version});
+                    updater->presentReady(manifest);
+                    return;
+                }
+                error = std::get<UpdateInstaller::Error>(prepared).description();
+            }
+            const QString message = updaterCopy("下载更新失败：%1").arg(error);
+            updater->setState({Kind::failed, message});
+            updater->presentMessage(message, Style::warning);
+        });
 }
 
 void SelfUpdater::presentReady(const UpdateManifest& manifest) {

@@ -14,6 +14,7 @@ UpdatePresenter modalUpdateAlert() {
             box.setWindowTitle(prompt.title);
             box.setIcon(style == UpdateMessageStyle::warning ? QMessageBox::Warning
                                                              : QMessageBox::Information);
+            box.setTextFormat(Qt::PlainText); // the version comes from the manifest
             box.setText(prompt.title);
             box.setInformativeText(prompt.detail);
             QPushButton* primary = box.addButton(prompt.primary, QMessageBox::AcceptRole);

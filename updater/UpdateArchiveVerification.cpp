@@ -50,7 +50,8 @@ std::optional<int> runIfRequested(const UpdateConfiguration& configuration,
     if (archive.size() > configuration.limits.downloadBytes) {
         return failed(UpdateInstaller::description(Failure::invalidArchive));
     }
-    const auto result = UpdateInstaller::prepare(archive.readAll(), manifest, configuration);
+    const auto result = UpdateInstaller::prepare(archive.readAll(), manifest, configuration,
+                                                 UpdateInstaller::stagingRoot({}));
     if (const auto* error = std::get_if<UpdateInstaller::Error>(&result)) {
         return failed(error->description());
     }

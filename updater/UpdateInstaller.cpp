@@ -8,6 +8,7 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 #include <QUuid>
 
 #include <spawn.h>
@@ -49,15 +50,39 @@ Error systemError(const QString& message) {
 
 } // namespace
 
+QString stagingRoot(const QString& installedBundle) {
+    if (!installedBundle.isEmpty()) {
+        const QString beside = QFileInfo(installedBundle).absolutePath();
+        if (::access(QFile::encodeName(beside).constData(), W_OK) == 0) {
+            return beside;
+        }
+    }
+    return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) +
+           QStringLiteral("/hopla/updates");
+}
+
+namespace {
+QString stagingPrefix(const QString& product) {
+    return QLatin1Char('.') + product + QStringLiteral("-update-");
+}
+} // namespace
+
+void removeStaged(const QString& root, const QString& product) {
+    const QDir folder(root);
+    for (const QString& name : folder.entryList({stagingPrefix(product) + QLatin1Char('*')},
+                                                QDir::Dirs | QDir::Hidden | QDir::NoSymLinks)) {
+        QDir(folder.filePath(name)).removeRecursively();
+    }
+}
+
 Result<QString> prepare(const QByteArray& data, const UpdateManifest& manifest,
-                        const UpdateConfiguration& configuration) {
+                        const UpdateConfiguration& configuration, const QString& root) {
     const QByteArray sum = QCryptographicHash::hash(data, QCryptographicHash::Sha256).toHex();
     if (QString::fromLatin1(sum) != manifest.sha256.toLower()) {
         return refusal(Failure::invalidArchive, QStringLiteral("SHA-256 is %1").arg(sum));
     }
-    const QString staging =
-        QDir::temp().filePath(configuration.product + QStringLiteral("-update-") +
-                              QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
+    const QString staging = root + QLatin1Char('/') + stagingPrefix(configuration.product) +
+                            QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     if (const auto failed = makeFolder(staging)) {
         return systemError(QStringLiteral("cannot make the folder ") + *failed);
     }

@@ -49,18 +49,16 @@ struct Entry {
 class UpdateInstall : public ::testing::Test {
 protected:
     QTemporaryDir root;
-    QString tmp = root.filePath("tmp"); // the temporary folder staging goes to
+    QString tmp = root.filePath("staging"); // where updates are unpacked
 
     void SetUp() override {
         QDir().mkpath(tmp);
-        qputenv("TMPDIR", tmp.toLocal8Bit());
         for (const char* who : {"publisher", "notary", "stranger"}) {
             ASSERT_EQ(
                 run("minisign", {"-G", "-W", "-p", key(who) + ".pub", "-s", key(who) + ".key"}),
                 QString());
         }
     }
-    void TearDown() override { qunsetenv("TMPDIR"); }
 
     QString key(const char* who) const { return root.filePath(QString::fromLatin1(who)); }
 
@@ -155,21 +153,21 @@ protected:
                                    std::optional<UpdateManifest> manifest = std::nullopt,
                                    std::optional<UpdateConfiguration> with = std::nullopt) {
         return failureOf(UpdateInstaller::prepare(archive, manifest.value_or(manifestFor(archive)),
-                                                  with.value_or(configuration())));
+                                                  with.value_or(configuration()), tmp));
     }
 
     QStringList staging() const {
-        return QDir(tmp).entryList({"hopla-update-*"}, QDir::Dirs | QDir::Hidden);
+        return QDir(tmp).entryList({".hopla-update-*"}, QDir::Dirs | QDir::Hidden);
     }
 };
 
 TEST_F(UpdateInstall, ASignedReleasePassesAndAnyChangeToItDoesNot) {
     const QByteArray good = release();
-    const auto prepared = UpdateInstaller::prepare(good, manifestFor(good), configuration());
+    const auto prepared = UpdateInstaller::prepare(good, manifestFor(good), configuration(), tmp);
     ASSERT_TRUE(std::holds_alternative<QString>(prepared))
         << std::get<Error>(prepared).detail.toStdString();
     const QString staged = std::get<QString>(prepared);
-    EXPECT_TRUE(staged.startsWith(tmp + "/hopla-update-"));
+    EXPECT_TRUE(staged.startsWith(tmp + "/.hopla-update-"));
     EXPECT_EQ(readAll(staged + "/usr/bin/hopla"), "program 1.4.2");
     EXPECT_TRUE(QFileInfo(staged + "/AppRun").isExecutable());
     QDir(QFileInfo(staged).path()).removeRecursively();
@@ -252,7 +250,7 @@ TEST_F(UpdateInstall, HostileArchivesAreRefusedWithNothingWrittenOutside) {
 
     for (const auto& [what, archive] : archives) {
         const auto result =
-            UpdateInstaller::prepare(archive, manifestFor(archive), configuration());
+            UpdateInstaller::prepare(archive, manifestFor(archive), configuration(), tmp);
         EXPECT_EQ(failureOf(result), Failure::invalidApplication) << what;
         EXPECT_FALSE(std::get<Error>(result).detail.isEmpty()) << what;
         EXPECT_TRUE(staging().isEmpty()) << what;

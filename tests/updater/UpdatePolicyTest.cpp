@@ -4,11 +4,21 @@
 #include "updater/ReleaseNotes.h"
 #include "updater/UpdaterText.h"
 
+#include <QDesktopServices>
 #include <QDialogButtonBox>
 #include <QMessageBox>
 #include <QTextBrowser>
 
 #include <gtest/gtest.h>
+
+// Stands in for the browser: remembers the links it was asked to open.
+class UrlRecorder : public QObject {
+    Q_OBJECT
+public:
+    QList<QUrl> urls;
+public slots:
+    void open(const QUrl& url) { urls.append(url); }
+};
 
 namespace {
 
@@ -85,7 +95,16 @@ TEST(ReleaseNotes, ThePromptShowsThemAboveItsButtonsOnlyWhenThereAreSome) {
     prompt.show();
     const auto* notes = prompt.findChild<QTextBrowser*>();
     ASSERT_NE(notes, nullptr);
-    EXPECT_TRUE(notes->openExternalLinks());
+    // Only web links open, in the browser; a note's file: link opens nothing.
+    UrlRecorder opened;
+    QDesktopServices::setUrlHandler("https", &opened, "open");
+    QDesktopServices::setUrlHandler("file", &opened, "open");
+    for (const char* link : {"https://x.test/", "file:///etc/passwd"}) {
+        emit const_cast<QTextBrowser*>(notes)->anchorClicked(QUrl(link));
+    }
+    QDesktopServices::unsetUrlHandler("https");
+    QDesktopServices::unsetUrlHandler("file");
+    EXPECT_EQ(opened.urls, QList<QUrl>{QUrl("https://x.test/")});
     EXPECT_TRUE(notes->toPlainText().startsWith("New\nmore"));
     const auto* buttons = prompt.findChild<QDialogButtonBox*>();
     ASSERT_NE(buttons, nullptr);
@@ -190,3 +209,5 @@ TEST(UpdateConfiguration, ChangelogPagesAndTheVersionLine) {
 }
 
 } // namespace
+
+#include "UpdatePolicyTest.moc"
