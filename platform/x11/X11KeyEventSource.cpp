@@ -114,6 +114,7 @@ bool X11KeyEventSource::start(Handler handler) {
     down_.reset();
     rawDown_.reset();
     tabAwaited_ = false;
+    tabMissed_ = false;
     intercepted_ = false;
     running_ = true;
     thread_ = std::thread([this] { run(); });
@@ -272,6 +273,13 @@ void X11KeyEventSource::handleRawKey(bool press, std::uint8_t keycode) {
     // Only a Tab pressed with the switch modifier (and Shift at most) is ours to expect: a
     // grab of ours covers exactly those combinations.
     rawDown_.set(keycode, press);
+    if (!press && tabMissed_ && isSwitchKey(keycode)) {
+        // A window manager that takes the modifier holds the keyboard only while it is down;
+        // a menu, a locker or a VM viewer holding it still has it now.
+        tabMissed_ = false;
+        intercepted_ = keyboardFree();
+        return;
+    }
     if (!contains(keyboard_->tabKeys, keycode)) {
         return;
     }
@@ -293,11 +301,27 @@ void X11KeyEventSource::handleRawKey(bool press, std::uint8_t keycode) {
         return;
     }
     // The core events of a grabbed key come right after its raw press: by the raw release,
-    // a press that never came went to another client.
-    if (tabAwaited_) {
-        intercepted_ = true;
+    // a press that never came went to another client. Not so while our own grab froze the
+    // keyboard or holds it (fast typing): its core events wait in the server meanwhile.
+    if (tabAwaited_ && frozen_ == Frozen::no && !keyboardTaken_) {
+        tabMissed_ = true;
     }
     tabAwaited_ = false;
+}
+
+bool X11KeyEventSource::keyboardFree() {
+    xcb_connection_t* c = x_->raw();
+    const Reply<xcb_grab_keyboard_reply_t> reply(
+        xcb_grab_keyboard_reply(c,
+                                xcb_grab_keyboard(c, 0, x_->root(), XCB_CURRENT_TIME,
+                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+                                nullptr));
+    const bool free = reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
+    if (free) {
+        xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
+        xcb_flush(c);
+    }
+    return free;
 }
 
 void X11KeyEventSource::handleEvent(const void* raw) {
@@ -360,6 +384,7 @@ void X11KeyEventSource::handleEvent(const void* raw) {
     }
     if (tabAwaited_ && contains(keyboard_->tabKeys, key->detail)) {
         tabAwaited_ = false; // it came: nobody took the modifier from us
+        tabMissed_ = false;
         intercepted_ = false;
     }
     const std::uint16_t state = key->state;

@@ -86,7 +86,10 @@ private:
     std::uint8_t xinputOpcode_ = 0;
     std::bitset<256> rawDown_;
     bool tabAwaited_ = false; // a switch Tab was pressed; its core event has not come
+    bool tabMissed_ = false;  // one never came: judged when the switch modifier is let go
     std::atomic<bool> intercepted_ = false;
+    // Whether nobody holds the keyboard now (a probe grab of our own succeeds).
+    bool keyboardFree();
     ShortcutHolder windowManager_; // read at start, named when a switch Tab goes astray
     std::atomic<bool> stopping_ = false;
     std::atomic<int> wantSession_ = 0; // requested from any thread, applied on the event thread

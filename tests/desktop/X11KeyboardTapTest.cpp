@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <random>
+
 namespace {
 
 using hopla::GestureAction;
@@ -88,6 +91,51 @@ TEST_F(X11KeyboardTapTest, ASwitchFromTheKeyboardTakesItsKeysAndLeavesTheRestToT
         << "the letter was taken by the switcher: " << typed.toStdString();
     EXPECT_EQ(typed.count("key " + QByteArray::number(tab()) + "\n"), 1) << typed.toStdString();
     EXPECT_EQ(delivered.size(), 3u);
+}
+
+TEST_F(X11KeyboardTapTest, StormsOfKeysAndAKeyboardHeldElsewhereRaiseNoFalseAlarm) {
+    ASSERT_TRUE(tap.start()) << source.lastFailure().value_or(Failure{}).what;
+    const auto superTab = [&] {
+        desktop.key(super(), true);
+        desktop.press(tab());
+        desktop.key(super(), false);
+    };
+    const auto quiet = [&] {
+        desktop.waitFor([] { return false; }, std::chrono::milliseconds(400));
+    };
+    // Another client holds the keyboard (an open menu, a VM viewer, a locker): the keys are
+    // its own, and no window manager took anything.
+    {
+        auto holder = hopla::x11::XConnection::open(nullptr, nullptr);
+        free(xcb_grab_keyboard_reply(holder->raw(),
+                                     xcb_grab_keyboard(holder->raw(), 0, holder->root(),
+                                                       XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
+                                                       XCB_GRAB_MODE_ASYNC),
+                                     nullptr));
+        superTab();
+        quiet();
+        EXPECT_FALSE(source.interceptedBy()) << "a held keyboard taken for the window manager";
+    }
+    // Fast typing: Super, Shift, Tab and a letter pressed and let go in a random storm.
+    std::mt19937 random(7);
+    const xcb_keycode_t keys[] = {super(), tab(), keyboard.shiftKeys.front(), keyD};
+    std::map<xcb_keycode_t, bool> down;
+    for (int i = 0; i < 400; ++i) {
+        const xcb_keycode_t key = keys[random() % std::size(keys)];
+        desktop.key(key, down[key] = !down[key]);
+    }
+    for (const auto& [key, held] : down) {
+        if (held) {
+            desktop.key(key, false);
+        }
+    }
+    quiet();
+    EXPECT_FALSE(source.interceptedBy()) << "a storm of keys taken for the window manager";
+    delivered.clear();
+    superTab(); // and a plain switch still works
+    ASSERT_TRUE(deliveredUpTo(2));
+    EXPECT_EQ(delivered.front(), GestureAction::tab(false));
+    EXPECT_EQ(delivered.back(), GestureAction::release());
 }
 
 TEST_F(X11KeyboardTapTest, ShiftOpensBackwardsAndALayoutChangeRebuildsLettersAndGrabs) {
