@@ -5,8 +5,10 @@ if(HOPLA_WERROR)
   target_compile_options(hopla_settings INTERFACE -Werror)
 endif()
 if(HOPLA_SANITIZE)
+  # The standard library's own checks too: an empty optional read, an index past the end.
   target_compile_options(hopla_settings INTERFACE
-    -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+    -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
+    -D_GLIBCXX_ASSERTIONS)
   target_link_options(hopla_settings INTERFACE -fsanitize=address,undefined)
 endif()
 if(HOPLA_FUZZ)

@@ -186,10 +186,10 @@ std::vector<ApplicationPtr> ApplicationSwitcherController::candidates() {
     return apps;
 }
 
-std::vector<AppEntry>
-ApplicationSwitcherController::orderedEntries(const std::vector<ApplicationPtr>& apps,
-                                              RecentApps& recent) {
-    if (const auto front = runningApps_.activeApplication()) {
+SwitchSession ApplicationSwitcherController::orderedSession(const std::vector<ApplicationPtr>& apps,
+                                                            RecentApps& recent, bool backwards) {
+    const auto front = runningApps_.activeApplication();
+    if (front) {
         recent.activate(front->handle());
     }
     std::vector<AppEntry> entries;
@@ -197,7 +197,12 @@ ApplicationSwitcherController::orderedEntries(const std::vector<ApplicationPtr>&
     for (const auto& app : apps) {
         entries.emplace_back(app->handle(), displayName(*app));
     }
-    return recent.ordered(std::move(entries));
+    // With the desktop or nothing in front, the first candidate is the application just left.
+    const bool frontFirst = front && std::any_of(apps.begin(), apps.end(), [&](const auto& app) {
+                                return app->handle() == front->handle();
+                            });
+    return SwitchSession(recent.ordered(std::move(entries)), backwards,
+                         SwitchSession::Scope::applications, frontFirst);
 }
 
 bool ApplicationSwitcherController::openSession(bool backwards) {
@@ -207,7 +212,8 @@ bool ApplicationSwitcherController::openSession(bool backwards) {
         dismiss();
         return false;
     }
-    beginSession(orderedEntries(apps, recent_), backwards);
+    sessionIdentity_ = Identity::random();
+    setSession(orderedSession(apps, recent_, backwards));
     startSessionApplicationRefresh();
     present(apps);
     return true;
@@ -291,15 +297,9 @@ void ApplicationSwitcherController::prepareUpcomingSession() {
             return;
         }
         RecentApps recent = controller->recent_; // the prediction changes nothing
-        controller->panel_.prepare(SwitchSession(controller->orderedEntries(apps, recent), false),
+        controller->panel_.prepare(controller->orderedSession(apps, recent, false),
                                    controller->cachedIcons(apps).first);
     });
-}
-
-void ApplicationSwitcherController::beginSession(std::vector<AppEntry> entries, bool backwards) {
-    cancelActivation();
-    sessionIdentity_ = Identity::random();
-    setSession(SwitchSession(std::move(entries), backwards));
 }
 
 void ApplicationSwitcherController::select(AppHandle id) {
@@ -418,6 +418,10 @@ void ApplicationSwitcherController::startSessionApplicationRefresh() {
                     running.insert(app->handle());
                 }
             }
+            // Reading the list may itself report a termination that closed the session.
+            if (!controller->session_) {
+                return;
+            }
             const std::vector<AppEntry> snapshot = controller->session_->apps();
             for (const AppEntry& entry : snapshot) {
                 if (!running.contains(entry.id)) {
@@ -430,6 +434,9 @@ void ApplicationSwitcherController::startSessionApplicationRefresh() {
 
 void ApplicationSwitcherController::refreshWindowCandidates() {
     const auto app = runningApps_.application(windowCandidates_->app->handle());
+    if (!windowCandidates_) {
+        return; // reading reported the application's end, which closed the session
+    }
     if (!app || app->isTerminated()) {
         dismiss(); // the application quit under the panel
         return;

@@ -62,8 +62,6 @@ public:
     bool openSession(bool backwards);
     // The same over the windows of the frontmost application.
     bool openWindowSession(bool backwards);
-    // Starts a session over prepared entries without touching the panel.
-    void beginSession(std::vector<AppEntry> entries, bool backwards);
     // Selects the candidate and activates it at once (a click on the panel).
     void select(AppHandle id);
     // Closes the session and the panel.
@@ -76,10 +74,10 @@ public:
 private:
     void setSession(std::optional<SwitchSession> session);
     std::vector<ApplicationPtr> candidates();
-    // The candidates in the order a session lists them, the frontmost application counted
-    // as the most recent.
-    std::vector<AppEntry> orderedEntries(const std::vector<ApplicationPtr>& apps,
-                                         RecentApps& recent);
+    // A session over the candidates in recency order, the frontmost application counted as
+    // the most recent.
+    SwitchSession orderedSession(const std::vector<ApplicationPtr>& apps, RecentApps& recent,
+                                 bool backwards);
     // Soon, while no session is open: hands the panel the session a switch would open now,
     // so that opening it has nothing left to draw.
     void prepareUpcomingSession();

@@ -12,11 +12,12 @@ char asciiUpper(char c) {
 
 } // namespace
 
-SwitchSession::SwitchSession(std::vector<AppEntry> apps, bool backwards, Scope scope)
+SwitchSession::SwitchSession(std::vector<AppEntry> apps, bool backwards, Scope scope,
+                             bool firstIsFrontmost)
     : apps_(std::move(apps))
     , scope_(scope) {
     const std::size_t n = apps_.size();
-    const std::size_t k = backwards ? n : std::min<std::size_t>(n, 2);
+    const std::size_t k = backwards ? n : std::min<std::size_t>(n, firstIsFrontmost ? 2 : 1);
     if (k >= 1) {
         selectedId_ = apps_[k - 1].id;
     }

@@ -22,8 +22,10 @@ public:
     enum class Scope { applications, windows };
 
     // Opens over the candidates. Forwards selects the second (the previously used
-    // application) or the only one; backwards selects the last.
-    SwitchSession(std::vector<AppEntry> apps, bool backwards, Scope scope = Scope::applications);
+    // application) or the only one, or the first when it is not the one in front (the
+    // desktop has the focus); backwards selects the last.
+    SwitchSession(std::vector<AppEntry> apps, bool backwards, Scope scope = Scope::applications,
+                  bool firstIsFrontmost = true);
 
     Scope scope() const { return scope_; }
     const std::vector<AppEntry>& apps() const { return apps_; }

@@ -100,7 +100,7 @@ TEST_F(ControllerTest, DesktopRecencySeedsOnceWithoutOverridingWhatWasSeen) {
     controller->start();
     EXPECT_TRUE(controller->route(GestureAction::tab(false)));
     EXPECT_EQ(candidates(), (std::vector<AppHandle>{30, 20, 10}));
-    EXPECT_EQ(controller->session()->selectedId(), 20);
+    EXPECT_EQ(controller->session()->selectedId(), 30); // nothing in front: the one just left
     controller->dismiss();
 
     runningApps.bringToFront(10); // seen: now the most recent
@@ -283,6 +283,15 @@ TEST_F(ControllerTest, IconsShowFromTheCacheAndTheRestArriveOneTurnLaterForTheSa
     scheduler.runDue();
     EXPECT_EQ(panel.calls.size(), callsBefore) << "late icons for a closed session";
     EXPECT_EQ(controller->iconCache().size(), 1u);
+}
+
+TEST_F(ControllerTest, WithTheDesktopInFrontTheSwitchGoesBackToTheApplicationJustLeft) {
+    apps({"Alpha", "Bravo"});
+    runningApps.bringToFront(20);
+    runningApps.bringToFront(10);
+    runningApps.bringToFront(0); // a click on the desktop
+    ASSERT_TRUE(controller->route(GestureAction::tab(false)));
+    EXPECT_EQ(controller->session()->selectedId(), 10);
 }
 
 TEST_F(ControllerTest, TheKeyAboveTabGoesThroughTheFrontApplicationsWindows) {
