@@ -114,7 +114,7 @@ ApplicationWindowRestorer::inspect(ApplicationWindows& access, const Request& re
         return unreadable || windows.empty() ? Result::reopen : Result::ready;
     }
     const WindowRef window = windows[static_cast<std::size_t>(*target)];
-    if (!access.unminimize(window)) {
+    if (!access.unminimize(window, unminimizeLimit)) {
         return Result::failed;
     }
     if (!request.cancelled()) {

@@ -5,6 +5,7 @@
 #include "platform/SerialQueue.h"
 #include "platform/WindowAccess.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -32,6 +33,9 @@ class ApplicationWindowRestorer {
 public:
     enum class Result { ready, reopen, failed };
     using Completion = std::function<void(Result)>;
+    // How long the window manager may take to show a window again: as long as a switch
+    // has to come to the front.
+    static constexpr auto unminimizeLimit = std::chrono::milliseconds(500);
 
     // The label names the worker thread ("<application id>.restore-window").
     ApplicationWindowRestorer(WindowSystem& windows, Scheduler& mainQueue,

@@ -2,6 +2,7 @@
 
 #include "platform/AppHandle.h"
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -30,8 +31,10 @@ public:
     virtual std::optional<bool> isMinimized(WindowRef window) = 0;
     virtual std::optional<WindowRef> focusedWindow() = 0;
     virtual std::optional<WindowRef> mainWindow() = 0;
-    // Brings a minimized window back; false when that was refused.
-    virtual bool unminimize(WindowRef window) = 0;
+    // Brings a minimized window back, waiting at most `within` for the window manager to
+    // show it (one that animates first, or is busy, takes a moment); false when that was
+    // refused or did not happen in time.
+    virtual bool unminimize(WindowRef window, std::chrono::milliseconds within) = 0;
     // Asks for the window to come to the front with the input focus, restoring it when
     // minimized; false when it is no longer there. Does not wait for the answer.
     virtual bool activate(WindowRef window) = 0;

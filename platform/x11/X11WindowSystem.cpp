@@ -87,7 +87,7 @@ public:
         return all && !all->empty() ? std::optional(all->front()) : std::nullopt;
     }
 
-    bool unminimize(WindowRef window) override {
+    bool unminimize(WindowRef window, std::chrono::milliseconds within) override {
         {
             std::lock_guard lock(system_.mutex_);
             auto& x = *system_.x_;
@@ -97,7 +97,7 @@ public:
             xcb_flush(x.raw());
         }
         // The window manager maps it asynchronously; wait a little, bounded.
-        const auto deadline = std::chrono::steady_clock::now() + X11WindowSystem::unminimizeLimit;
+        const auto deadline = std::chrono::steady_clock::now() + within;
         do {
             const auto minimized = isMinimized(window);
             if (!minimized) {

@@ -24,9 +24,6 @@ void requestActivation(XConnection& x, const ClientWindow& window, ServerTime ti
 // manager to activate the window, then wait briefly for it to be shown.
 class X11WindowSystem final : public WindowSystem {
 public:
-    // How long unminimizing may take before it counts as refused.
-    static constexpr auto unminimizeLimit = std::chrono::milliseconds(200);
-
     // Nothing, with the reason, without an X server. `owners` says which windows are whose.
     static std::unique_ptr<X11WindowSystem> open(std::shared_ptr<const WindowOwners> owners,
                                                  std::string* error);

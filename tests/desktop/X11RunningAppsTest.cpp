@@ -1,8 +1,14 @@
+#include "core/ApplicationSwitcherController.h"
+#include "platform/qt/QtScheduler.h"
 #include "platform/x11/LoginSession.h"
 #include "platform/x11/XConnection.h"
 #include "tests/desktop/X11RunningAppsFixture.h"
+#include "tests/support/RecordingPanel.h"
 
 #include <gtest/gtest.h>
+
+#include <csignal>
+#include <thread>
 
 namespace {
 
@@ -63,6 +69,37 @@ TEST_F(X11RunningAppsTest, AToolkitsApplicationIdNamesTheApplication) {
     EXPECT_EQ(app(announced.pid())->localizedName(), QString::fromUtf8("测试终端"));
     EXPECT_EQ(app(announced.pid())->desktopId(), "hopla-chinese.desktop");
     EXPECT_EQ(app(plain.pid())->localizedName(), "Gid");
+}
+
+TEST_F(X11RunningAppsTest, TheLastCandidateQuittingUnderTheOpenPanelClosesItSafely) {
+    // Reading the list reports the termination at once, which closes the session in the
+    // middle of the panel's own refresh.
+    hopla::QtScheduler scheduler;
+    hopla::testing::RecordingPanel panel;
+    hopla::ApplicationSwitcherController controller(panel, *runningApps, *windowSystem, scheduler);
+    controller.start();
+    const Client only = client({"--class", "only,Only"});
+    ASSERT_TRUE(controller.route(hopla::GestureAction::tab(false)));
+    desktop.stop(only.process);
+    EXPECT_TRUE(desktop.waitFor([&] { return !controller.session() && !panel.shown; }));
+}
+
+TEST_F(X11RunningAppsTest, AWindowManagerSlowToAnswerStillRestoresAMinimizedWindow) {
+    const Client c = client({"--class", "slow,Slow"});
+    const auto window = c.windows.front();
+    desktop.minimize(window);
+    ASSERT_TRUE(desktop.waitFor([&] { return desktop.clientWindow(window)->minimized; }));
+    const auto access = windowSystem->windowsOf(app(c.pid())->handle());
+    // The window manager stops answering for 300 ms, as a busy or animating one does.
+    const auto wm = static_cast<pid_t>(desktop.windowManagerPid());
+    ASSERT_EQ(::kill(wm, SIGSTOP), 0);
+    std::thread resume([wm] {
+        std::this_thread::sleep_for(300ms);
+        ::kill(wm, SIGCONT);
+    });
+    EXPECT_TRUE(access->unminimize(static_cast<hopla::WindowRef>(window),
+                                   hopla::ApplicationWindowRestorer::unminimizeLimit));
+    resume.join();
 }
 
 TEST_F(X11RunningAppsTest, DocksAndTaskbarSkippersAreNotRegularApplications) {

@@ -65,7 +65,7 @@ public:
         return main ? std::optional(refFor(*main)) : std::nullopt;
     }
 
-    bool unminimize(WindowRef window) override {
+    bool unminimize(WindowRef window, std::chrono::milliseconds) override {
         std::lock_guard lock(system_.mutex_);
         auto* w = find(window);
         if (!w || w->refusesUnminimize) {

@@ -28,6 +28,7 @@ public:
     static X11Desktop* start(QString* error);
     // "openbox", "xfwm4" or "icewm".
     const QString& windowManager() const { return windowManagerName_; }
+    qint64 windowManagerPid() const { return windowManager_->processId(); }
     // Where IceWM reads its preferences (ICEWM_PRIVCFG); empty for the others.
     QString windowManagerConfig() const;
     // Stops the window manager and starts it again (to read changed settings); false with
