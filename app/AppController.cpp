@@ -86,9 +86,11 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
             &app->scheduler_, &backend.runningApps(), [&surface] { return surface.compositing(); },
             [&surface](const QWidget& w) { return surface.isOnScreen(w.winId()); },
             [&surface] { return surface.pointer(); },
-            [&surface](QWidget& w, const QImage& image) {
-                surface.setWindowImage(w.winId(), image);
-            }});
+            surface.holdsImages() ? std::function<void(QWidget&, const QImage&)>(
+                                        [&surface](QWidget& w, const QImage& image) {
+                                            surface.setWindowImage(w.winId(), image);
+                                        })
+                                  : nullptr});
     QObject::connect(
         app->appearance_.get(), &AccentAppearance::selectionChanged, &app->panel_->view(),
         [self] { self->panel_->view().setFallbackIcon(panelIcon(*self->appearance_)); });

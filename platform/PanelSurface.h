@@ -21,6 +21,9 @@ public:
     // Where the pointer was at the key that opened the switcher, in Qt's coordinates, or
     // wherever it is now when no key has arrived yet: the panel opens on that screen.
     virtual QPoint pointer() = 0;
+    // Whether the display server can keep the panel's image (setWindowImage); where it cannot,
+    // the panel is painted as any window is.
+    virtual bool holdsImages() const = 0;
     // Makes the image what the window shows, kept by the display server, so the panel is
     // whole the moment it appears and exposures need no paint.
     virtual void setWindowImage(WId window, const QImage& image) = 0;

@@ -298,6 +298,22 @@
         <translation>Cannot watch the synced folder: %1</translation>
     </message>
     <message>
+        <source>Hopla 运行在 Qt 的“%1”平台上，而不是 X11：它看不到这个桌面的按键。</source>
+        <translation>Hopla runs on Qt's "%1" platform, not on X11: it cannot see this desktop's keys.</translation>
+    </message>
+    <message>
+        <source>无法连接 X 服务器：%1</source>
+        <translation>Cannot connect to the X server: %1</translation>
+    </message>
+    <message>
+        <source>X 服务器缺少 XInput 2.2 扩展，Hopla 需要它来跟随键盘。</source>
+        <translation>The X server lacks XInput 2.2, which Hopla needs to follow the keyboard.</translation>
+    </message>
+    <message>
+        <source>X 服务器缺少 XTEST 扩展。</source>
+        <translation>The X server lacks the XTEST extension.</translation>
+    </message>
+    <message>
         <source>同步配置不可用：%1</source>
         <translation>The synced configuration is not available: %1</translation>
     </message>

@@ -98,6 +98,10 @@ QPoint X11Backend::pointer() {
     return atKey ? X11PanelSupport::fromServerPixels(*atKey) : QCursor::pos();
 }
 
+bool X11Backend::holdsImages() const {
+    return panel_->holdsImages();
+}
+
 void X11Backend::setWindowImage(WId window, const QImage& image) {
     panel_->setWindowImage(window, image);
 }

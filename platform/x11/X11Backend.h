@@ -40,6 +40,7 @@ private:
     bool isOnScreen(WId window) override;
     QPoint pointer() override;
     void setWindowImage(WId window, const QImage& image) override;
+    bool holdsImages() const override;
 
     std::unique_ptr<X11RunningApps> runningApps_;
     std::unique_ptr<X11WindowSystem> windows_;

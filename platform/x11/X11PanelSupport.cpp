@@ -162,6 +162,17 @@ X11PanelSupport::X11PanelSupport(std::unique_ptr<XConnection> x, Transfer transf
                                              static_cast<std::size_t>(200 * ratio) * 4);
     }
 }
+bool X11PanelSupport::holdsImages() const {
+    xcb_connection_t* c = qtConnection();
+    if (!c) {
+        return false;
+    }
+    const xcb_setup_t* setup = xcb_get_setup(c);
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(setup).data;
+    return setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST && screen &&
+           (screen->root_depth == 24 || screen->root_depth == 32);
+}
+
 X11PanelSupport::~X11PanelSupport() {
     if (background_.pixmap && qtConnection()) {
         xcb_free_pixmap(qtConnection(), background_.pixmap);

@@ -40,6 +40,9 @@ public:
     // Qt's own connection, so it lands before a map Qt requests next. Ignored where the image
     // cannot travel as is (a server of the other byte order, a depth other than 24 or 32).
     void setWindowImage(unsigned long window, const QImage& image);
+    // Whether images can travel as they are: a server of this machine's byte order whose
+    // screen is 24 or 32 bits deep. Elsewhere the window is painted as usual.
+    bool holdsImages() const;
     // Whether setWindowImage goes through shared memory.
     bool sharesMemory() const { return shared_ != nullptr; }
     // A point in the server's pixels (as key events give the pointer) in Qt's coordinates:
