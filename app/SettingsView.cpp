@@ -259,7 +259,7 @@ QWidget* SettingsView::segmented(const std::vector<std::pair<int, QString>>& cho
     line->setSpacing(0);
     group = new QButtonGroup(segments);
     for (const auto& [id, title] : choices) {
-        auto* button = new QToolButton(segments);
+        auto* button = new SegmentButton(segments);
         button->setText(title);
         button->setCheckable(true);
         group->addButton(button, id);

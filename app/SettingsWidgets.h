@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QFrame>
 #include <QLabel>
+#include <QToolButton>
 #include <QWidget>
 
 #include <functional>
@@ -31,6 +32,7 @@ private:
 
 // An on/off switch: a pill with a knob, in the accent colour when on.
 class Switch : public QAbstractButton {
+    Q_OBJECT
 public:
     explicit Switch(std::function<QColor()> accent, QWidget* parent = nullptr);
     QSize sizeHint() const override { return {38, 22}; }
@@ -40,6 +42,13 @@ protected:
 
 private:
     std::function<QColor()> accent_;
+};
+
+// One choice of a row of segments (exclusive, in a button group).
+class SegmentButton : public QToolButton {
+    Q_OBJECT
+public:
+    using QToolButton::QToolButton;
 };
 
 // A small round glyph standing for a row's subject.

@@ -7,7 +7,10 @@
 #include "tests/support/UpdaterHost.h"
 #include "updater/UpdaterText.h"
 
+#include "appearance/AccessibleButtons.h"
+
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -17,6 +20,7 @@ namespace {
 using hopla::AppAppearance;
 
 struct SettingsTest : ::testing::Test, hopla::testing::UpdaterHost {
+    bool accessible = (hopla::installAccessibleButtons(), true); // before any control exists
     hopla::testing::ScriptedAutostart login;
     hopla::Preferences preferences{settings, login};
     std::unique_ptr<hopla::AccentAppearance> appearance = hopla::HoplaAppearance::make(settings);
@@ -75,6 +79,17 @@ TEST_F(SettingsTest, ControlsChangeThePreferencesAndFollowChangesMadeElsewhere) 
 
     view.appearanceButton(AppAppearance::dark)->click();
     EXPECT_EQ(preferences.appearance(), AppAppearance::dark);
+
+    // A screen reader acts through the controls' accessible actions (AT-SPI's "Toggle").
+    const auto toggle = [](QWidget* control) {
+        QAccessible::queryAccessibleInterface(control)->actionInterface()->doAction(
+            QAccessibleActionInterface::toggleAction());
+    };
+    toggle(view.traySwitch());
+    EXPECT_FALSE(preferences.showsTrayIcon());
+    toggle(view.appearanceButton(AppAppearance::system));
+    EXPECT_EQ(preferences.appearance(), AppAppearance::system);
+    toggle(view.traySwitch());
 
     preferences.setShowsTrayIcon(false); // as from the tray or a synced file
     EXPECT_FALSE(view.traySwitch()->isChecked());

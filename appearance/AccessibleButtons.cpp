@@ -1,0 +1,69 @@
+#include "appearance/AccessibleButtons.h"
+
+#include <QAbstractButton>
+#include <QAccessibleWidget>
+#include <QButtonGroup>
+
+namespace hopla {
+
+namespace {
+
+// Asked about at construction already (a text set before the button is made checkable),
+// so everything is read from the button when asked.
+class Button final : public QAccessibleWidget {
+public:
+    explicit Button(QAbstractButton* button)
+        : QAccessibleWidget(button, QAccessible::Button) {}
+
+    QAccessible::Role role() const override {
+        if (!button()->isCheckable()) {
+            return QAccessible::Button;
+        }
+        const QButtonGroup* group = button()->group();
+        return group && group->exclusive() ? QAccessible::RadioButton : QAccessible::CheckBox;
+    }
+    QAccessible::State state() const override {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.checkable = button()->isCheckable();
+        state.checked = button()->isChecked();
+        return state;
+    }
+    QString text(QAccessible::Text kind) const override {
+        const QString text = QAccessibleWidget::text(kind);
+        return text.isEmpty() && kind == QAccessible::Name ? button()->text() : text;
+    }
+    QStringList actionNames() const override {
+        if (!widget()->isEnabled()) {
+            return {};
+        }
+        return button()->isCheckable() ? QStringList{toggleAction(), pressAction()}
+                                       : QStringList{pressAction()};
+    }
+    void doAction(const QString& action) override {
+        if (widget()->isEnabled() && actionNames().contains(action)) {
+            button()->click(); // what a click does: the control's own handlers run
+        }
+    }
+
+private:
+    QAbstractButton* button() const { return static_cast<QAbstractButton*>(widget()); }
+};
+
+// Asked with the most derived class's name first: Hopla's own controls are answered here
+// before Qt's factory answers for the button classes they derive from.
+QAccessibleInterface* hoplaButtons(const QString& className, QObject* object) {
+    auto* button = qobject_cast<QAbstractButton*>(object);
+    return className.startsWith(QLatin1String("hopla::")) && button ? new Button(button) : nullptr;
+}
+
+} // namespace
+
+void installAccessibleButtons() {
+    static const bool installed = [] {
+        QAccessible::installFactory(hoplaButtons);
+        return true;
+    }();
+    (void)installed;
+}
+
+} // namespace hopla
