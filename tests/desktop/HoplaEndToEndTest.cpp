@@ -94,9 +94,7 @@ struct HoplaEndToEnd : ::testing::Test {
 
     // Another client holding the combination makes our own grab fail (under xfwm4 and IceWM,
     // check that the window manager let go first).
-    bool hoplaHolds(std::uint16_t modifier) {
-        return desktop.keyHeldElsewhere(modifier, keyboard.tabKeys.front());
-    }
+    bool hoplaHolds(std::uint16_t modifier) { return desktop.keyHeldElsewhere(modifier, tab()); }
     bool hoplaHoldsSuperTab() { return hoplaHolds(keyboard.superMask); }
 
     xcb_window_t client(const QString& name) {
@@ -109,21 +107,18 @@ struct HoplaEndToEnd : ::testing::Test {
         desktop.activate(w);
         ASSERT_TRUE(desktop.waitFor([&] { return active() == w; }));
     }
-    // Tab pressed while the modifier's key is held, as a user switches.
     void tabWith(std::uint8_t modifierKey, std::optional<xcb_keycode_t> key = std::nullopt) {
         desktop.key(modifierKey, true);
         desktop.press(key.value_or(tab()));
         desktop.key(modifierKey, false);
     }
     void superTab() { tabWith(super()); }
-    // Whether Hopla's panel is on screen: a viewable top-level window of class "Hopla".
     bool panelShown() {
-        const auto windows = desktop.topLevelWindows();
+        const auto windows = desktop.children(x->root());
         return std::any_of(windows.begin(), windows.end(),
                            [&](std::uint32_t w) { return isHoplas(w) && desktop.viewable(w); });
     }
     bool isHoplas(std::uint32_t window) { return desktop.windowClass(window).contains("Hopla"); }
-    // Hopla's settings window when the window manager shows it.
     std::optional<xcb_window_t> settingsWindow() {
         for (const auto& w : desktop.clientWindows()) {
             if (w.className.contains(QLatin1String("Hopla")) && !w.minimized) {
@@ -142,20 +137,20 @@ struct HoplaEndToEnd : ::testing::Test {
         const auto w = desktop.clientWindow(active());
         return w && w->pid ? std::optional<std::int64_t>(*w->pid) : std::nullopt;
     }
+    xcb_window_t windowOf(std::int64_t pid) {
+        for (const auto& w : desktop.clientWindows()) {
+            if (w.pid == pid) {
+                return w.id;
+            }
+        }
+        return 0;
+    }
     // A Debian program, once its window has the focus; its process id.
     std::int64_t run(const char* program) {
         const std::int64_t pid = desktop.launch(QString::fromLatin1(program), {})->processId();
         EXPECT_TRUE(desktop.waitFor([&] { return activePid() == pid; }))
             << program << " never got the focus";
         return pid;
-    }
-    void activatePid(std::int64_t pid) {
-        for (const auto& w : desktop.clientWindows()) {
-            if (w.pid == pid) {
-                return activate(w.id);
-            }
-        }
-        ADD_FAILURE() << "no window of " << pid;
     }
 };
 
@@ -164,16 +159,13 @@ TEST_F(HoplaEndToEnd, SuperTabThenReleaseBringsThePreviousApplicationBackRestori
     EXPECT_FALSE(desktop.waitFor([&] { return settingsWindow().has_value(); }, 1500ms))
         << "a start at login opens no window";
     const xcb_window_t first = client("First");
-    const xcb_window_t second = client("Second"); // now frontmost; First was used before it
+    client("Second"); // now frontmost; First was used before it
     settle();
     desktop.minimize(first);
     ASSERT_TRUE(desktop.waitFor([&] { return desktop.clientWindow(first).value().minimized; }));
     superTab();
     EXPECT_TRUE(desktop.waitFor([&] { return active() == first; }));
     EXPECT_FALSE(desktop.clientWindow(first).value().minimized);
-    settle();
-    superTab(); // and back again
-    EXPECT_TRUE(desktop.waitFor([&] { return active() == second; }));
 
     // A preview beside the running Hopla saves its panel.
     const QString path = config.filePath("panel.png");
@@ -196,10 +188,7 @@ TEST_F(HoplaEndToEnd, TwoXtermsAreOneApplicationAndSuperAboveTabGoesThroughTheir
     EXPECT_TRUE(desktop.waitFor([&] { return activePid() == newer; }));
     settle();
 
-    xcb_window_t olderWindow = 0;
-    for (const auto& w : desktop.clientWindows()) {
-        olderWindow = w.pid == older ? w.id : olderWindow;
-    }
+    const xcb_window_t olderWindow = windowOf(older);
     desktop.minimize(olderWindow);
     ASSERT_TRUE(desktop.waitFor([&] { return desktop.clientWindow(olderWindow)->minimized; }));
     const xcb_keycode_t aboveTab = keyboard.windowKeys.at(0);
@@ -215,7 +204,7 @@ TEST_F(HoplaEndToEnd, AUniqueLetterSwitchesAtOnceAndEscapeCancels) {
     startHoplaHoldingSuperTab();
     const xcb_window_t mike = client("Mike");
     client("Kilo");
-    const xcb_window_t lima = client("Lima");
+    client("Lima");
     settle();
     desktop.key(super(), true);
     desktop.press(tab());
@@ -224,19 +213,15 @@ TEST_F(HoplaEndToEnd, AUniqueLetterSwitchesAtOnceAndEscapeCancels) {
     EXPECT_TRUE(desktop.waitFor([&] { return active() == mike; }))
         << "switched while Super is still held";
     desktop.key(super(), false);
-    // Releasing Super while that switch still confirms activates Mike once more; let it
-    // finish, or its nudge would take the focus back from the next window.
-    settle();
-    activate(lima);
-    settle();
+    settle(); // releasing Super while that switch still confirms activates Mike once more
 
     desktop.key(super(), true);
     desktop.press(tab());
     ASSERT_TRUE(desktop.waitFor([&] { return panelShown(); }));
     desktop.press(keyEscape);
     desktop.key(super(), false);
-    EXPECT_FALSE(desktop.waitFor([&] { return active() != lima; }, 600ms))
-        << "Escape must switch nothing; active " << active() << ", Lima " << lima;
+    EXPECT_FALSE(desktop.waitFor([&] { return active() != mike; }, 600ms))
+        << "Escape must switch nothing; active " << active() << ", Mike " << mike;
 }
 
 TEST_F(HoplaEndToEnd, APlainLaunchShowsTheSettingsAndALaterOneBringsThemBack) {
@@ -373,8 +358,8 @@ TEST_F(HoplaFirstRun, TheFirstSwitchGoesToThePreviousApplicationOnceSuperTabIsFr
             << "never a false ready; log: " << log.toStdString();
         EXPECT_FALSE(panelShown());
         configureIceWm("Win95Keys=0\n");
-        activatePid(previous); // the restart moved the focus around
-        activatePid(front);
+        activate(windowOf(previous)); // the restart moved the focus around
+        activate(windowOf(front));
         settle();
     } else {
         ASSERT_TRUE(desktop.waitFor([&] { return hoplaHoldsSuperTab(); }));
@@ -474,7 +459,7 @@ TEST_F(HoplaEndToEnd, TheRabbitDocksUnlessHiddenAndAClickOpensTheDrawnMenuAtIt) 
     };
     // The drawn menu: a viewable top-level window of Hopla's, 240 or more wide, by the icon.
     const auto menuGeometry = [&]() -> std::optional<QRect> {
-        for (const std::uint32_t w : desktop.topLevelWindows()) {
+        for (const std::uint32_t w : desktop.children(x->root())) {
             const auto g = desktop.geometry(w);
             if (g && g->width() >= 240 && desktop.viewable(w) && desktop.overrideRedirect(w) &&
                 isHoplas(w)) {

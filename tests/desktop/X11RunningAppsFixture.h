@@ -1,12 +1,13 @@
 #pragma once
 
-// The real-desktop fixture shared by the runningApps tests: a runningApps and window system on
-// the test display, and helpers to start clients and wait for X state.
+// The real-desktop fixture shared by the runningApps tests: a runningApps, window system and
+// connection of their own on the test display, and helpers to start clients.
 #include "platform/x11/ClientWindows.h"
 #include "platform/x11/WindowIcon.h"
 #include "platform/x11/X11Readiness.h"
 #include "platform/x11/X11RunningApps.h"
 #include "platform/x11/X11WindowSystem.h"
+#include "platform/x11/XConnection.h"
 #include "tests/desktop/harness/X11Desktop.h"
 
 #include <QCoreApplication>
@@ -21,7 +22,6 @@ namespace hopla::testing {
 using namespace std::chrono_literals;
 using hopla::AppHandle;
 using hopla::ApplicationPtr;
-using hopla::testing::X11Desktop;
 using hopla::x11::X11RunningApps;
 using hopla::x11::X11WindowSystem;
 
@@ -31,6 +31,7 @@ struct X11RunningAppsTest : ::testing::Test {
     X11Desktop& desktop = *X11Desktop::instance();
     std::unique_ptr<X11RunningApps> runningApps;
     std::unique_ptr<X11WindowSystem> windowSystem;
+    std::unique_ptr<hopla::x11::XConnection> x = hopla::x11::XConnection::open(nullptr, nullptr);
 
     void SetUp() override {
         std::string error;
@@ -44,7 +45,10 @@ struct X11RunningAppsTest : ::testing::Test {
     Client client(QStringList arguments) {
         const Client c = desktop.startTestClient(arguments);
         EXPECT_FALSE(c.windows.empty()) << "test client did not start";
-        EXPECT_TRUE(desktop.waitFor([&] { return managed(c.windows); })) << "windows never managed";
+        EXPECT_TRUE(desktop.waitFor([&] {
+            runningApps->refresh();
+            return app(c.pid()) != nullptr;
+        })) << "windows never managed";
         // openbox focuses a new window a moment after listing it: let that happen first, so
         // it cannot land after a test's own activation.
         const bool focusable = !arguments.contains("--no-input") && !arguments.contains("dock");
@@ -54,26 +58,14 @@ struct X11RunningAppsTest : ::testing::Test {
         }
         return c;
     }
-    bool managed(const std::vector<std::uint32_t>& windows) {
-        runningApps->refresh();
-        for (const auto& app : runningApps->runningApplications()) {
-            const auto* x = static_cast<const hopla::x11::X11Application*>(app.get());
-            for (const auto& w : x->clientWindows()) {
-                if (std::find(windows.begin(), windows.end(), w.id) != windows.end()) {
-                    return true;
-                }
-            }
-        }
-        return false;
-    }
     // The application a window of this process belongs to.
     std::shared_ptr<hopla::x11::X11Application> app(std::int64_t pid) {
         for (const auto& a : runningApps->runningApplications()) {
-            auto x = std::static_pointer_cast<hopla::x11::X11Application>(a);
-            const auto& windows = x->clientWindows();
+            auto candidate = std::static_pointer_cast<hopla::x11::X11Application>(a);
+            const auto& windows = candidate->clientWindows();
             if (std::any_of(windows.begin(), windows.end(),
                             [pid](const auto& w) { return w.pid == pid; })) {
-                return x;
+                return candidate;
             }
         }
         return nullptr;

@@ -194,8 +194,9 @@ struct MonitorTest : ConfigurationStoreTest {
         std::this_thread::sleep_for(quiet);
         return changes;
     }
-    bool seesChange(const std::function<void()>& action) {
-        const int before = settled();
+    bool seesChange(const std::function<void()>& action,
+                    std::chrono::milliseconds quiet = std::chrono::milliseconds(100)) {
+        const int before = settled(quiet);
         action();
         return waitFor(before + 1);
     }
@@ -229,14 +230,11 @@ TEST_F(MonitorTest, SeesEveryOneOfAThousandReplacementsAndOutlivesItsFolder) {
     }
     EXPECT_TRUE(waitFor(1000)) << changes;
 
-    const int before = changes;
-    ASSERT_TRUE(QDir(dir.filePath("Hopla")).removeRecursively());
-    ASSERT_TRUE(waitFor(before + 1)) << "the file went with its folder";
-    put(path, "back"); // the folder and the file come back
-    ASSERT_TRUE(waitFor(before + 2));
-    const int again = settled(std::chrono::milliseconds(200));
-    put(path, "written again");
-    EXPECT_TRUE(waitFor(again + 1)) << "still watching the new folder";
+    ASSERT_TRUE(seesChange([&] { QDir(dir.filePath("Hopla")).removeRecursively(); }))
+        << "the file went with its folder";
+    ASSERT_TRUE(seesChange([&] { put(path, "back"); })) << "the folder and the file came back";
+    EXPECT_TRUE(seesChange([&] { put(path, "written again"); }, std::chrono::milliseconds(200)))
+        << "still watching the new folder";
 }
 
 } // namespace

@@ -71,13 +71,14 @@ protected:
                 .limits = {.unpackedBytes = 1 << 20, .entries = 50, .downloadBytes = 4 << 20}};
     }
 
-    // A Hopla folder whose AppRun notes each start in $HOPLA_TEST_LAUNCHES.
+    // A signed Hopla folder whose AppRun notes each start in $HOPLA_TEST_LAUNCHES.
     void makeAppDir(const QString& path, const QString& version = "1.4.2",
-                    const QString& build = "58", const QString& id = "app.hopla.Hopla") {
+                    const QString& build = "58") {
         write(path + "/hopla.desktop",
               QStringLiteral("[Desktop Entry]\nType=Application\nName=Hopla\nExec=AppRun\n"
-                             "X-Hopla-Identifier=%1\nX-Hopla-Version=%2\nX-Hopla-Build=%3\n")
-                  .arg(id, version, build)
+                             "X-Hopla-Identifier=app.hopla.Hopla\nX-Hopla-Version=%1\n"
+                             "X-Hopla-Build=%2\n")
+                  .arg(version, build)
                   .toUtf8());
         write(path + "/AppRun",
               "#!/bin/sh\necho " + version.toUtf8() + " >> \"$HOPLA_TEST_LAUNCHES\"\n",
@@ -85,6 +86,7 @@ protected:
                   QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
         write(path + "/usr/bin/hopla", "program " + version.toUtf8());
         write(path + "/usr/share/hopla/notes.txt", "notes");
+        sign(path);
     }
 
     void sign(const QString& appDir, const char* publisher = "publisher",
@@ -101,7 +103,6 @@ protected:
         const QString out = root.filePath("release.zip");
         QDir(root.filePath("release")).removeRecursively();
         makeAppDir(releaseApp());
-        sign(releaseApp());
         if (change) {
             change();
         }
@@ -270,18 +271,15 @@ TEST_F(UpdateInstall, HostileArchivesAreRefusedWithNothingWrittenOutside) {
 }
 
 TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
-    for (const auto& [arguments, accepted] : std::vector<std::pair<QStringList, bool>>{
-             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "4242"}, true},
-             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "+4242"}, true},
-             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir"}, false},
-             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "1", "x"}, false},
-             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "abc"}, false},
-             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", "2147483648"}, false},
-             {{"hopla", "--native-update-helper", "/opt/Hopla.AppDir", ""}, false},
-             {{"hopla", "--other", "/opt/Hopla.AppDir", "1"}, false},
-         }) {
-        EXPECT_EQ(UpdateHelper::parseArguments(arguments).has_value(), accepted)
-            << arguments.join(' ').toStdString();
+    const QStringList helper{"hopla", "--native-update-helper", "/opt/Hopla.AppDir"};
+    for (const auto& [pid, accepted] : std::vector<std::pair<QString, bool>>{
+             {"4242", true}, {"+4242", true}, {"abc", false}, {"2147483648", false}, {"", false}}) {
+        EXPECT_EQ(UpdateHelper::parseArguments(helper + QStringList{pid}).has_value(), accepted)
+            << pid.toStdString();
+    }
+    for (const QStringList& wrong : {helper, helper + QStringList{"1", "x"},
+                                     QStringList{"hopla", "--other", "/opt/Hopla.AppDir", "1"}}) {
+        EXPECT_FALSE(UpdateHelper::parseArguments(wrong)) << wrong.join(' ').toStdString();
     }
 
     const QString current = root.filePath("apps/Hopla.AppDir");
@@ -292,9 +290,7 @@ TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
         QDir(root.filePath("apps")).removeRecursively();
         QDir(root.filePath("staged")).removeRecursively();
         makeAppDir(current, "1.0", "50");
-        sign(current);
-        makeAppDir(source, "1.4.2", "58");
-        sign(source);
+        makeAppDir(source);
     };
     const auto versionAt = [](const QString& path) { return AppBundle::open(path)->version; };
     // The install folder holds one whole Hopla of this version and nothing beside it.
@@ -337,8 +333,7 @@ TEST_F(UpdateInstall, TheHelperSwapsOrLeavesTheOldHoplaRunnable) {
     if (elsewhere.mounted) {
         fresh();
         const QString across = elsewhere.dir.filePath("Hopla.AppDir");
-        makeAppDir(across, "1.4.2", "58");
-        sign(across);
+        makeAppDir(across);
         EXPECT_FALSE(UpdateHelper::replaceApplication(across, current, starts));
         installed("1.4.2");
         EXPECT_EQ(relaunched, std::vector<QString>{current});

@@ -7,10 +7,9 @@
 //   --compound-title hex     WM_NAME as COMPOUND_TEXT bytes, and no _NET_WM_NAME
 //   --no-pid                 no _NET_WM_PID
 //   --windows n              how many top-level windows (default 1)
-//   --type normal|dialog|dock|utility
+//   --type normal|dialog|dock
 //   --no-input               WM_HINTS input false and no WM_TAKE_FOCUS
 //   --icon size              a _NET_WM_ICON of that size, solid red
-//   --bad-icon               a _NET_WM_ICON that claims more pixels than it has
 //   --skip-taskbar           _NET_WM_STATE_SKIP_TASKBAR
 //   --pixmap-icon            a 16×16 red WM_HINTS icon pixmap whose mask hides the left half
 #include <xcb/xcb.h>
@@ -70,10 +69,9 @@ int main(int argc, char** argv) {
     };
     const std::string wmClass = option("--class", "hopla-test-client,HoplaTestClient"),
                       title = option("--title", "Hopla test client"),
-                      compound = option("--compound-title", ""), type = option("--type", "normal"),
-                      gtkId = option("--gtk-id", "");
+                      compound = option("--compound-title", ""), type = option("--type", "normal");
     const bool pid = !options.count("--no-pid"), input = !options.count("--no-input"),
-               badIcon = options.count("--bad-icon"), skipTaskbar = options.count("--skip-taskbar"),
+               skipTaskbar = options.count("--skip-taskbar"),
                pixmapIcon = options.count("--pixmap-icon");
     const int windows = std::stoi(option("--windows", "1")),
               iconSize = std::stoi(option("--icon", "0"));
@@ -98,9 +96,6 @@ int main(int argc, char** argv) {
                           200, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                           XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
         set(w, "WM_CLASS", XCB_ATOM_STRING, 8, classBytes.data(), classBytes.size());
-        if (!gtkId.empty()) {
-            set(w, "_GTK_APPLICATION_ID", atom("UTF8_STRING"), 8, gtkId.data(), gtkId.size());
-        }
         if (compound.empty()) {
             set(w, "_NET_WM_NAME", atom("UTF8_STRING"), 8, title.data(), title.size());
             set(w, "WM_NAME", XCB_ATOM_STRING, 8, title.data(), title.size());
@@ -137,10 +132,9 @@ int main(int argc, char** argv) {
             set(w, "WM_PROTOCOLS", XCB_ATOM_ATOM, 32, protocols, 1);
         }
         const xcb_atom_t windowType =
-            atom(("_NET_WM_WINDOW_TYPE_" + std::string(type == "dialog"    ? "DIALOG"
-                                                       : type == "dock"    ? "DOCK"
-                                                       : type == "utility" ? "UTILITY"
-                                                                           : "NORMAL"))
+            atom(("_NET_WM_WINDOW_TYPE_" + std::string(type == "dialog" ? "DIALOG"
+                                                       : type == "dock" ? "DOCK"
+                                                                        : "NORMAL"))
                      .c_str());
         set(w, "_NET_WM_WINDOW_TYPE", XCB_ATOM_ATOM, 32, &windowType, 1);
         if (skipTaskbar) {
@@ -151,10 +145,6 @@ int main(int argc, char** argv) {
             std::vector<std::uint32_t> icon{std::uint32_t(iconSize), std::uint32_t(iconSize)};
             icon.resize(2 + std::size_t(iconSize) * iconSize, 0xFFFF0000u);
             set(w, "_NET_WM_ICON", XCB_ATOM_CARDINAL, 32, icon.data(), icon.size());
-        }
-        if (badIcon) {
-            const std::uint32_t icon[] = {4000, 4000, 1, 2, 3};
-            set(w, "_NET_WM_ICON", XCB_ATOM_CARDINAL, 32, icon, 5);
         }
         xcb_map_window(c, w);
         ids.push_back(w);

@@ -5,7 +5,6 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QDir>
 
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
@@ -20,9 +19,24 @@
 namespace hopla::testing {
 
 namespace {
-// Every process started here ends with the test program, even when it is killed.
-void dieWithParent(QProcess& process) {
-    process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+// Every process started here ends with the test program, even when it is killed, and shows
+// its windows on X whatever platform the test itself renders on.
+std::unique_ptr<QProcess> started(const QString& program, const QStringList& arguments,
+                                  QProcess::ProcessChannelMode channels) {
+    auto process = std::make_unique<QProcess>();
+    process->setProcessChannelMode(channels);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    process->setProcessEnvironment(environment);
+    process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    process->start(program, arguments);
+    return process;
+}
+
+x11::Reply<xcb_get_window_attributes_reply_t> attributesOf(x11::XConnection& x,
+                                                           std::uint32_t window) {
+    return x11::Reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply(
+        x.raw(), xcb_get_window_attributes(x.raw(), window), nullptr));
 }
 
 std::unique_ptr<X11Desktop>& singleton() {
@@ -45,12 +59,10 @@ X11Desktop* X11Desktop::start(QString* error) {
     }
     std::unique_ptr<X11Desktop> desktop(new X11Desktop);
     // Xvfb picks a free display number and writes it to its standard output (-displayfd 1).
-    desktop->server_ = std::make_unique<QProcess>();
-    desktop->server_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    dieWithParent(*desktop->server_);
-    desktop->server_->start(QStringLiteral("Xvfb"),
-                            {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp",
-                             "-wr", "+extension", "XInputExtension"});
+    desktop->server_ = started("Xvfb",
+                               {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten",
+                                "tcp", "-wr", "+extension", "XInputExtension"},
+                               QProcess::ForwardedErrorChannel);
     if (!desktop->server_->waitForStarted(10000)) {
         *error = "Xvfb did not start (is the xvfb package installed?)";
         return nullptr;
@@ -65,13 +77,13 @@ X11Desktop* X11Desktop::start(QString* error) {
         *error = "Xvfb did not report its display";
         return nullptr;
     }
-    desktop->display_ = QStringLiteral(":") + QString::fromLatin1(number.trimmed());
-    qputenv("DISPLAY", desktop->display_.toLatin1());
+    const QByteArray display = ":" + number.trimmed();
+    qputenv("DISPLAY", display);
     qunsetenv("WAYLAND_DISPLAY");
 
     desktop->x_ = x11::XConnection::open(nullptr, nullptr);
     if (!desktop->x_) {
-        *error = "cannot connect to the test display " + desktop->display_;
+        *error = "cannot connect to the test display " + QString::fromLatin1(display);
         return nullptr;
     }
     const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
@@ -83,9 +95,8 @@ X11Desktop* X11Desktop::start(QString* error) {
     if (desktop->windowManagerName_ == QLatin1String("xfwm4")) {
         // xfconfd is started by the bus on first use and keeps its store under this home.
         qputenv("XDG_CONFIG_HOME", desktop->home_->filePath(QStringLiteral("config")).toUtf8());
-        desktop->bus_ = std::make_unique<QProcess>();
-        dieWithParent(*desktop->bus_);
-        desktop->bus_->start("dbus-daemon", {"--session", "--nofork", "--print-address=1"});
+        desktop->bus_ = started("dbus-daemon", {"--session", "--nofork", "--print-address=1"},
+                                QProcess::SeparateChannels);
         if (!desktop->bus_->waitForReadyRead(10000)) {
             *error = "dbus-daemon did not start (is the dbus package installed?)";
             return nullptr;
@@ -107,16 +118,13 @@ QString X11Desktop::windowManagerConfig() const {
 }
 
 bool X11Desktop::startWindowManager(QString* error) {
-    windowManager_ = std::make_unique<QProcess>();
-    windowManager_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    dieWithParent(*windowManager_);
     QStringList arguments;
     if (windowManagerName_ == "openbox") {
         arguments = {"--sm-disable"};
     } else if (windowManagerName_ == "xfwm4") {
         arguments = {"--sm-client-disable", "--compositor=off"};
     }
-    windowManager_->start(windowManagerName_, arguments);
+    windowManager_ = started(windowManagerName_, arguments, QProcess::ForwardedErrorChannel);
     if (!windowManager_->waitForStarted(10000)) {
         *error = windowManagerName_ + " did not start (is its package installed?)";
         return false;
@@ -164,16 +172,8 @@ X11Desktop::~X11Desktop() {
 
 QProcess* X11Desktop::launch(const QString& program, const QStringList& arguments,
                              QProcess::ProcessChannelMode channels) {
-    auto client = std::make_unique<QProcess>();
-    client->setProcessChannelMode(channels);
-    // Clients are real X clients, whatever platform the test itself renders on.
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-    client->setProcessEnvironment(environment);
-    dieWithParent(*client);
-    client->start(program, arguments);
-    client->waitForStarted(10000);
-    clients_.push_back(std::move(client));
+    clients_.push_back(started(program, arguments, channels));
+    clients_.back()->waitForStarted(10000);
     return clients_.back().get();
 }
 
@@ -276,18 +276,6 @@ std::vector<std::uint32_t> X11Desktop::children(std::uint32_t window) {
     const xcb_window_t* first = xcb_query_tree_children(tree.get());
     return {first, first + xcb_query_tree_children_length(tree.get())};
 }
-
-std::vector<std::uint32_t> X11Desktop::topLevelWindows() {
-    return children(x_->root());
-}
-
-namespace {
-x11::Reply<xcb_get_window_attributes_reply_t> attributesOf(x11::XConnection& x,
-                                                           std::uint32_t window) {
-    return x11::Reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply(
-        x.raw(), xcb_get_window_attributes(x.raw(), window), nullptr));
-}
-} // namespace
 
 bool X11Desktop::viewable(std::uint32_t window) {
     const auto attributes = attributesOf(*x_, window);

@@ -77,9 +77,8 @@ public:
     std::optional<x11::ClientWindow> clientWindow(std::uint32_t window);
     // The managed window whose title contains the text; 0 when there is none.
     std::uint32_t windowTitled(const QString& text);
-    // The root's children, bottom to top, and the children of any window.
+    // The children of a window (of the root: the top-level windows), bottom to top.
     std::vector<std::uint32_t> children(std::uint32_t window);
-    std::vector<std::uint32_t> topLevelWindows();
     bool viewable(std::uint32_t window);
     bool overrideRedirect(std::uint32_t window);
     // WM_CLASS, instance and class joined by a space.
@@ -92,8 +91,7 @@ public:
     // our own then fails with BadAccess (one that succeeds is let go at once).
     bool keyHeldElsewhere(std::uint16_t modifiers, std::uint8_t keycode);
 
-    // Asks the window manager to minimize the window, as a title bar's button does (ICCCM
-    // WM_CHANGE_STATE to Iconic).
+    // Asks the window manager to minimize the window, as a title bar's button does.
     void minimize(std::uint32_t window);
     // Asks the window manager to activate the window, as a pager does.
     void activate(std::uint32_t window);
@@ -106,7 +104,6 @@ private:
 
     bool startWindowManager(QString* error);
 
-    QString display_;
     QString windowManagerName_;
     std::unique_ptr<QTemporaryDir> home_; // the window manager's and D-Bus's private files
     std::unique_ptr<QProcess> server_;
