@@ -2,7 +2,7 @@
 
 #include "app/ApplicationShortcutVerification.h"
 #include "app/Backends.h"
-#include "appearance/AccessibleButtons.h"
+#include "appearance/Accessibility.h"
 #include "appearance/MenuStyle.h"
 #include "platform/xdg/XdgAutostart.h"
 #include "updater/UpdateAlert.h"
@@ -59,7 +59,7 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
         QApplication::setWindowIcon(QPixmap::fromImage(icon));
     });
     MenuStyle::install(); // every menu of Hopla in the kit's look
-    installAccessibleButtons();
+    installAccessibility();
     app->autostart_ = std::make_unique<XdgAutostart>(
         QStringLiteral("hopla"), QStringLiteral("Hopla"),
         QStringList{QCoreApplication::applicationFilePath(), QStringLiteral("--login-item")});

@@ -45,15 +45,15 @@ std::variant<SyncedSettings, QString> SyncedSettings::decode(const QByteArray& b
     const QJsonValue version = object.value(QLatin1String("version"));
     const QJsonValue enabled = object.value(QLatin1String("enabled"));
     const QJsonValue appearance = object.value(QLatin1String("appearance"));
-    const QJsonValue menuBarIcon = object.value(QLatin1String("showsMenuBarIcon"));
+    const QJsonValue trayIcon = object.value(QLatin1String("showsMenuBarIcon"));
     // An integer 1 exactly: not 1.5, not "1", not 1e300.
     if (!version.isDouble() || version.toDouble() != formatVersion) {
         return invalid(version.isUndefined() ? "no version" : "another version");
     }
-    if (!enabled.isBool() || !appearance.isString() || !menuBarIcon.isBool()) {
+    if (!enabled.isBool() || !appearance.isString() || !trayIcon.isBool()) {
         return invalid("a member is missing or of the wrong type");
     }
-    return SyncedSettings{enabled.toBool(), appearance.toString(), menuBarIcon.toBool()};
+    return SyncedSettings{enabled.toBool(), appearance.toString(), trayIcon.toBool()};
 }
 
 } // namespace hopla

@@ -1,4 +1,6 @@
-#include "appearance/AccessibleButtons.h"
+#include "appearance/Accessibility.h"
+
+#include "appearance/DrawnMenu.h"
 
 #include <QAbstractButton>
 #include <QAccessibleWidget>
@@ -16,6 +18,9 @@ public:
         : QAccessibleWidget(button, QAccessible::Button) {}
 
     QAccessible::Role role() const override {
+        if (qobject_cast<const DrawnMenuRow*>(button())) {
+            return QAccessible::MenuItem;
+        }
         if (!button()->isCheckable()) {
             return QAccessible::Button;
         }
@@ -51,16 +56,24 @@ private:
 
 // Asked with the most derived class's name first: Hopla's own controls are answered here
 // before Qt's factory answers for the button classes they derive from.
-QAccessibleInterface* hoplaButtons(const QString& className, QObject* object) {
-    auto* button = qobject_cast<QAbstractButton*>(object);
-    return className.startsWith(QLatin1String("hopla::")) && button ? new Button(button) : nullptr;
+QAccessibleInterface* hoplaControls(const QString& className, QObject* object) {
+    if (!className.startsWith(QLatin1String("hopla::"))) {
+        return nullptr;
+    }
+    if (auto* button = qobject_cast<QAbstractButton*>(object)) {
+        return new Button(button);
+    }
+    if (auto* menu = qobject_cast<MenuContentView*>(object)) {
+        return new QAccessibleWidget(menu, QAccessible::PopupMenu);
+    }
+    return nullptr;
 }
 
 } // namespace
 
-void installAccessibleButtons() {
+void installAccessibility() {
     static const bool installed = [] {
-        QAccessible::installFactory(hoplaButtons);
+        QAccessible::installFactory(hoplaControls);
         return true;
     }();
     (void)installed;

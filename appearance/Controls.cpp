@@ -104,6 +104,11 @@ void PaletteChoice::paintEvent(QPaintEvent*) {
         painter.setBrush(Qt::NoBrush);
         painter.drawPath(tick);
     }
+    if (hasFocus()) { // reached from the keyboard: Space chooses it
+        painter.setPen(QPen(QWidget::palette().color(QPalette::Highlight), 2));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), 11, 11);
+    }
 }
 
 AccentPicker::AccentPicker(AccentAppearance& appearance, QString language, QWidget* parent)

@@ -7,7 +7,7 @@
 #include "tests/support/UpdaterHost.h"
 #include "updater/UpdaterText.h"
 
-#include "appearance/AccessibleButtons.h"
+#include "appearance/Accessibility.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
@@ -20,7 +20,7 @@ namespace {
 using hopla::AppAppearance;
 
 struct SettingsTest : ::testing::Test, hopla::testing::UpdaterHost {
-    bool accessible = (hopla::installAccessibleButtons(), true); // before any control exists
+    bool accessible = (hopla::installAccessibility(), true); // before any control exists
     hopla::testing::ScriptedAutostart login;
     hopla::Preferences preferences{settings, login};
     std::unique_ptr<hopla::AccentAppearance> appearance = hopla::HoplaAppearance::make(settings);

@@ -1,10 +1,12 @@
 // The drawn menu, the popup button, menu styling and the accent picker, as widgets on Qt's
 // offscreen platform.
 #include "appearance/DrawnMenu.h"
+#include "appearance/Accessibility.h"
 #include "appearance/Controls.h"
 #include "appearance/MenuStyle.h"
 #include "tests/support/Images.h"
 
+#include <QAccessible>
 #include <QAction>
 #include <QApplication>
 #include <QKeyEvent>
@@ -25,6 +27,7 @@ void key(QWidget* target, int code) {
 }
 
 struct MenuTest : ::testing::Test {
+    bool accessible = (hopla::installAccessibility(), true); // before any row exists
     QMenu menu{QStringLiteral("Root")};
     QMenu more{QStringLiteral("More")};
     std::vector<QString> triggered;
@@ -58,6 +61,15 @@ TEST_F(MenuTest, RowsSeparatorsAndWidthFollowTheItems) {
     EXPECT_EQ(view->width(), 240) << "short titles";
     EXPECT_EQ(hopla::DrawnMenuRow::keyEquivalentText(view->rows()[2]->item()->shortcut()),
               "Ctrl+Shift+Q");
+
+    // Assistive technologies see a popup menu of menu items, and choose with "Press".
+    QAccessibleInterface* row = QAccessible::queryAccessibleInterface(view->rows()[1]);
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(const_cast<MenuContentView*>(view))->role(),
+              QAccessible::PopupMenu);
+    EXPECT_EQ(row->role(), QAccessible::MenuItem);
+    EXPECT_EQ(row->text(QAccessible::Name), "Pause");
+    row->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_EQ(triggered, std::vector<QString>{"Pause"});
 
     add(menu, QString(200, QLatin1Char('W')));
     EXPECT_EQ(MenuContentView::widthFor(menu), 420);
@@ -236,6 +248,16 @@ TEST(AppearancePicker, OneChoiceIsSelectedAndAClickRecoloursAtOnce) {
     ASSERT_FALSE(shownIcons.empty()) << "recoloured at once";
     EXPECT_EQ(shownIcons.back(), appearance.icon(hopla::AccentPalette::violet));
     EXPECT_EQ(hopla::AccentPicker(appearance, "en").title(), "Icon & Accent Color");
+
+    // Reached from the keyboard, a choice shows that it has the focus.
+    picker.show();
+    QApplication::setActiveWindow(&picker); // as the window manager does for a new window
+    auto* second = picker.choices()[1];
+    ASSERT_FALSE(second->hasFocus());
+    const QImage before = second->grab().toImage();
+    second->setFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(second->hasFocus());
+    EXPECT_NE(second->grab().toImage(), before);
 }
 
 } // namespace
