@@ -304,6 +304,18 @@ TEST_F(X11RunningAppsTest, TheListKeptFromNotificationsMatchesAFreshReadThroughE
     EXPECT_TRUE(app(c.pid()));
 }
 
+TEST_F(X11RunningAppsTest, BadPropertiesAndVanishedWindowsAreSkipped) {
+    const Client bad = client({"--bad-icon", "--class", "bad,Bad"});
+    const QImage fallback = app(bad.pid())->icon(); // ignored: at most the WM's own default
+    EXPECT_TRUE(fallback.isNull() || (fallback.width() <= 1024 && fallback.height() <= 1024));
+    const Client gone = client({"--class", "gone,Gone"});
+    const auto window = gone.windows.front();
+    const auto pid = gone.pid();
+    desktop.stop(gone.process);
+    EXPECT_TRUE(desktop.waitFor([&] { return !desktop.clientWindow(window).has_value(); }));
+    EXPECT_TRUE(desktop.waitFor([&] { return app(pid) == nullptr; }));
+}
+
 TEST_F(X11RunningAppsTest, ReadinessNeedsAnX11ServerWithXInputAndXTest) {
     EXPECT_TRUE(hopla::x11::checkReadiness("xcb").ready)
         << hopla::x11::checkReadiness("xcb").reason.toStdString();

@@ -10,6 +10,7 @@
 //   --type normal|dialog|dock
 //   --no-input               WM_HINTS input false and no WM_TAKE_FOCUS
 //   --icon size              a _NET_WM_ICON of that size, solid red
+//   --bad-icon               a _NET_WM_ICON that claims more pixels than it has
 //   --skip-taskbar           _NET_WM_STATE_SKIP_TASKBAR
 //   --pixmap-icon            a 16×16 red WM_HINTS icon pixmap whose mask hides the left half
 #include <xcb/xcb.h>
@@ -71,7 +72,7 @@ int main(int argc, char** argv) {
                       title = option("--title", "Hopla test client"),
                       compound = option("--compound-title", ""), type = option("--type", "normal");
     const bool pid = !options.count("--no-pid"), input = !options.count("--no-input"),
-               skipTaskbar = options.count("--skip-taskbar"),
+               badIcon = options.count("--bad-icon"), skipTaskbar = options.count("--skip-taskbar"),
                pixmapIcon = options.count("--pixmap-icon");
     const int windows = std::stoi(option("--windows", "1")),
               iconSize = std::stoi(option("--icon", "0"));
@@ -145,6 +146,10 @@ int main(int argc, char** argv) {
             std::vector<std::uint32_t> icon{std::uint32_t(iconSize), std::uint32_t(iconSize)};
             icon.resize(2 + std::size_t(iconSize) * iconSize, 0xFFFF0000u);
             set(w, "_NET_WM_ICON", XCB_ATOM_CARDINAL, 32, icon.data(), icon.size());
+        }
+        if (badIcon) {
+            const std::uint32_t icon[] = {4000, 4000, 1, 2, 3};
+            set(w, "_NET_WM_ICON", XCB_ATOM_CARDINAL, 32, icon, 5);
         }
         xcb_map_window(c, w);
         ids.push_back(w);
