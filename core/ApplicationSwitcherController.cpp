@@ -73,10 +73,20 @@ void ApplicationSwitcherController::start() {
             },
         .terminated =
             [self](const ApplicationPtr& app) {
-                if (auto* controller = self.get(); controller && app) {
-                    controller->removeCandidate(app->handle());
-                    controller->prepareUpcomingSession();
+                auto* controller = self.get();
+                if (!controller || !app) {
+                    return;
                 }
+                if (const auto& windows = controller->windowCandidates_) {
+                    // Window entries are numbered, not handles: only their own application's
+                    // end concerns them.
+                    if (windows->app->handle() == app->handle()) {
+                        controller->dismiss();
+                    }
+                } else {
+                    controller->removeCandidate(app->handle());
+                }
+                controller->prepareUpcomingSession();
             },
         .sessionResignedActive =
             [self] {

@@ -317,6 +317,13 @@ TEST_F(ControllerTest, TheKeyAboveTabGoesThroughTheFrontApplicationsWindows) {
     EXPECT_TRUE(controller->route(GestureAction::release()));
     EXPECT_EQ(windows.activated(), (std::vector<std::pair<AppHandle, std::size_t>>{{10, 2}}));
 
+    // Another application quitting leaves the windows alone, whatever its handle.
+    app(2, "Charlie");
+    controller->route(GestureAction::tab(false, true));
+    runningApps.terminate(2);
+    EXPECT_EQ(candidates(), (std::vector<AppHandle>{1, 2, 3}));
+    controller->dismiss();
+
     // A window that closes under the panel leaves it; the last one closes the panel.
     controller->route(GestureAction::tab(false, true));
     alpha->ownWindows.erase(alpha->ownWindows.begin());
