@@ -78,8 +78,8 @@ bool processExists(Pid pid) {
 std::optional<QString> sandboxAppId(Pid pid) {
     // Every sandboxed process sees its instance's metadata at the root of its file system.
     constexpr qint64 limit = 64 * 1024;
-    const auto read =
-        readRegularFile(QStringLiteral("/proc/%1/root/.flatpak-info").arg(pid), limit);
+    const QString processRoot = QStringLiteral("/proc/%1/root").arg(pid); // as it sees "/"
+    const auto read = readRegularFile(processRoot + QStringLiteral("/.flatpak-info"), limit);
     const auto* bytes = std::get_if<QByteArray>(&read);
     const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> info(g_key_file_new(),
                                                                      &g_key_file_free);
