@@ -1,13 +1,16 @@
 #pragma once
 
 #include "platform/x11/ClientWindows.h"
-#include "platform/x11/DesktopEntries.h"
+#include "platform/xdg/DesktopEntries.h"
 
 #include <QString>
 
 #include <optional>
 
 namespace hopla::x11 {
+
+using xdg::DesktopEntries;
+using xdg::DesktopEntry;
 
 // Which application a window belongs to: windows with the same key are one application,
 // whatever process each runs in. The entry, when one is found, names it and gives its icon.

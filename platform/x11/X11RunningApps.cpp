@@ -2,7 +2,7 @@
 #include "platform/x11/XConnection.h"
 
 #include "platform/x11/ProcessInfo.h"
-#include "platform/x11/ThemedIcon.h"
+#include "platform/xdg/ThemedIcon.h"
 #include "platform/x11/WindowIcon.h"
 #include "platform/x11/X11WindowSystem.h"
 
@@ -88,7 +88,7 @@ QImage X11Application::icon() const {
     // offers, newest form first.
     const int size = runningApps_.iconSize_;
     if (identity_.entry) {
-        if (QImage themed = themedIcon(identity_.entry->icon, size); !themed.isNull()) {
+        if (QImage themed = xdg::themedIcon(identity_.entry->icon, size); !themed.isNull()) {
             return themed;
         }
     }

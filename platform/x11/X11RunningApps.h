@@ -5,8 +5,8 @@
 #include "platform/SerialQueue.h"
 #include "platform/x11/AppIdentity.h"
 #include "platform/x11/ClientWindows.h"
-#include "platform/x11/DesktopEntries.h"
-#include "platform/x11/LoginSession.h"
+#include "platform/xdg/DesktopEntries.h"
+#include "platform/xdg/LoginSession.h"
 #include "platform/x11/WindowOwners.h"
 
 #include <QObject>
@@ -18,6 +18,8 @@
 #include <string>
 
 namespace hopla::x11 {
+
+using xdg::LoginSession;
 
 class X11RunningApps;
 

@@ -63,7 +63,7 @@ TEST(CompoundText, DecodesLatin1Utf8AndChineseSegmentsAndSkipsBrokenOnes) {
 TEST(AppIdentity, TheStrongestEvidenceDecidesWhichApplicationAWindowJoins) {
     qputenv("XDG_DATA_HOME", HOPLA_TEST_DATA); // only the tests' own entries
     qputenv("XDG_DATA_DIRS", HOPLA_TEST_DATA "/none");
-    hopla::x11::DesktopEntries entries;
+    hopla::xdg::DesktopEntries entries;
     struct Case {
         const char *gtk, *kde, *sandbox, *className;
         std::optional<hopla::x11::Pid> pid;

@@ -1,6 +1,6 @@
 #include "core/ApplicationSwitcherController.h"
 #include "platform/qt/QtScheduler.h"
-#include "platform/x11/LoginSession.h"
+#include "platform/xdg/LoginSession.h"
 #include "tests/desktop/X11RunningAppsFixture.h"
 #include "tests/support/RecordingPanel.h"
 
@@ -332,7 +332,7 @@ TEST_F(X11RunningAppsTest, ReadinessNeedsAnX11ServerWithXInputAndXTest) {
 
 TEST(LoginSession, ReportsLosingTheSessionOnlyForInactiveOrLockedChanges) {
     int resigned = 0;
-    hopla::x11::LoginSession session([&] { ++resigned; }); // no logind here: it stays silent
+    hopla::xdg::LoginSession session([&] { ++resigned; }); // no logind here: it stays silent
     const QString iface = "org.freedesktop.login1.Session";
     session.propertiesChanged(iface, {{"Active", true}}, {});
     session.propertiesChanged(iface, {{"IdleHint", true}}, {});

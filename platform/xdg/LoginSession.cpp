@@ -1,4 +1,4 @@
-#include "platform/x11/LoginSession.h"
+#include "platform/xdg/LoginSession.h"
 
 #include <QDBusInterface>
 #include <QDBusObjectPath>
@@ -6,7 +6,7 @@
 
 #include <unistd.h>
 
-namespace hopla::x11 {
+namespace hopla::xdg {
 
 namespace {
 const QString service = QStringLiteral("org.freedesktop.login1");
@@ -60,4 +60,4 @@ void LoginSession::locked() {
     }
 }
 
-} // namespace hopla::x11
+} // namespace hopla::xdg

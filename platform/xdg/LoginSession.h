@@ -7,7 +7,7 @@
 
 #include <functional>
 
-namespace hopla::x11 {
+namespace hopla::xdg {
 
 // Follows the user's login session through logind on the system bus and reports when it
 // stops being the active one (another user switched in) or gets locked. Without logind
@@ -32,4 +32,4 @@ private:
     QString sessionPath_;
 };
 
-} // namespace hopla::x11
+} // namespace hopla::xdg

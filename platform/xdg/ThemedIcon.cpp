@@ -1,4 +1,4 @@
-#include "platform/x11/ThemedIcon.h"
+#include "platform/xdg/ThemedIcon.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -7,7 +7,7 @@
 #include <QImageReader>
 #include <QStandardPaths>
 
-namespace hopla::x11 {
+namespace hopla::xdg {
 
 namespace {
 
@@ -67,4 +67,4 @@ QImage themedIcon(const QString& icon, int size) {
     return {};
 }
 
-} // namespace hopla::x11
+} // namespace hopla::xdg

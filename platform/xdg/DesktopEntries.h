@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-namespace hopla::x11 {
+namespace hopla::xdg {
 
 // An installed application's desktop entry.
 struct DesktopEntry {
@@ -43,4 +43,4 @@ private:
     bool loaded_ = false;
 };
 
-} // namespace hopla::x11
+} // namespace hopla::xdg

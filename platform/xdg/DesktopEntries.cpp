@@ -1,11 +1,11 @@
 // GLib's headers use "signals" as a name; they come before any Qt header.
 #include <gio/gdesktopappinfo.h>
 
-#include "platform/x11/DesktopEntries.h"
+#include "platform/xdg/DesktopEntries.h"
 
 #include <memory>
 
-namespace hopla::x11 {
+namespace hopla::xdg {
 
 namespace {
 
@@ -130,4 +130,4 @@ std::optional<QString> DesktopEntries::launch(const QString& desktopFile) {
     return std::nullopt;
 }
 
-} // namespace hopla::x11
+} // namespace hopla::xdg

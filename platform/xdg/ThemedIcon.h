@@ -3,7 +3,7 @@
 #include <QImage>
 #include <QString>
 
-namespace hopla::x11 {
+namespace hopla::xdg {
 
 // The image a desktop entry's Icon key names, at about `size` pixels: an absolute file, a
 // name in the user's icon theme or hicolor (SVG included, through Qt's SVG plugins), else
@@ -11,4 +11,4 @@ namespace hopla::x11 {
 // A null image when none is found. Needs a QGuiApplication for themes.
 QImage themedIcon(const QString& icon, int size);
 
-} // namespace hopla::x11
+} // namespace hopla::xdg
