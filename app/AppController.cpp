@@ -86,13 +86,21 @@ std::unique_ptr<AppController> AppController::create(const LaunchOptions& option
         panelIcon(*app->appearance_),
         SwitcherPanelEnvironment{
             &app->scheduler_, &backend.runningApps(), [&surface] { return surface.compositing(); },
-            [&surface](const QWidget& w) { return surface.isOnScreen(w.winId()); },
+            [&surface](const QWidget& w) {
+                return surface.isOnScreen(surface.showsPanel() ? WId{} : w.winId());
+            },
             [&surface] { return surface.pointer(); },
-            surface.holdsImages() ? std::function<void(QWidget&, const QImage&)>(
-                                        [&surface](QWidget& w, const QImage& image) {
-                                            surface.setWindowImage(w.winId(), image);
-                                        })
-                                  : nullptr});
+            surface.holdsImages()
+                ? std::function<void(QWidget&, const QImage&)>(
+                      [&surface](QWidget& w, const QImage& image) {
+                          surface.setWindowImage(surface.showsPanel() ? WId{} : w.winId(), image);
+                      })
+                : nullptr,
+            surface.showsPanel() ? std::function<void()>([&surface] { surface.showPanel(); })
+                                 : nullptr,
+            surface.showsPanel() ? std::function<void()>([&surface] { surface.hidePanel(); })
+                                 : nullptr});
+    surface.setClickHandler([self](QPoint at) { self->panel_->click(at); });
     QObject::connect(
         app->appearance_.get(), &AccentAppearance::selectionChanged, &app->panel_->view(),
         [self] { self->panel_->view().setFallbackIcon(panelIcon(*self->appearance_)); });

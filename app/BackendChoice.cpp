@@ -24,9 +24,12 @@ BackendChoice chooseBackend(const SessionFacts& session) {
         }
         const bool kde = session.currentDesktop.split(QLatin1Char(':'))
                              .contains(QLatin1String("KDE"), Qt::CaseInsensitive);
-        return {kde ? Backend::kde : Backend::wlroots, false,
-                localized("Hopla 还不能在这个 Wayland 会话中切换应用。请登录 X11 会话使用 "
-                          "Hopla。")};
+        if (kde) {
+            return {Backend::kde, false,
+                    localized("Hopla 还不能在 KDE Plasma 的 Wayland 会话中切换应用。请登录 X11 "
+                              "会话使用 Hopla。")};
+        }
+        return {Backend::wlroots, true, {}};
     }
     if (session.display.isEmpty()) {
         return {Backend::none, false,

@@ -1,5 +1,6 @@
 #include "app/Backends.h"
 
+#include "platform/wayland/wlroots/WlrootsBackend.h"
 #include "platform/x11/X11Backend.h"
 #include "platform/x11/X11Readiness.h"
 
@@ -9,9 +10,11 @@ std::unique_ptr<DesktopBackend> openBackend(const BackendChoice& choice, QString
     std::string reason;
     std::unique_ptr<DesktopBackend> backend;
     switch (choice.backend) {
+    case Backend::wlroots:
+        backend = wayland::WlrootsBackend::open(&reason);
+        break;
     case Backend::x11:
-    case Backend::wlroots: // no Wayland backend yet: Xwayland's windows, never ready
-    case Backend::kde:
+    case Backend::kde: // no backend of its own yet: Xwayland's windows, never ready
     case Backend::none:
         backend = x11::X11Backend::open(&reason);
         break;

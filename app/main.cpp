@@ -50,6 +50,8 @@ void name(QCoreApplication& application) {
     application.setApplicationName(QStringLiteral("Hopla"));
     application.setOrganizationName(QStringLiteral("Hopla"));
     application.setApplicationVersion(QStringLiteral(HOPLA_VERSION));
+    // Names Hopla's windows (their Wayland app id) after its desktop entry.
+    QGuiApplication::setDesktopFileName(QStringLiteral("hopla"));
 }
 
 bool onlyInformation(int argc, char** argv) {
@@ -89,7 +91,13 @@ int main(int argc, char* argv[]) {
         return 0;
     }
     const char* display = std::getenv("DISPLAY");
-    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    if (platform.isEmpty() && wayland && *wayland) {
+        // In a Wayland session Qt runs on Wayland too, whatever Xwayland offers beside it.
+        platform = "wayland";
+        qputenv("QT_QPA_PLATFORM", platform);
+    }
     if (platform.isEmpty() || platform == "xcb") {
         // Qt would abort without a word of Hopla's: say what is missing and stop.
         if (const auto problem = hopla::displayProblem()) {
@@ -117,8 +125,8 @@ int main(int argc, char* argv[]) {
     const auto options = hopla::LaunchOptions::parse(QCoreApplication::arguments());
 
     // One Hopla per user and display: a later launch brings the running one's settings up.
-    hopla::SingleInstance instance(
-        hopla::SingleInstance::defaultName(QString::fromLocal8Bit(display ? display : "")));
+    hopla::SingleInstance instance(hopla::SingleInstance::defaultName(
+        QString::fromLocal8Bit(wayland && *wayland ? wayland : (display ? display : ""))));
     if (!options.bypassesSingleInstance()) {
         switch (instance.claim()) {
         case hopla::SingleInstance::Claim::another:

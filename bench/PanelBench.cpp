@@ -16,9 +16,10 @@ namespace {
 
 struct ThirtyCandidates {
     hopla::fake::ManualScheduler scheduler;
-    hopla::SwitcherPanel panel{"Hopla",  [] { return QColor(10, 132, 255); },
-                               false,    [](const QString& s) { return s; },
-                               grey(80), {&scheduler, nullptr, [] { return false; }, {}, {}, {}}};
+    hopla::SwitcherPanel panel{
+        "Hopla",  [] { return QColor(10, 132, 255); },
+        false,    [](const QString& s) { return s; },
+        grey(80), {&scheduler, nullptr, [] { return false; }, {}, {}, {}, {}, {}}};
     std::vector<hopla::AppEntry> apps;
     hopla::IconMap icons;
 

@@ -4,6 +4,8 @@
 #include <QPoint>
 #include <qwindowdefs.h>
 
+#include <functional>
+
 namespace hopla {
 
 // What the switcher panel asks of the display server beyond Qt's own window. Main thread.
@@ -27,6 +29,15 @@ public:
     // Makes the image what the window shows, kept by the display server, so the panel is
     // whole the moment it appears and exposures need no paint.
     virtual void setWindowImage(WId window, const QImage& image) = 0;
+
+    // Whether the display server shows the panel from the images it is handed, on a surface
+    // of its own (Wayland, where a client cannot place its windows): Qt's window for the
+    // panel is then never shown, and showPanel()/hidePanel() map and unmap that surface.
+    virtual bool showsPanel() const { return false; }
+    virtual void showPanel() {}
+    virtual void hidePanel() {}
+    // Where clicks on that surface go, at a point in the panel's coordinates; main thread.
+    virtual void setClickHandler(std::function<void(QPoint)> handler) { (void)handler; }
 };
 
 } // namespace hopla

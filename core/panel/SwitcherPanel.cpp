@@ -2,6 +2,7 @@
 
 #include <QCursor>
 #include <QGuiApplication>
+#include <QMouseEvent>
 #include <QPainterPath>
 #include <QScreen>
 
@@ -86,7 +87,9 @@ void SwitcherPanel::prepare(const SwitchSession& session, const IconMap& icons) 
         return; // without a window image there is nothing to draw ahead
     }
     load(session, icons);
-    view_->winId();
+    if (!environment_.showSurface) {
+        view_->winId();
+    }
     view_->presentChanges(); // the unmapped window holds the image until it is shown
 }
 
@@ -139,11 +142,29 @@ void SwitcherPanel::update(const IconMap& icons) {
 
 void SwitcherPanel::hide() {
     presented_ = false;
+    if (environment_.hideSurface) {
+        environment_.hideSurface();
+        return;
+    }
     window_->hide();
+}
+
+void SwitcherPanel::click(QPoint at) {
+    if (!presented_) {
+        return;
+    }
+    QMouseEvent press(QEvent::MouseButtonPress, at, view_->mapToGlobal(at), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(view_, &press);
 }
 
 void SwitcherPanel::present() {
     if (!presented_) {
+        return;
+    }
+    if (environment_.showSurface) {
+        view_->presentChanges();
+        environment_.showSurface();
         return;
     }
     if (environment_.windowImage) {
@@ -168,7 +189,8 @@ void SwitcherPanel::verifyOnScreen(int attempts) {
         if (!panel || !panel->presented_ || panel->environment_.isOnScreen(*panel->window_)) {
             return;
         }
-        panel->window_->hide(); // shown again from scratch: the server lost it
+        panel->hide(); // shown again from scratch: the server lost it
+        panel->presented_ = true;
         panel->present();
         panel->verifyOnScreen(attempts - 1);
     });

@@ -32,6 +32,10 @@ struct SwitcherPanelEnvironment {
     // moment it appears, and exposures need no paint. Qt then draws nothing in the panel's
     // window; each change of the view hands over a new image. May be absent: Qt paints.
     std::function<void(QWidget& window, const QImage& image)> windowImage;
+    // Where the display server shows the images on a surface of its own (with windowImage):
+    // the panel's Qt window is never shown, these map and unmap that surface instead.
+    std::function<void()> showSurface;
+    std::function<void()> hideSurface;
 };
 
 // The floating window the switcher draws in: frameless, above everything, never focused
@@ -54,6 +58,9 @@ public:
     void update(const SwitchSession& session) override;
     void update(const IconMap& icons) override;
     void hide() override;
+
+    // A click at this point of a panel the display server shows on its own surface.
+    void click(QPoint at);
 
     // Renders the view into a PNG file; false (and nothing written) when that fails.
     bool capture(const QString& path) const;

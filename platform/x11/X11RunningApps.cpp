@@ -2,9 +2,9 @@
 #include "platform/x11/XConnection.h"
 
 #include "platform/x11/ProcessInfo.h"
-#include "platform/xdg/ThemedIcon.h"
 #include "platform/x11/WindowIcon.h"
 #include "platform/x11/X11WindowSystem.h"
+#include "platform/xdg/ThemedIcon.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

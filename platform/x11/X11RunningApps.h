@@ -5,9 +5,9 @@
 #include "platform/SerialQueue.h"
 #include "platform/x11/AppIdentity.h"
 #include "platform/x11/ClientWindows.h"
+#include "platform/x11/WindowOwners.h"
 #include "platform/xdg/DesktopEntries.h"
 #include "platform/xdg/LoginSession.h"
-#include "platform/x11/WindowOwners.h"
 
 #include <QObject>
 #include <QSocketNotifier>

@@ -15,9 +15,9 @@ TEST(BackendChoice, TheSessionDecidesAndOnlyARealX11SessionIsReadyToday) {
     const Case cases[] = {
         {{"", "x11", "XFCE", ":0", "xcb"}, Backend::x11, true},
         {{"", "", "", ":1", ""}, Backend::x11, true}, // a bare X server, Qt not started yet
-        {{"wayland-1", "wayland", "sway", ":0", "wayland"}, Backend::wlroots, false},
+        {{"wayland-1", "wayland", "sway", ":0", "wayland"}, Backend::wlroots, true},
         {{"wayland-0", "wayland", "KDE", ":1", "wayland"}, Backend::kde, false},
-        {{"", "wayland", "Hyprland", ":0", "wayland"}, Backend::wlroots, false},
+        {{"", "wayland", "Hyprland", ":0", "wayland"}, Backend::wlroots, true},
         // Qt forced onto Xwayland: X11 windows only and none of the compositor's keys.
         {{"wayland-1", "wayland", "sway", ":0", "xcb"}, Backend::none, false},
         {{"", "tty", "", "", ""}, Backend::none, false},

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/KeyEventSource.h"
+#include "platform/wayland/wlroots/SwayIpc.h"
+
+#include <QString>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace hopla::wayland {
+
+class WaylandConnection;
+class WaylandSeat;
+
+// The switch keys on sway: Hopla binds the switch modifier with Tab and with the key above
+// Tab (by key code, whatever the layout types there) to commands that run nothing, and
+// sway tells every press of them as a binding event on its IPC, so no process starts per
+// press. The rest of a session's keys (letters, Escape, the modifier's release) reach the
+// panel's surface, which holds the keyboard while it is shown: the seat delivers those.
+// Handlers run on the Wayland connection's thread.
+class SwayKeys final : public KeyEventSource {
+public:
+    SwayKeys(WaylandConnection& connection, WaylandSeat& seat);
+    ~SwayKeys() override;
+
+    bool start(Handler handler) override;
+    void stop() override;
+    bool running() const override { return running_.load(); }
+    std::optional<StartFailure> lastFailure() const override;
+    void setSessionKeys(bool) override {} // the panel's surface brings them while shown
+    void setSwitchModifier(SwitchModifier modifier) override;
+    SwitchModifier switchModifier() const override;
+    std::optional<ShortcutHolder> interceptedBy() const override { return std::nullopt; }
+    std::optional<std::string> windowKeyTaken() const override { return std::nullopt; }
+
+    // The configuration lines that bind the keys, as Hopla sends them ("bindcode Mod4+23 …").
+    static QStringList bindings(SwitchModifier modifier);
+
+private:
+    void fail(StartFailure::Reason reason, std::string what, ShortcutHolder holder = {});
+    bool runCommands(const QStringList& commands, QString* error);
+    void readEvents(); // the connection's thread
+    void deliver(const KeyEvent& event);
+
+    WaylandConnection& connection_;
+    WaylandSeat& seat_;
+    std::optional<SwayIpc> commands_;
+    std::optional<SwayIpc> events_;
+    Handler handler_; // the connection's thread once running
+    std::atomic<bool> running_{false};
+    SwitchModifier modifier_ = SwitchModifier::super; // main thread
+    SwitchModifier bound_ = SwitchModifier::super;
+    mutable std::mutex lock_;
+    std::optional<StartFailure> failure_;
+};
+
+} // namespace hopla::wayland
