@@ -186,6 +186,13 @@ void LayerPanel::attach() {
     shown_ = true;
 }
 
+void LayerPanel::releaseKeyboard() {
+    if (layer_) {
+        zwlr_layer_surface_v1_set_keyboard_interactivity(layer_, 0);
+        wl_surface_commit(surface_);
+    }
+}
+
 void LayerPanel::hide() {
     shown_ = false;
     configured_ = false;

@@ -36,6 +36,9 @@ public:
     void setImage(const QImage& image);
     void show();
     void hide();
+    // Lets the keyboard go while the panel stays on screen: an application asked to come
+    // forward gets the focus (and says so) only once no layer surface holds it.
+    void releaseKeyboard();
     // Mapped: the compositor configured the surface and it carries an image.
     bool isShown() const { return shown_.load(); }
     wl_surface* surface() const { return surface_; }

@@ -28,6 +28,8 @@ public:
     virtual ~ToplevelSource() = default;
 
     virtual void setListener(Listener listener) = 0;
+    // The list as it stands, from any thread but the source's own.
+    virtual std::vector<Toplevel> current() = 0;
     virtual void activate(std::uint64_t id) = 0;
     virtual void unminimize(std::uint64_t id) = 0;
 };

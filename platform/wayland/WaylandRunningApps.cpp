@@ -6,6 +6,7 @@
 #include <QProcess>
 
 #include <algorithm>
+#include <functional>
 
 namespace hopla::wayland {
 
@@ -59,9 +60,11 @@ bool WaylandApplication::activate() {
     return true;
 }
 
-WaylandRunningApps::WaylandRunningApps(ToplevelSource& source, QString ownAppId)
+WaylandRunningApps::WaylandRunningApps(ToplevelSource& source, QString ownAppId,
+                                       std::vector<std::pair<QString, QString>> initialOrder)
     : source_(source)
-    , ownAppId_(std::move(ownAppId)) {
+    , ownAppId_(std::move(ownAppId))
+    , initialOrder_(std::move(initialOrder)) {
     loginSession_ = std::make_unique<xdg::LoginSession>(
         [this] { observers_.notify(&RunningAppsObserver::sessionResignedActive); });
     source_.setListener([this](std::vector<Toplevel> list) {
@@ -69,14 +72,12 @@ WaylandRunningApps::WaylandRunningApps(ToplevelSource& source, QString ownAppId)
             this, [this, list = std::move(list)]() mutable { accept(std::move(list)); },
             Qt::QueuedConnection);
     });
+    // The applications are there from the start: the switcher's first recency is read at once.
+    accept(source_.current());
 }
 
 WaylandRunningApps::~WaylandRunningApps() {
     source_.setListener(nullptr);
-}
-
-void WaylandRunningApps::setInitialOrder(std::vector<std::pair<QString, QString>> order) {
-    initialOrder_ = std::move(order);
 }
 
 void WaylandRunningApps::accept(std::vector<Toplevel> list) {
@@ -98,10 +99,24 @@ void WaylandRunningApps::reorder(const std::vector<Toplevel>& list) {
             fresh.push_back(t);
         }
     }
+    // Both lists are read at nearly the same moment, but a title may change in between (a
+    // shell sets its terminal's) and an Xwayland window may go by its class in one and its
+    // instance in the other: the pair first, then the title, then the app id alone.
     auto rank = [this](const Toplevel& t) {
-        const auto it =
-            std::find(initialOrder_.begin(), initialOrder_.end(), std::pair(t.appId, t.title));
-        return it - initialOrder_.begin();
+        using Known = std::pair<QString, QString>;
+        const std::function<bool(const Known&)> matches[] = {
+            [&](const Known& known) { return known == Known(t.appId, t.title); },
+            [&](const Known& known) { return known.second == t.title; },
+            [&](const Known& known) {
+                return known.first.compare(t.appId, Qt::CaseInsensitive) == 0;
+            }};
+        for (const auto& match : matches) {
+            const auto it = std::find_if(initialOrder_.begin(), initialOrder_.end(), match);
+            if (it != initialOrder_.end()) {
+                return it - initialOrder_.begin();
+            }
+        }
+        return static_cast<std::ptrdiff_t>(initialOrder_.size());
     };
     std::stable_sort(fresh.begin(), fresh.end(),
                      [&](const Toplevel& a, const Toplevel& b) { return rank(a) < rank(b); });
@@ -123,13 +138,7 @@ void WaylandRunningApps::regroup(const std::vector<Toplevel>& list) {
     for (const std::uint64_t id : recency_) {
         const auto t =
             std::find_if(list.begin(), list.end(), [id](const Toplevel& x) { return x.id == id; });
-        std::optional<xdg::DesktopEntry> entry;
-        if (!t->appId.isEmpty()) {
-            entry = entries_.byId(t->appId);
-            if (!entry) {
-                entry = entries_.forWindowClass(t->appId, t->appId);
-            }
-        }
+        const std::optional<xdg::DesktopEntry> entry = entryFor(t->appId);
         const QString key = entry                ? QStringLiteral("entry:") + entry->id
                             : t->appId.isEmpty() ? QStringLiteral("window:%1").arg(id)
                                                  : QStringLiteral("id:") + t->appId;
@@ -138,7 +147,7 @@ void WaylandRunningApps::regroup(const std::vector<Toplevel>& list) {
             ++nextHandle_;
         }
         grouped[handle->second].push_back(*t);
-        identities.try_emplace(handle->second, t->appId, std::move(entry));
+        identities.try_emplace(handle->second, t->appId, entry);
     }
     std::vector<std::shared_ptr<WaylandApplication>> gone;
     std::erase_if(apps_, [&](const auto& app) {
@@ -175,6 +184,26 @@ void WaylandRunningApps::regroup(const std::vector<Toplevel>& list) {
         lastActive_ = active->handle();
         observers_.notify(&RunningAppsObserver::activated, active);
     }
+}
+
+std::optional<xdg::DesktopEntry> WaylandRunningApps::entryFor(const QString& appId) {
+    if (appId.isEmpty()) {
+        return std::nullopt;
+    }
+    // Looked up once per app id: a miss would read every installed entry again.
+    const auto known = entryByAppId_.find(appId);
+    if (known != entryByAppId_.end()) {
+        return known->second;
+    }
+    auto entry = entries_.byId(appId);
+    if (!entry) {
+        entry = entries_.forWindowClass(appId, appId);
+    }
+    if (!entry) {
+        entry = entries_.byProgram(appId);
+    }
+    entryByAppId_.emplace(appId, entry);
+    return entry;
 }
 
 std::shared_ptr<const ToplevelOwners> WaylandRunningApps::owners() const {

@@ -61,8 +61,11 @@ private:
 // owners().
 class WaylandRunningApps final : public QObject, public RunningApps {
 public:
-    // `ownAppId` is the app id of Hopla's own windows, never listed.
-    WaylandRunningApps(ToplevelSource& source, QString ownAppId);
+    // `ownAppId` is the app id of Hopla's own windows, never listed. `initialOrder` is the
+    // order of use the compositor knew before Hopla started, most recent first, as app id
+    // and title: the toplevels listed before any activation is seen are put in this order.
+    WaylandRunningApps(ToplevelSource& source, QString ownAppId,
+                       std::vector<std::pair<QString, QString>> initialOrder);
     ~WaylandRunningApps() override;
 
     std::vector<ApplicationPtr> runningApplications() override;
@@ -74,9 +77,6 @@ public:
                          OpenAnswer answer) override;
     [[nodiscard]] Subscription observe(RunningAppsObserver observer) override;
 
-    // The order of use the compositor knew before Hopla started, most recent first, as app
-    // id and title: toplevels listed before any activation is seen are put in this order.
-    void setInitialOrder(std::vector<std::pair<QString, QString>> order);
     void setIconSize(int pixels) { iconSize_ = pixels; }
     // Any thread.
     std::shared_ptr<const ToplevelOwners> owners() const;
@@ -87,6 +87,8 @@ private:
     void accept(std::vector<Toplevel> list);
     void reorder(const std::vector<Toplevel>& list);
     void regroup(const std::vector<Toplevel>& list);
+    // The desktop entry an app id names: by id, by the class it claims, by its program.
+    std::optional<xdg::DesktopEntry> entryFor(const QString& appId);
     static constexpr AppHandle ownHandle_ = 0;
 
     ToplevelSource& source_;
@@ -96,6 +98,7 @@ private:
     std::vector<std::pair<QString, QString>> initialOrder_;
     std::vector<std::shared_ptr<WaylandApplication>> apps_; // in order of first appearance
     std::map<QString, AppHandle> handles_;                  // every identity seen
+    std::map<QString, std::optional<xdg::DesktopEntry>> entryByAppId_;
     AppHandle nextHandle_ = ownHandle_ + 1;
     AppHandle lastActive_ = ownHandle_;
     int iconSize_ = 80;

@@ -140,8 +140,15 @@ void WaylandSeat::keymap(int fd, std::uint32_t size) {
     shiftMask_ = mask(XKB_MOD_NAME_SHIFT);
     controlMask_ = mask(XKB_MOD_NAME_CTRL);
     auto layout = KeyboardLayout::adopt(xkb_keymap_ref(keymap), 0);
-    std::lock_guard guard(lock_);
-    letters_ = layout ? std::optional(layout->letters()) : std::nullopt;
+    {
+        std::lock_guard guard(lock_);
+        letters_ = layout ? std::optional(layout->letters()) : std::nullopt;
+    }
+    if (onKey) { // the letters are looked up afresh
+        KeyEvent changed;
+        changed.type = KeyEvent::Type::layoutChanged;
+        onKey(changed);
+    }
 }
 
 void WaylandSeat::setSwitchModifier(SwitchModifier modifier) {

@@ -60,6 +60,24 @@ std::optional<DesktopEntry> DesktopEntries::byId(const QString& id) {
     });
 }
 
+std::optional<DesktopEntry> DesktopEntries::byProgram(const QString& program) {
+    if (program.isEmpty()) {
+        return std::nullopt;
+    }
+    return lookUp([&]() -> std::optional<DesktopEntry> {
+        std::optional<DesktopEntry> found;
+        for (const auto& e : entries_) {
+            if (e.program == program) {
+                if (found) {
+                    return std::nullopt; // which one is meant cannot be told
+                }
+                found = e;
+            }
+        }
+        return found;
+    });
+}
+
 std::optional<DesktopEntry> DesktopEntries::find(const QString& instance,
                                                  const QString& className) const {
     if (instance.isEmpty() && className.isEmpty()) {
@@ -104,6 +122,7 @@ void DesktopEntries::reload() {
         entry.file = fromUtf8(g_desktop_app_info_get_filename(desktop));
         entry.name = fromUtf8(g_app_info_get_name(info));
         entry.startupWMClass = fromUtf8(g_desktop_app_info_get_startup_wm_class(desktop));
+        entry.program = fromUtf8(g_app_info_get_executable(info)).section(QLatin1Char('/'), -1);
         if (GIcon* icon = g_app_info_get_icon(info)) {
             const std::unique_ptr<gchar, decltype(&g_free)> text(g_icon_to_string(icon), &g_free);
             entry.icon = fromUtf8(text.get());

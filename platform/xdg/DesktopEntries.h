@@ -15,6 +15,7 @@ struct DesktopEntry {
     QString name; // Name, localized for the user's language
     QString icon; // Icon: a theme name or an absolute path
     QString startupWMClass;
+    QString program; // the file name of the program Exec runs ("gnome-calculator")
 };
 
 // Finds the desktop entry of a running window by its WM_CLASS, the way docks and taskbars
@@ -26,6 +27,10 @@ public:
     std::optional<DesktopEntry> forWindowClass(const QString& instance, const QString& className);
     // The entry with this desktop-file id ("org.gnome.Calculator", ".desktop" optional).
     std::optional<DesktopEntry> byId(const QString& id);
+    // The one entry whose Exec runs a program of this name; nothing when none or several do
+    // (many entries run "env" or "flatpak"). What is left when a toolkit names its windows
+    // after the program, as GTK does with an app id of "gnome-calculator".
+    std::optional<DesktopEntry> byProgram(const QString& program);
 
     // Launches the entry (Exec with its field codes, no files). An error text, or nothing.
     // Blocks while the process is spawned: call it off the main thread.

@@ -103,6 +103,9 @@ ForeignToplevels::Entry* ForeignToplevels::find(std::uint64_t id) {
 void ForeignToplevels::activate(std::uint64_t id) {
     connection_.post([this, id] {
         if (Entry* e = find(id)) {
+            if (beforeActivating) {
+                beforeActivating();
+            }
             zwlr_foreign_toplevel_handle_v1_activate(e->handle, seat_);
         }
     });
@@ -111,16 +114,16 @@ void ForeignToplevels::activate(std::uint64_t id) {
 void ForeignToplevels::unminimize(std::uint64_t id) {
     connection_.post([this, id] {
         if (Entry* e = find(id)) {
+            if (beforeActivating) {
+                beforeActivating();
+            }
             zwlr_foreign_toplevel_handle_v1_unset_minimized(e->handle);
             zwlr_foreign_toplevel_handle_v1_activate(e->handle, seat_);
         }
     });
 }
 
-void ForeignToplevels::publish() {
-    if (!listener_) {
-        return;
-    }
+std::vector<Toplevel> ForeignToplevels::listed() const {
     std::vector<Toplevel> list;
     list.reserve(entries_.size());
     for (const auto& e : entries_) {
@@ -128,7 +131,19 @@ void ForeignToplevels::publish() {
             list.push_back(e->current);
         }
     }
-    listener_(std::move(list));
+    return list;
+}
+
+std::vector<Toplevel> ForeignToplevels::current() {
+    std::vector<Toplevel> list;
+    connection_.run([&] { list = listed(); });
+    return list;
+}
+
+void ForeignToplevels::publish() {
+    if (listener_) {
+        listener_(listed());
+    }
 }
 
 } // namespace hopla::wayland

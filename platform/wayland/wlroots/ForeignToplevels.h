@@ -21,8 +21,11 @@ public:
     ~ForeignToplevels() override;
 
     void setListener(Listener listener) override;
+    std::vector<Toplevel> current() override;
     void activate(std::uint64_t id) override;
     void unminimize(std::uint64_t id) override;
+    // Runs on the connection's thread before every activation request.
+    std::function<void()> beforeActivating;
 
 private:
     struct Entry {
@@ -38,6 +41,7 @@ private:
         , manager_(manager)
         , seat_(seat) {}
     void publish();
+    std::vector<Toplevel> listed() const;
     Entry* find(std::uint64_t id);
 
     WaylandConnection& connection_;

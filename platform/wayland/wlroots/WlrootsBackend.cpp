@@ -20,6 +20,20 @@ namespace {
 QString tr(const char* text) {
     return QCoreApplication::translate("Hopla", text);
 }
+
+// sway keeps the order in which its windows had the focus: the first switch goes to the
+// application used before the current one, not to the one started last.
+std::vector<std::pair<QString, QString>> initialOrder() {
+    QString ignored;
+    auto ipc = SwayIpc::connect(SwayIpc::socketPath(), &ignored);
+    const auto tree =
+        ipc ? ipc->request(SwayMessageType::getTree, {}, std::chrono::seconds(1)) : std::nullopt;
+    std::vector<std::pair<QString, QString>> order;
+    for (const SwayWindow& w : windowsByFocus(tree.value_or(QByteArray()))) {
+        order.emplace_back(w.appId, w.title);
+    }
+    return order;
+}
 } // namespace
 
 std::unique_ptr<WlrootsBackend> WlrootsBackend::open(std::string* error) {
@@ -43,15 +57,18 @@ std::unique_ptr<WlrootsBackend> WlrootsBackend::open(std::string* error) {
         }
         return nullptr;
     }
+    // A panel that holds the keyboard would keep it from the application asked forward.
+    backend->toplevels_->beforeActivating = [panel = backend->panel_.get()] {
+        panel->releaseKeyboard();
+    };
     // The seat's keymap and the toplevels known so far, before the thread takes over.
     connection.roundtrip();
     connection.roundtrip();
     connection.start();
-    backend->apps_ = std::make_unique<WaylandRunningApps>(*backend->toplevels_,
-                                                          QGuiApplication::desktopFileName());
+    backend->apps_ = std::make_unique<WaylandRunningApps>(
+        *backend->toplevels_, QGuiApplication::desktopFileName(), initialOrder());
     backend->windows_ = std::make_unique<WaylandWindows>(*backend->apps_);
     backend->keys_ = std::make_unique<SwayKeys>(connection, *backend->seat_);
-    backend->readInitialOrder();
     return backend;
 }
 
@@ -65,25 +82,6 @@ WlrootsBackend::~WlrootsBackend() {
     toplevels_.reset();
     panel_.reset();
     seat_.reset();
-}
-
-void WlrootsBackend::readInitialOrder() {
-    // sway keeps the order in which its windows had the focus: the first switch goes to
-    // the application used before the current one, not to the one started last.
-    QString ignored;
-    auto ipc = SwayIpc::connect(SwayIpc::socketPath(), &ignored);
-    if (!ipc) {
-        return;
-    }
-    const auto tree = ipc->request(SwayMessageType::getTree, {}, std::chrono::seconds(1));
-    if (!tree) {
-        return;
-    }
-    std::vector<std::pair<QString, QString>> order;
-    for (const SwayWindow& w : windowsByFocus(*tree)) {
-        order.emplace_back(w.appId, w.title);
-    }
-    apps_->setInitialOrder(std::move(order));
 }
 
 RunningApps& WlrootsBackend::runningApps() {

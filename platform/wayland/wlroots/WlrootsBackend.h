@@ -48,7 +48,6 @@ private:
     void showPanel() override;
     void hidePanel() override;
     void setClickHandler(std::function<void(QPoint)> handler) override;
-    void readInitialOrder();
 
     std::unique_ptr<WaylandConnection> connection_;
     std::unique_ptr<WaylandSeat> seat_;
