@@ -309,6 +309,10 @@ void AppController::refresh() {
     }
 }
 
+void AppController::switchPressed(const QString& action) {
+    backend_->switchKeyPressed(action);
+}
+
 void AppController::reopen() {
     if (!options_.preview) {
         showSettings();

@@ -46,6 +46,8 @@ public:
     void refresh();
     // Hopla was launched again: the settings come forward (in preview, the panel).
     void reopen();
+    // A press of the switch key the compositor handed over through `hopla --switch`.
+    void switchPressed(const QString& action);
 
     // The tray menu's and settings window's actions.
     void toggleEnabled();

@@ -11,6 +11,7 @@ namespace {
 
 constexpr int waitMs = 1000;
 const QByteArray reopenRequest = QByteArrayLiteral("reopen\n");
+constexpr qsizetype longestRequest = 16;
 
 } // namespace
 
@@ -52,13 +53,26 @@ SingleInstance::Claim SingleInstance::claim() {
     return Claim::first;
 }
 
+bool SingleInstance::isSwitchAction(const QString& action) {
+    static const QStringList actions{"switch", "switch-back", "windows", "windows-back"};
+    return actions.contains(action);
+}
+
+bool SingleInstance::sendSwitch(const QString& name, const QString& action) {
+    return isSwitchAction(action) && send(name, action.toLatin1() + '\n');
+}
+
 bool SingleInstance::tellRunningInstance() {
+    return send(name_, reopenRequest);
+}
+
+bool SingleInstance::send(const QString& name, const QByteArray& line) {
     QLocalSocket socket;
-    socket.connectToServer(name_);
+    socket.connectToServer(name);
     if (!socket.waitForConnected(waitMs)) {
         return false;
     }
-    socket.write(reopenRequest);
+    socket.write(line);
     const bool sent = socket.waitForBytesWritten(waitMs);
     socket.disconnectFromServer();
     return sent;
@@ -70,11 +84,15 @@ void SingleInstance::accept() {
         connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
         connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
             while (socket->canReadLine()) {
-                if (socket->readLine() == reopenRequest) {
+                const QByteArray line = socket->readLine();
+                if (line == reopenRequest) {
                     emit reopenRequested();
+                } else if (const QString action = QString::fromLatin1(line.chopped(1));
+                           isSwitchAction(action)) {
+                    emit switchRequested(action);
                 }
             }
-            if (socket->bytesAvailable() > reopenRequest.size()) {
+            if (socket->bytesAvailable() > longestRequest) {
                 socket->abort(); // not one of ours
             }
         });

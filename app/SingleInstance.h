@@ -27,13 +27,21 @@ public:
     static QString defaultName(const QString& display);
 
     Claim claim();
+    // Hands a press of the switch key to the running instance ("switch", "switch-back",
+    // "windows", "windows-back"), as a compositor binding that runs `hopla --switch` does.
+    // False when no instance answers or the action is not one of those.
+    static bool sendSwitch(const QString& name, const QString& action);
+    static bool isSwitchAction(const QString& action);
     QString error() const { return error_; }
 
 signals:
     // On the first instance, whenever a later launch asks it to reopen.
     void reopenRequested();
+    // On the first instance, for each switch key press a later launch hands over.
+    void switchRequested(const QString& action);
 
 private:
+    static bool send(const QString& name, const QByteArray& line);
     bool tellRunningInstance();
     void accept();
 

@@ -92,6 +92,26 @@ int main(int argc, char* argv[]) {
     }
     const char* display = std::getenv("DISPLAY");
     const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    const auto instanceName = [&] {
+        return hopla::SingleInstance::defaultName(
+            QString::fromLocal8Bit(wayland && *wayland ? wayland : (display ? display : "")));
+    };
+    // A compositor binding's `hopla --switch`: handed to the running Hopla at once, before
+    // anything slow starts.
+    for (const char* flag :
+         {"--switch", "--switch-back", "--switch-windows", "--switch-windows-back"}) {
+        if (argc == 2 && std::strcmp(argv[1], flag) == 0) {
+            QString action = QString::fromLatin1(flag + 2);
+            if (action.startsWith(QLatin1String("switch-windows"))) {
+                action.remove(0, 7); // "windows", "windows-back"
+            }
+            if (hopla::SingleInstance::sendSwitch(instanceName(), action)) {
+                return 0;
+            }
+            std::fprintf(stderr, "hopla: no running Hopla took %s\n", flag);
+            return 1;
+        }
+    }
     QByteArray platform = qgetenv("QT_QPA_PLATFORM");
     if (platform.isEmpty() && wayland && *wayland) {
         // In a Wayland session Qt runs on Wayland too, whatever Xwayland offers beside it.
@@ -125,8 +145,7 @@ int main(int argc, char* argv[]) {
     const auto options = hopla::LaunchOptions::parse(QCoreApplication::arguments());
 
     // One Hopla per user and display: a later launch brings the running one's settings up.
-    hopla::SingleInstance instance(hopla::SingleInstance::defaultName(
-        QString::fromLocal8Bit(wayland && *wayland ? wayland : (display ? display : ""))));
+    hopla::SingleInstance instance(instanceName());
     if (!options.bypassesSingleInstance()) {
         switch (instance.claim()) {
         case hopla::SingleInstance::Claim::another:
@@ -149,5 +168,7 @@ int main(int argc, char* argv[]) {
     }
     QObject::connect(&instance, &hopla::SingleInstance::reopenRequested, &instance,
                      [&controller] { controller->reopen(); });
+    QObject::connect(&instance, &hopla::SingleInstance::switchRequested, &instance,
+                     [&controller](const QString& action) { controller->switchPressed(action); });
     return application.exec();
 }

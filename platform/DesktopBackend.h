@@ -45,6 +45,10 @@ public:
     // Removes the window manager's own binding of the switch shortcut (`modifier` is "Super"
     // or "Alt"); the error text, or nothing when it was released.
     virtual std::optional<QString> releaseShortcut(const QString& modifier) = 0;
+    // A press of the switch key reported by the compositor through a launch of Hopla (its
+    // binding runs `hopla --switch`): "switch", "switch-back", "windows" or "windows-back".
+    // Display servers whose keys Hopla sees itself ignore it.
+    virtual void switchKeyPressed(const QString& action) { (void)action; }
     // A keyboard of its own for self-checks; nothing, with the reason, where there is none.
     virtual std::unique_ptr<SyntheticKeyboard> syntheticKeyboard(std::string* error) = 0;
 };

@@ -394,8 +394,42 @@
         <translation>This is a Wayland session, but Hopla runs on Xwayland (QT_QPA_PLATFORM=xcb): it cannot see the compositor's keys or Wayland windows. Start Hopla again without QT_QPA_PLATFORM=xcb.</translation>
     </message>
     <message>
-        <source>Hopla 还不能在这个 Wayland 会话中切换应用。请登录 X11 会话使用 Hopla。</source>
-        <translation>Hopla cannot switch applications in this Wayland session yet. Log in to an X11 session to use Hopla.</translation>
+        <source>Hopla 还不能在 KDE Plasma 的 Wayland 会话中切换应用。请登录 X11 会话使用 Hopla。</source>
+        <translation>Hopla cannot switch applications in a KDE Plasma Wayland session yet. Log in to an X11 session to use Hopla.</translation>
+    </message>
+    <message>
+        <source>与 Wayland 合成器的连接已断开。</source>
+        <translation>The connection to the Wayland compositor was lost.</translation>
+    </message>
+    <message>
+        <source>请在合成器的配置中加入以下按键绑定，重新载入配置后按一次 Super+Tab：
+%1</source>
+        <translation>Add these key bindings to your compositor's configuration, reload it, then press Super+Tab once:
+%1</translation>
+    </message>
+    <message>
+        <source>Hopla 需要 sway（或其他 wlroots 合成器），它提供 wlr-layer-shell 和 wlr-foreign-toplevel-management 协议。</source>
+        <translation>Hopla needs sway (or another wlroots compositor) offering the wlr-layer-shell and wlr-foreign-toplevel-management protocols.</translation>
+    </message>
+    <message>
+        <source>请在 sway 的配置文件中删除这个按键绑定，然后运行 swaymsg reload。</source>
+        <translation>Remove this key binding from sway's configuration file, then run swaymsg reload.</translation>
+    </message>
+    <message>
+        <source>sway 没有及时回答。</source>
+        <translation>sway did not answer in time.</translation>
+    </message>
+    <message>
+        <source>与 sway 的连接断开了。</source>
+        <translation>The connection to sway was lost.</translation>
+    </message>
+    <message>
+        <source>sway 发来的消息无法读懂。</source>
+        <translation>sway sent a message Hopla cannot read.</translation>
+    </message>
+    <message>
+        <source>SWAYSOCK 没有设置：这不是 sway 会话。</source>
+        <translation>SWAYSOCK is not set: this is not a sway session.</translation>
     </message>
     <message>
         <source>没有图形会话：DISPLAY 和 WAYLAND_DISPLAY 都未设置。</source>

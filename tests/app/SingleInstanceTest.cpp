@@ -48,4 +48,18 @@ TEST_F(SingleInstanceTest, StrangersOnTheSocketAreHungUpOnWithoutAReopen) {
     EXPECT_EQ(reopened, 0);
 }
 
+TEST_F(SingleInstanceTest, SwitchPressesReachTheRunningInstanceAndUnknownActionsDoNot) {
+    hopla::SingleInstance first(name);
+    QStringList actions;
+    QObject::connect(&first, &hopla::SingleInstance::switchRequested,
+                     [&](const QString& action) { actions << action; });
+    ASSERT_EQ(first.claim(), Claim::first);
+    EXPECT_FALSE(hopla::SingleInstance::sendSwitch(name, "reopen"));
+    for (const char* action : {"switch", "windows-back"}) {
+        EXPECT_TRUE(hopla::SingleInstance::sendSwitch(name, action));
+    }
+    EXPECT_TRUE(hopla::testing::waitUntil([&] { return actions.size() == 2; }));
+    EXPECT_EQ(actions, QStringList({"switch", "windows-back"}));
+}
+
 } // namespace

@@ -22,6 +22,10 @@ struct HoplaOnSway : ::testing::Test {
     QProcess* hopla = nullptr;
     QString log;
 
+    // Hopla as on a wlroots compositor other than sway: no IPC, the compositor's own
+    // bindings run `hopla --switch`.
+    bool withoutIpc = false;
+
     void SetUp() override {
         QString error;
         sway = SwaySession::start(&error);
@@ -30,7 +34,12 @@ struct HoplaOnSway : ::testing::Test {
         ASSERT_EQ(sway->open(QStringLiteral("xterm"), xterm), "");
         ASSERT_EQ(sway->open(QStringLiteral("foot"), foot), "");
         keys = sway->keyboard();
-        hopla = sway->launch(QStringLiteral(HOPLA_BINARY), {QStringLiteral("--login-item")});
+        hopla = sway->launch(QStringLiteral(HOPLA_BINARY), {QStringLiteral("--login-item")},
+                             QProcess::SeparateChannels,
+                             withoutIpc ? QStringList{"SWAYSOCK"} : QStringList{});
+        if (withoutIpc) {
+            return;
+        }
         ASSERT_TRUE(SwaySession::waitFor([&] { return logged("Ready"); }))
             << "Hopla never got ready ("
             << (hopla->state() == QProcess::Running ? "running" : "ended")
@@ -95,6 +104,21 @@ TEST_F(HoplaOnSway, ThePanelOpensOnTheOutputOfTheFocusedWindow) {
     ASSERT_TRUE(keys.type({"press LEFTMETA", "tap TAB", "sleep 300"}));
     EXPECT_GT(panelPixels(QStringLiteral("HEADLESS-2")), 20);
     ASSERT_TRUE(keys.type({"release LEFTMETA"}));
+    EXPECT_TRUE(focusBecomes(xterm)) << "focused: " << sway->focusedApp().toStdString();
+}
+
+struct HoplaOnOtherWlroots : HoplaOnSway {
+    HoplaOnOtherWlroots() { withoutIpc = true; }
+};
+
+TEST_F(HoplaOnOtherWlroots, TheCardGivesTheBindingLinesAndThoseLinesSwitch) {
+    ASSERT_TRUE(SwaySession::waitFor([&] { return logged("exec hopla --switch-back"); }))
+        << log.toStdString();
+    // What the user adds to the compositor's configuration, with Hopla's path for "hopla".
+    sway->message({"--", "bindsym", "Mod4+Tab", "exec", HOPLA_BINARY, "--switch"});
+    ASSERT_TRUE(keys.type({"press LEFTMETA", "tap TAB", "release LEFTMETA"}));
+    ASSERT_TRUE(SwaySession::waitFor([&] { return logged("Ready"); })) << log.toStdString();
+    ASSERT_TRUE(keys.type({"press LEFTMETA", "tap TAB", "release LEFTMETA"}));
     EXPECT_TRUE(focusBecomes(xterm)) << "focused: " << sway->focusedApp().toStdString();
 }
 

@@ -52,6 +52,14 @@ QStringList SwayKeys::bindings(SwitchModifier modifier) {
     return lines;
 }
 
+QStringList SwayKeys::commandBindings(SwitchModifier modifier) {
+    const QString mod = modifierName(modifier);
+    return {QStringLiteral("bindsym %1+Tab exec hopla --switch").arg(mod),
+            QStringLiteral("bindsym %1+Shift+Tab exec hopla --switch-back").arg(mod),
+            QStringLiteral("bindcode %1+49 exec hopla --switch-windows").arg(mod),
+            QStringLiteral("bindcode %1+Shift+49 exec hopla --switch-windows-back").arg(mod)};
+}
+
 std::optional<KeyEventSource::StartFailure> SwayKeys::lastFailure() const {
     std::lock_guard guard(lock_);
     return failure_;
@@ -88,6 +96,17 @@ bool SwayKeys::runCommands(const QStringList& commands, QString* error) {
 
 bool SwayKeys::start(Handler handler) {
     if (running_) {
+        return true;
+    }
+    byCommand_ = SwayIpc::socketPath().isEmpty();
+    if (byCommand_) {
+        connection_.run([this, handler = std::move(handler)]() mutable {
+            handler_ = std::move(handler);
+            seat_.onKey = [this](const KeyEvent& event) { deliver(event); };
+        });
+        bound_ = modifier_;
+        seat_.setSwitchModifier(bound_);
+        running_ = true;
         return true;
     }
     QString error;
@@ -141,10 +160,15 @@ void SwayKeys::stop() {
         return;
     }
     connection_.run([this] {
-        connection_.unwatch(events_->fd());
+        if (events_) {
+            connection_.unwatch(events_->fd());
+        }
         seat_.onKey = nullptr;
         handler_ = nullptr;
     });
+    if (byCommand_) {
+        return;
+    }
     QStringList unbind;
     for (const BoundKey& key : boundKeys) {
         unbind << QStringLiteral("unbindcode ") + combo(bound_, key);
@@ -161,6 +185,26 @@ void SwayKeys::deliver(const KeyEvent& event) {
     }
 }
 
+void SwayKeys::press(const QString& action) {
+    if (running_) {
+        connection_.post([this, action] { deliverAction(action); });
+    }
+}
+
+void SwayKeys::deliverAction(QStringView action) {
+    KeyEvent event;
+    event.type = KeyEvent::Type::keyDown;
+    event.switchModifier = true;
+    event.shift = action.endsWith(QLatin1String("-back"));
+    event.code = action.startsWith(QLatin1String("windows")) ? keyCode(VirtualKey::aboveTab)
+                                                             : keyCode(VirtualKey::tab);
+    deliver(event);
+    // The compositor keeps the key from every client: its release is never seen, so it is
+    // told here.
+    event.type = KeyEvent::Type::keyUp;
+    deliver(event);
+}
+
 void SwayKeys::readEvents() {
     for (const SwayIpc::Message& message : events_->readAvailable()) {
         if (message.type != SwayMessageType::bindingEvent) {
@@ -170,17 +214,7 @@ void SwayKeys::readEvents() {
         if (!command || !command->startsWith(commandPrefix)) {
             continue;
         }
-        const QStringView action = QStringView(*command).mid(commandPrefix.size());
-        KeyEvent event;
-        event.type = KeyEvent::Type::keyDown;
-        event.switchModifier = true;
-        event.shift = action.endsWith(QLatin1String("-back"));
-        event.code = action.startsWith(QLatin1String("windows")) ? keyCode(VirtualKey::aboveTab)
-                                                                 : keyCode(VirtualKey::tab);
-        deliver(event);
-        // sway keeps the key from every client: its release is never seen, so it is told here.
-        event.type = KeyEvent::Type::keyUp;
-        deliver(event);
+        deliverAction(QStringView(*command).mid(commandPrefix.size()));
     }
     if (events_->closed()) {
         connection_.unwatch(events_->fd()); // sway went away; nothing more will come

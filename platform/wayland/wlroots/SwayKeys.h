@@ -20,6 +20,8 @@ class WaylandSeat;
 // sway tells every press of them as a binding event on its IPC, so no process starts per
 // press. The rest of a session's keys (letters, Escape, the modifier's release) reach the
 // panel's surface, which holds the keyboard while it is shown: the seat delivers those.
+// On other wlroots compositors (no sway IPC) the presses come from the compositor's own
+// bindings, which run `hopla --switch`; the running Hopla is handed them (press()).
 // Handlers run on the Wayland connection's thread.
 class SwayKeys final : public KeyEventSource {
 public:
@@ -38,15 +40,22 @@ public:
 
     // The configuration lines that bind the keys, as Hopla sends them ("bindcode Mod4+23 …").
     static QStringList bindings(SwitchModifier modifier);
+    // The lines a user adds to another compositor's configuration (sway's syntax).
+    static QStringList commandBindings(SwitchModifier modifier);
+    // A press handed over by `hopla --switch`: "switch", "switch-back", "windows",
+    // "windows-back". Any thread; nothing while stopped.
+    void press(const QString& action);
 
 private:
     void fail(StartFailure::Reason reason, std::string what, ShortcutHolder holder = {});
     bool runCommands(const QStringList& commands, QString* error);
     void readEvents(); // the connection's thread
     void deliver(const KeyEvent& event);
+    void deliverAction(QStringView action);
 
     WaylandConnection& connection_;
     WaylandSeat& seat_;
+    bool byCommand_ = false; // no sway IPC: presses come through press()
     std::optional<SwayIpc> commands_;
     std::optional<SwayIpc> events_;
     Handler handler_; // the connection's thread once running

@@ -104,9 +104,13 @@ Readiness WlrootsBackend::readiness() {
     if (connection_->lost()) {
         return {false, tr("与 Wayland 合成器的连接已断开。")};
     }
-    if (SwayIpc::socketPath().isEmpty()) {
-        return {false, tr("这个合成器不是 sway：Hopla 目前通过 sway 的 IPC 绑定切换键，"
-                          "SWAYSOCK 未设置。")};
+    if (SwayIpc::socketPath().isEmpty() && !pressHandedOver_) {
+        // Without sway's IPC the compositor's own bindings start the switch: say which.
+        return {
+            false,
+            tr("请在合成器的配置中加入以下按键绑定，重新载入配置后按一次 "
+               "Super+Tab：\n%1")
+                .arg(SwayKeys::commandBindings(keys_->switchModifier()).join(QLatin1Char('\n')))};
     }
     return {true, {}};
 }
@@ -129,6 +133,11 @@ std::unique_ptr<SyntheticKeyboard> WlrootsBackend::syntheticKeyboard(std::string
         *error = "a Wayland compositor takes no synthetic keys from its clients";
     }
     return nullptr;
+}
+
+void WlrootsBackend::switchKeyPressed(const QString& action) {
+    pressHandedOver_ = true;
+    keys_->press(action);
 }
 
 bool WlrootsBackend::isOnScreen(WId) {

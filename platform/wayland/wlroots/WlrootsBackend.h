@@ -35,6 +35,7 @@ public:
     void noteSwitchKey() override {}
     std::optional<QString> releaseShortcut(const QString& modifier) override;
     std::unique_ptr<SyntheticKeyboard> syntheticKeyboard(std::string* error) override;
+    void switchKeyPressed(const QString& action) override;
 
 private:
     WlrootsBackend() = default;
@@ -56,6 +57,7 @@ private:
     std::unique_ptr<WaylandRunningApps> apps_;
     std::unique_ptr<WaylandWindows> windows_;
     std::unique_ptr<SwayKeys> keys_;
+    bool pressHandedOver_ = false; // a compositor binding ran `hopla --switch` once
 };
 
 } // namespace hopla::wayland

@@ -127,9 +127,13 @@ QProcessEnvironment SwaySession::environment() const {
 }
 
 QProcess* SwaySession::launch(const QString& program, const QStringList& arguments,
-                              QProcess::ProcessChannelMode channels) {
+                              QProcess::ProcessChannelMode channels, const QStringList& unset) {
     auto process = std::make_unique<QProcess>();
-    process->setProcessEnvironment(environment());
+    QProcessEnvironment env = environment();
+    for (const QString& name : unset) {
+        env.remove(name);
+    }
+    process->setProcessEnvironment(env);
     process->setProcessChannelMode(channels);
     if (user_.isEmpty()) {
         process->start(program, arguments);

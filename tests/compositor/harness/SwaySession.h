@@ -25,8 +25,10 @@ public:
     ~SwaySession();
 
     // Starts a program in the session, as its user; it is stopped with the session.
+    // `unset` names variables of the session the program does not get.
     QProcess* launch(const QString& program, const QStringList& arguments,
-                     QProcess::ProcessChannelMode channels = QProcess::SeparateChannels);
+                     QProcess::ProcessChannelMode channels = QProcess::SeparateChannels,
+                     const QStringList& unset = {});
     // Runs swaymsg with the arguments and gives what it printed.
     QString message(const QStringList& arguments);
     // The focused window's app id (an Xwayland window's class); empty when none has focus.
