@@ -207,6 +207,19 @@ void SwitcherPanel::resize(int count, bool reshape) {
         }
     }
     const PanelGeometry geometry = panelGeometry(count, screens, environment_.pointer(), primary);
+    if (environment_.showSurface) {
+        // The display server puts the surface on an output of its choosing: drawn for the
+        // sharpest one, it is sharp on each (a finer image is scaled down, never up).
+        QScreen* sharpest = QGuiApplication::primaryScreen();
+        for (QScreen* screen : all) {
+            if (sharpest && screen->devicePixelRatio() > sharpest->devicePixelRatio()) {
+                sharpest = screen;
+            }
+        }
+        if (sharpest && window_->screen() != sharpest) {
+            window_->setScreen(sharpest);
+        }
+    }
     if (model_.needsSelectionScrolling() != geometry.needsSelectionScrolling) {
         model_.setNeedsSelectionScrolling(geometry.needsSelectionScrolling);
     }
