@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 #include <QThread>
 
+#include <csignal>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -88,7 +89,10 @@ std::unique_ptr<SwaySession> SwaySession::start(QString* error) {
 }
 
 SwaySession::~SwaySession() {
-    // The clients first, sway last: nothing is left behind the session's user.
+    // The clients first, sway last. What the session started on its own (a D-Bus daemon a
+    // GTK program launched, Xwayland) is found by the runtime folder in its environment:
+    // other sessions of the same user, tests running side by side, are left alone.
+    const QByteArray mine = "XDG_RUNTIME_DIR=" + runtime_.path().toUtf8();
     for (auto it = processes_.rbegin(); it != processes_.rend(); ++it) {
         (*it)->terminate();
         if (!(*it)->waitForFinished(3000)) {
@@ -96,8 +100,12 @@ SwaySession::~SwaySession() {
             (*it)->waitForFinished(3000);
         }
     }
-    if (!user_.isEmpty()) {
-        QProcess::execute(QStringLiteral("pkill"), {"-KILL", "-u", user_});
+    for (const QString& pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        QFile environ(QStringLiteral("/proc/%1/environ").arg(pid));
+        if (pid.toInt() > 0 && environ.open(QIODevice::ReadOnly) &&
+            environ.readAll().split('\0').contains(mine)) {
+            ::kill(pid.toInt(), SIGKILL);
+        }
     }
 }
 
