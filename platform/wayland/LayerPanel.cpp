@@ -162,6 +162,7 @@ void LayerPanel::show() {
                                    static_cast<std::uint32_t>(logical.height()));
     zwlr_layer_surface_v1_set_exclusive_zone(layer_, -1);        // centred on the whole output
     zwlr_layer_surface_v1_set_keyboard_interactivity(layer_, 1); // exclusive
+    keyboardWanted_ = true;
     wl_surface_commit(surface_); // the compositor answers with a configure
 }
 
@@ -187,6 +188,7 @@ void LayerPanel::attach() {
 }
 
 void LayerPanel::releaseKeyboard() {
+    keyboardWanted_ = false;
     if (layer_) {
         zwlr_layer_surface_v1_set_keyboard_interactivity(layer_, 0);
         wl_surface_commit(surface_);
@@ -195,6 +197,7 @@ void LayerPanel::releaseKeyboard() {
 
 void LayerPanel::hide() {
     shown_ = false;
+    keyboardWanted_ = false;
     configured_ = false;
     if (layer_) {
         zwlr_layer_surface_v1_destroy(layer_);

@@ -42,6 +42,8 @@ public:
     // Mapped: the compositor configured the surface and it carries an image.
     bool isShown() const { return shown_.load(); }
     wl_surface* surface() const { return surface_; }
+    // Shown and meant to hold the keyboard (not let go by releaseKeyboard()).
+    bool holdsKeyboard() const { return surface_ && keyboardWanted_; }
 
 private:
     friend struct LayerEvents;
@@ -59,6 +61,7 @@ private:
     ShmBuffer* current_ = nullptr; // the latest image's buffer
     int scale_ = 1;
     bool configured_ = false;
+    bool keyboardWanted_ = false;
     std::atomic<bool> shown_{false};
 };
 

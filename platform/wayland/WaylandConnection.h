@@ -51,7 +51,8 @@ public:
     // Runs the task on the connection's thread, after what was posted before. Dropped once
     // the connection is gone.
     void post(std::function<void()> task);
-    // Runs the task on the connection's thread and waits for it.
+    // Runs the task on the connection's thread and waits for it (or for the connection to
+    // stop, which drops it).
     void run(const std::function<void()>& task);
     // On the connection's thread: calls `readable` whenever the descriptor has data, until
     // unwatch(). The descriptor stays the caller's.

@@ -32,7 +32,11 @@ struct SeatEvents {
     static void enter(void* data, wl_keyboard*, std::uint32_t, wl_surface*, wl_array*) {
         seat(data).modifiersKnown_ = false; // the modifiers event that follows is news
     }
-    static void leave(void*, wl_keyboard*, std::uint32_t, wl_surface*) {}
+    static void leave(void* data, wl_keyboard*, std::uint32_t, wl_surface* surface) {
+        if (surface && seat(data).onKeyboardLeave) {
+            seat(data).onKeyboardLeave(surface);
+        }
+    }
     static void key(void* data, wl_keyboard*, std::uint32_t, std::uint32_t, std::uint32_t key,
                     std::uint32_t state) {
         seat(data).key(key, state == WL_KEYBOARD_KEY_STATE_PRESSED);

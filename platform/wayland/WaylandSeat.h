@@ -38,6 +38,8 @@ public:
     // Where key events and clicks go; set on the connection's thread (or before start).
     std::function<void(const KeyEvent&)> onKey;
     std::function<void(wl_surface*, QPointF)> onClick;
+    // The keyboard left one of Hopla's surfaces that still exists.
+    std::function<void(wl_surface*)> onKeyboardLeave;
 
     // The modifier whose state key events report as the switch modifier. Any thread.
     void setSwitchModifier(SwitchModifier modifier);

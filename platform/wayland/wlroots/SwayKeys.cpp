@@ -191,6 +191,15 @@ void SwayKeys::press(const QString& action) {
     }
 }
 
+void SwayKeys::cancelSession() {
+    KeyEvent escape;
+    escape.type = KeyEvent::Type::keyDown;
+    escape.code = keyCode(VirtualKey::escape);
+    deliver(escape);
+    escape.type = KeyEvent::Type::keyUp;
+    deliver(escape);
+}
+
 void SwayKeys::deliverAction(QStringView action) {
     KeyEvent event;
     event.type = KeyEvent::Type::keyDown;

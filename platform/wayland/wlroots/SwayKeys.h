@@ -45,6 +45,9 @@ public:
     // A press handed over by `hopla --switch`: "switch", "switch-back", "windows",
     // "windows-back". Any thread; nothing while stopped.
     void press(const QString& action);
+    // The session's keys can no longer come (the compositor took the keyboard from the
+    // panel): told to the switcher as Escape, so nothing stays held. The connection's thread.
+    void cancelSession();
 
 private:
     void fail(StartFailure::Reason reason, std::string what, ShortcutHolder holder = {});

@@ -69,16 +69,27 @@ std::unique_ptr<WlrootsBackend> WlrootsBackend::open(std::string* error) {
         *backend->toplevels_, QGuiApplication::desktopFileName(), initialOrder());
     backend->windows_ = std::make_unique<WaylandWindows>(*backend->apps_);
     backend->keys_ = std::make_unique<SwayKeys>(connection, *backend->seat_);
+    connection.run(
+        [panel = backend->panel_.get(), keys = backend->keys_.get(), seat = backend->seat_.get()] {
+            seat->onKeyboardLeave = [panel, keys](wl_surface* surface) {
+                if (surface == panel->surface() && panel->holdsKeyboard()) {
+                    keys->cancelSession();
+                }
+            };
+        });
     return backend;
 }
 
 WlrootsBackend::~WlrootsBackend() {
+    connection_->run([this] { // nothing the seat calls outlives this
+        seat_->onKeyboardLeave = nullptr;
+        seat_->onClick = nullptr;
+    });
     keys_.reset();
     windows_.reset();
     apps_.reset();
     connection_->run([this] { panel_->hide(); });
     connection_->stop(); // nothing is dispatched from here on: the objects go on this thread
-    keys_.reset();
     toplevels_.reset();
     panel_.reset();
     seat_.reset();
