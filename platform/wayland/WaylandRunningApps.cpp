@@ -2,9 +2,6 @@
 
 #include "platform/xdg/ThemedIcon.h"
 
-#include <QFileInfo>
-#include <QProcess>
-
 #include <algorithm>
 #include <functional>
 
@@ -250,14 +247,7 @@ void WaylandRunningApps::openApplication(const QString& launchPath,
         }
     }
     launcher_.async([launchPath, answer = std::move(answer)] {
-        if (launchPath.endsWith(QLatin1String(".desktop"))) {
-            answer(xdg::DesktopEntries::launch(launchPath));
-            return;
-        }
-        const bool started =
-            QFileInfo(launchPath).isExecutable() && QProcess::startDetached(launchPath, {});
-        answer(started ? std::nullopt
-                       : std::optional(QStringLiteral("could not start %1").arg(launchPath)));
+        answer(xdg::DesktopEntries::open(launchPath));
     });
 }
 

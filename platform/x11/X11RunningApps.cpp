@@ -7,8 +7,6 @@
 #include "platform/xdg/ThemedIcon.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
-#include <QProcess>
 
 #include <algorithm>
 #include <set>
@@ -458,19 +456,8 @@ void X11RunningApps::openApplication(const QString& launchPath, std::optional<Ap
             return;
         }
     }
-    launcher_.async([launchPath, answer = std::move(answer)] {
-        if (launchPath.endsWith(QLatin1String(".desktop"))) {
-            answer(DesktopEntries::launch(launchPath));
-            return;
-        }
-        if (!QFileInfo(launchPath).isExecutable()) {
-            answer(QStringLiteral("not an executable: %1").arg(launchPath));
-            return;
-        }
-        const bool started = QProcess::startDetached(launchPath, {});
-        answer(started ? std::nullopt
-                       : std::optional(QStringLiteral("could not start %1").arg(launchPath)));
-    });
+    launcher_.async(
+        [launchPath, answer = std::move(answer)] { answer(DesktopEntries::open(launchPath)); });
 }
 
 Subscription X11RunningApps::observe(RunningAppsObserver observer) {

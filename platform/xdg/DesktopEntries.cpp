@@ -3,6 +3,9 @@
 
 #include "platform/xdg/DesktopEntries.h"
 
+#include <QFileInfo>
+#include <QProcess>
+
 #include <memory>
 
 namespace hopla::xdg {
@@ -132,6 +135,19 @@ void DesktopEntries::reload() {
     g_list_free_full(all, g_object_unref);
     loadedAt_ = std::chrono::steady_clock::now();
     loaded_ = true;
+}
+
+std::optional<QString> DesktopEntries::open(const QString& launchPath) {
+    if (launchPath.endsWith(QLatin1String(".desktop"))) {
+        return launch(launchPath);
+    }
+    if (!QFileInfo(launchPath).isExecutable()) {
+        return QStringLiteral("not an executable: %1").arg(launchPath);
+    }
+    if (!QProcess::startDetached(launchPath, {})) {
+        return QStringLiteral("could not start %1").arg(launchPath);
+    }
+    return std::nullopt;
 }
 
 std::optional<QString> DesktopEntries::launch(const QString& desktopFile) {

@@ -35,6 +35,9 @@ public:
     // Launches the entry (Exec with its field codes, no files). An error text, or nothing.
     // Blocks while the process is spawned: call it off the main thread.
     static std::optional<QString> launch(const QString& desktopFile);
+    // Starts what an application's launch path names: its desktop entry, else its
+    // executable, detached. An error text, or nothing. Blocks while spawning, as launch().
+    static std::optional<QString> open(const QString& launchPath);
 
 private:
     // Looks up with `search`, reading the installed entries again when it misses and they
