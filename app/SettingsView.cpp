@@ -77,6 +77,12 @@ QString windowManagerAdvice(const WindowManagerConflict& c) {
                          "或者在下方换用另一个快捷键。")
             .arg(c.combination, c.windowManager);
     }
+    if (c.releasable && (wm == QLatin1String("gnome") || wm == QLatin1String("cinnamon") ||
+                         wm == QLatin1String("mate"))) {
+        return localized("%1 自己的切换器占用了 %2。点“释放快捷键”，Hopla 会在 %1 的键盘快捷键"
+                         "设置里移除 %2：%1 的 %2 切换器不再响应，Alt+Tab 保持不变。")
+            .arg(c.windowManager, c.combination);
+    }
     if (c.releasable) {
         return localized("这是窗口管理器自己的快捷键。点“释放快捷键”，Hopla 会在 %1 "
                          "的键盘快捷键设置里移除它。")

@@ -398,6 +398,10 @@
         <translation>Hopla cannot switch applications in a KDE Plasma Wayland session yet. Log in to an X11 session to use Hopla.</translation>
     </message>
     <message>
+        <source>%1 自己的切换器占用了 %2。点“释放快捷键”，Hopla 会在 %1 的键盘快捷键设置里移除 %2：%1 的 %2 切换器不再响应，Alt+Tab 保持不变。</source>
+        <translation>%1's own switcher holds %2. Click “Release shortcut” and Hopla removes %2 from %1's keyboard shortcuts: %1's %2 switcher stops answering, Alt+Tab stays as it is.</translation>
+    </message>
+    <message>
         <source>与 Wayland 合成器的连接已断开。</source>
         <translation>The connection to the Wayland compositor was lost.</translation>
     </message>

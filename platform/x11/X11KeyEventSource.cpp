@@ -1,5 +1,7 @@
 #include "platform/x11/X11KeyEventSource.h"
 
+#include "platform/desktop/GSettingsKeybindings.h"
+
 #include "platform/VirtualKeys.h"
 #include "platform/x11/ShortcutHolders.h"
 #include "platform/x11/SwitchKeyGrabs.h"
@@ -87,6 +89,15 @@ bool X11KeyEventSource::start(Handler handler) {
     watchRawKeys();
     if (auto refused = grabSwitchKeys(*keyboard_)) {
         return fail(std::move(*refused));
+    }
+    // The GNOME family grabs through XInput 2: ours succeeded all the same, and only the
+    // window manager's keybinding store says that its switcher gets the keys first.
+    if (const auto wm = windowManagerName(*x_)) {
+        if (const auto bound = desktop::storeBinding(*wm, QLatin1String(modifierName(active_)))) {
+            return fail({StartFailure::Reason::shortcutTaken,
+                         std::string(modifierName(active_)) + "+Tab",
+                         {ShortcutHolder::Kind::windowManager, bound->holder.toStdString(), true}});
+        }
     }
     windowManager_ = windowManagerHolder(*x_);
     // Held keys repeat as presses without releases in between, so repeats are told apart.
