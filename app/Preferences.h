@@ -42,6 +42,7 @@ struct WindowManagerConflict {
     QString combination;   // "Super+Tab"
     bool takesModifier = false;
     bool releasable = false; // Hopla can release the binding (xfwm4, through xfconf)
+    QString line;            // the binding as written in the window manager's file, if so
 
     friend bool operator==(const WindowManagerConflict&, const WindowManagerConflict&) = default;
 };

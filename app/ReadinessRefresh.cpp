@@ -40,9 +40,12 @@ void ReadinessRefresh::run() {
                 preferences_.windowKeyTaken = QString::fromStdString(*taken);
             }
             if (const auto holder = source_.interceptedBy()) {
-                preferences_.windowManagerConflict = WindowManagerConflict{
-                    QString::fromStdString(holder->name),
-                    displayName(wanted) + QStringLiteral("+Tab"), true, false};
+                preferences_.windowManagerConflict =
+                    WindowManagerConflict{QString::fromStdString(holder->name),
+                                          displayName(wanted) + QStringLiteral("+Tab"),
+                                          true,
+                                          false,
+                                          {}};
             }
         } else {
             publishFailure(source_.lastFailure().value_or(KeyEventSource::StartFailure{}));
@@ -75,9 +78,9 @@ void ReadinessRefresh::publishFailure(const KeyEventSource::StartFailure& failur
             preferences_.conflictingApp = QString::fromStdString(failure.holder.name);
             return;
         case ShortcutHolder::Kind::windowManager:
-            preferences_.windowManagerConflict =
-                WindowManagerConflict{QString::fromStdString(failure.holder.name), what, false,
-                                      failure.holder.releasable};
+            preferences_.windowManagerConflict = WindowManagerConflict{
+                QString::fromStdString(failure.holder.name), what, false, failure.holder.releasable,
+                QString::fromStdString(failure.holder.line)};
             return;
         case ShortcutHolder::Kind::unknown:
             preferences_.conflictingApp = localized("占用 %1 的程序").arg(what);

@@ -83,6 +83,11 @@ QString windowManagerAdvice(const WindowManagerConflict& c) {
                          "设置里移除 %2：%1 的 %2 切换器不再响应，Alt+Tab 保持不变。")
             .arg(c.windowManager, c.combination);
     }
+    if (c.releasable && !c.line.isEmpty()) {
+        return localized("%1 在这一行绑定了 %2：\n%3\n点“释放快捷键”，Hopla 会把这一行改为注释"
+                         "（原文件备份在旁边，名为 .hopla-backup），并让 %1 重新载入。")
+            .arg(c.windowManager, c.combination, c.line);
+    }
     if (c.releasable) {
         return localized("这是窗口管理器自己的快捷键。点“释放快捷键”，Hopla 会在 %1 "
                          "的键盘快捷键设置里移除它。")

@@ -32,6 +32,9 @@ struct ShortcutHolder {
     std::string name; // "Xfwm4", "alttab"; empty when unknown
     // The window manager can be told to let go of its binding, and Hopla knows how.
     bool releasable = false;
+    // Where the binding is written, when it is a line of a file ("~/.fluxbox/keys: Mod4 Tab
+    // :NextTab"); empty otherwise.
+    std::string line;
 
     friend bool operator==(const ShortcutHolder&, const ShortcutHolder&) = default;
 };

@@ -402,6 +402,14 @@
         <translation>%1's own switcher holds %2. Click “Release shortcut” and Hopla removes %2 from %1's keyboard shortcuts: %1's %2 switcher stops answering, Alt+Tab stays as it is.</translation>
     </message>
     <message>
+        <source>%1 在这一行绑定了 %2：
+%3
+点“释放快捷键”，Hopla 会把这一行改为注释（原文件备份在旁边，名为 .hopla-backup），并让 %1 重新载入。</source>
+        <translation>%1 binds %2 on this line:
+%3
+Click “Release shortcut” and Hopla turns the line into a comment (the file as it was is kept beside it, ending in .hopla-backup) and has %1 reload it.</translation>
+    </message>
+    <message>
         <source>与 Wayland 合成器的连接已断开。</source>
         <translation>The connection to the Wayland compositor was lost.</translation>
     </message>

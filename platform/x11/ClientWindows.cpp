@@ -256,6 +256,43 @@ std::optional<std::vector<xcb_window_t>> readStacking(XConnection& x) {
     return x.cardinals(x.root(), x.ewmh()->_NET_CLIENT_LIST_STACKING, XCB_ATOM_WINDOW, listLimit);
 }
 
+std::vector<WindowId> readServerStacking(XConnection& x, const std::vector<WindowId>& clients) {
+    xcb_connection_t* c = x.raw();
+    const Reply<xcb_query_tree_reply_t> top(
+        xcb_query_tree_reply(c, xcb_query_tree(c, x.root()), nullptr));
+    if (!top) {
+        return {};
+    }
+    const xcb_window_t* frames = xcb_query_tree_children(top.get());
+    const int count = xcb_query_tree_children_length(top.get());
+    std::vector<std::pair<int, WindowId>> placed;
+    for (const WindowId client : clients) {
+        // Up from the client to the root's child that holds it: its frame (or itself).
+        xcb_window_t window = client;
+        for (int depth = 0; depth < 8; ++depth) {
+            const Reply<xcb_query_tree_reply_t> up(
+                xcb_query_tree_reply(c, xcb_query_tree(c, window), nullptr));
+            if (!up) {
+                break;
+            }
+            if (up->parent == x.root()) {
+                const auto at = std::find(frames, frames + count, window) - frames;
+                if (at < count) {
+                    placed.emplace_back(static_cast<int>(at), client);
+                }
+                break;
+            }
+            window = up->parent;
+        }
+    }
+    std::sort(placed.begin(), placed.end());
+    std::vector<WindowId> order;
+    for (const auto& [height, client] : placed) {
+        order.push_back(client);
+    }
+    return order;
+}
+
 xcb_window_t readActiveWindow(XConnection& x) {
     return x.cardinal(x.root(), x.ewmh()->_NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW)
         .value_or(XCB_WINDOW_NONE);

@@ -45,6 +45,10 @@ std::optional<ClientWindow> readClientWindow(XConnection& x, WindowId window);
 
 // _NET_CLIENT_LIST_STACKING, bottom to top; nothing when unreadable.
 std::optional<std::vector<WindowId>> readStacking(XConnection& x);
+// The clients bottom to top as the X server stacks their frames (the root's children), which
+// is true where a window manager fills _NET_CLIENT_LIST_STACKING in mapping order (fluxbox);
+// clients whose frame cannot be found are left out.
+std::vector<WindowId> readServerStacking(XConnection& x, const std::vector<WindowId>& clients);
 
 // _NET_ACTIVE_WINDOW; noWindow while focus is changing hands or nobody has it.
 WindowId readActiveWindow(XConnection& x);

@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <cstdint>
 #include <optional>
 
 namespace hopla::x11 {
@@ -19,7 +20,16 @@ std::optional<QString> windowManagerName(XConnection& x);
 // running as this user, else the window manager. X11 does not say who holds a grab.
 ShortcutHolder findShortcutHolder(XConnection& x);
 
+// The process of the window manager (_NET_WM_PID of its check window); nothing when it
+// does not say.
+std::optional<std::uint32_t> windowManagerPid(XConnection& x);
+
 // The window manager, as the holder of a key it takes for itself.
 ShortcutHolder windowManagerHolder(XConnection& x);
+
+// Removes the window manager's own binding of Tab with the modifier ("Super" or "Alt"), as
+// its own settings would: GSettings for the GNOME family, the keys file for fluxbox (then
+// told to reconfigure), xfconf for xfwm4. An error text, or nothing when released.
+std::optional<QString> releaseWindowManagerBinding(const QString& modifier);
 
 } // namespace hopla::x11

@@ -1,6 +1,5 @@
 #include "platform/x11/X11Backend.h"
 
-#include "platform/desktop/GSettingsKeybindings.h"
 #include "platform/x11/ShortcutHolders.h"
 #include "platform/x11/SyntheticKeys.h"
 #include "platform/x11/X11KeyEventSource.h"
@@ -10,7 +9,6 @@
 #include "platform/x11/X11RunningApps.h"
 #include "platform/x11/X11WindowSystem.h"
 #include "platform/x11/XConnection.h"
-#include "platform/xfce/XfwmShortcuts.h"
 
 #include <QCoreApplication>
 #include <QCursor>
@@ -77,12 +75,7 @@ void X11Backend::noteSwitchKey() {
 }
 
 std::optional<QString> X11Backend::releaseShortcut(const QString& modifier) {
-    const auto x = XConnection::open(nullptr, nullptr);
-    if (const auto wm = x ? windowManagerName(*x) : std::nullopt;
-        wm && desktop::storeBinding(*wm, modifier)) {
-        return desktop::releaseStoreBinding(*wm, modifier); // the GNOME family, in GSettings
-    }
-    return xfce::releaseXfwmSwitchBinding(modifier);
+    return releaseWindowManagerBinding(modifier);
 }
 
 std::unique_ptr<SyntheticKeyboard> X11Backend::syntheticKeyboard(std::string* error) {

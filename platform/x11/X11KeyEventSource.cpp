@@ -1,6 +1,7 @@
 #include "platform/x11/X11KeyEventSource.h"
 
 #include "platform/desktop/GSettingsKeybindings.h"
+#include "platform/desktop/WmKeyFiles.h"
 
 #include "platform/VirtualKeys.h"
 #include "platform/x11/ShortcutHolders.h"
@@ -94,9 +95,10 @@ bool X11KeyEventSource::start(Handler handler) {
     // window manager's keybinding store says that its switcher gets the keys first.
     if (const auto wm = windowManagerName(*x_)) {
         if (const auto bound = desktop::storeBinding(*wm, QLatin1String(modifierName(active_)))) {
-            return fail({StartFailure::Reason::shortcutTaken,
-                         std::string(modifierName(active_)) + "+Tab",
-                         {ShortcutHolder::Kind::windowManager, bound->holder.toStdString(), true}});
+            return fail(
+                {StartFailure::Reason::shortcutTaken,
+                 std::string(modifierName(active_)) + "+Tab",
+                 {ShortcutHolder::Kind::windowManager, bound->holder.toStdString(), true, ""}});
         }
     }
     windowManager_ = windowManagerHolder(*x_);
@@ -144,8 +146,15 @@ X11KeyEventSource::grabSwitchKeys(const ServerKeyboard& keyboard) {
     }
     auto grabbed = SwitchKeyGrabs::grab(*x_, keyboard, mask);
     if (auto* conflict = std::get_if<GrabConflict>(&grabbed)) {
+        ShortcutHolder holder = findShortcutHolder(*x_);
+        if (holder.name == "Fluxbox") { // the card names the very line of its keys file
+            if (const auto bound = desktop::keyFileBinding(desktop::fluxboxKeysFile(),
+                                                           QLatin1String(modifierName(active_)))) {
+                holder.line = (bound->file + QStringLiteral(": ") + bound->line).toStdString();
+            }
+        }
         return StartFailure{StartFailure::Reason::shortcutTaken,
-                            conflict->combination.toStdString(), findShortcutHolder(*x_)};
+                            conflict->combination.toStdString(), std::move(holder)};
     }
     auto& held = std::get<SwitchKeyGrabs>(grabbed);
     {

@@ -287,7 +287,11 @@ void X11RunningApps::update() {
 
 void X11RunningApps::updateRecency(const std::vector<WindowId>& appeared) {
     if (!appeared.empty()) {
-        const auto stacking = readStacking(*x_).value_or(std::vector<xcb_window_t>{});
+        // The server's own stacking: some window managers list theirs in mapping order.
+        auto stacking = readServerStacking(*x_, appeared);
+        if (stacking.empty()) {
+            stacking = readStacking(*x_).value_or(std::vector<xcb_window_t>{});
+        }
         std::vector<WindowId> newcomers = appeared;
         const auto height = [&](WindowId w) {
             return std::find(stacking.begin(), stacking.end(), w) - stacking.begin();

@@ -128,7 +128,7 @@ bool SwayKeys::start(Handler handler) {
         if (taken && !taken->startsWith(commandPrefix)) {
             fail(StartFailure::Reason::shortcutTaken, name.toStdString(),
                  {ShortcutHolder::Kind::windowManager,
-                  QStringLiteral("sway (%1)").arg(*taken).toStdString(), false});
+                  QStringLiteral("sway (%1)").arg(*taken).toStdString(), false, ""});
             commands_.reset();
             events_.reset();
             return false;

@@ -106,6 +106,11 @@ X11Desktop* X11Desktop::start(QString* error) {
     if (desktop->windowManagerName_ == QLatin1String("icewm")) {
         qputenv("ICEWM_PRIVCFG", desktop->home_->path().toUtf8());
     }
+    if (desktop->windowManagerName_ == QLatin1String("fluxbox")) {
+        // fluxbox writes its default settings into ~/.fluxbox at first start: a home of the
+        // test's own, which Hopla started from the test sees too.
+        qputenv("HOME", desktop->home_->path().toUtf8());
+    }
     if (!desktop->startWindowManager(error)) {
         return nullptr;
     }

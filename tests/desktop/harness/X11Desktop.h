@@ -19,7 +19,7 @@
 namespace hopla::testing {
 
 // A private X display for one test program: Xvfb with a window manager (openbox unless
-// HOPLA_TEST_WM names xfwm4 or icewm), started once, with DISPLAY pointing at it. xfwm4
+// HOPLA_TEST_WM names xfwm4, icewm or fluxbox), started once, with DISPLAY pointing at it. xfwm4
 // runs in a private D-Bus session with its own xfconf store; IceWM reads its settings from
 // a private folder. Clients started through it are stopped with it.
 class X11Desktop {
