@@ -410,6 +410,10 @@
 Click “Release shortcut” and Hopla turns the line into a comment (the file as it was is kept beside it, ending in .hopla-backup) and has %1 reload it.</translation>
     </message>
     <message>
+        <source>Hopla 不能在这个 Wayland 会话中切换应用：%1。它需要 sway 或其他提供 wlr-layer-shell 和 wlr-foreign-toplevel-management 的合成器。</source>
+        <translation>Hopla cannot switch applications in this Wayland session: %1. It needs sway or another compositor offering wlr-layer-shell and wlr-foreign-toplevel-management.</translation>
+    </message>
+    <message>
         <source>与 Wayland 合成器的连接已断开。</source>
         <translation>The connection to the Wayland compositor was lost.</translation>
     </message>

@@ -81,15 +81,22 @@ std::unique_ptr<WlrootsBackend> WlrootsBackend::open(std::string* error) {
 }
 
 WlrootsBackend::~WlrootsBackend() {
-    connection_->run([this] { // nothing the seat calls outlives this
-        seat_->onKeyboardLeave = nullptr;
-        seat_->onClick = nullptr;
-    });
+    // Also a backend that failed to open half way comes here: only what was made goes.
+    if (connection_ && seat_) {
+        connection_->run([this] { // nothing the seat calls outlives this
+            seat_->onKeyboardLeave = nullptr;
+            seat_->onClick = nullptr;
+        });
+    }
     keys_.reset();
     windows_.reset();
     apps_.reset();
-    connection_->run([this] { panel_->hide(); });
-    connection_->stop(); // nothing is dispatched from here on: the objects go on this thread
+    if (connection_ && panel_) {
+        connection_->run([this] { panel_->hide(); });
+    }
+    if (connection_) {
+        connection_->stop(); // nothing is dispatched from here on: the objects go on this thread
+    }
     toplevels_.reset();
     panel_.reset();
     seat_.reset();
