@@ -34,6 +34,7 @@
 
 namespace {
 
+using hopla::bench::bind;
 using hopla::bench::FileDescriptor;
 using hopla::bench::Owned;
 using hopla::bench::ShmBuffer;
@@ -256,12 +257,6 @@ struct Globals {
     Owned<wl_seat, wl_seat_destroy> seat;
     Owned<zwlr_layer_shell_v1, zwlr_layer_shell_v1_destroy> layerShell;
 };
-
-template <typename T>
-T* bind(wl_registry* registry, std::uint32_t name, const wl_interface& interface,
-        std::uint32_t offered, std::uint32_t wanted) {
-    return static_cast<T*>(wl_registry_bind(registry, name, &interface, std::min(offered, wanted)));
-}
 
 void announce(void* data, wl_registry* registry, std::uint32_t name, const char* interface,
               std::uint32_t version) {

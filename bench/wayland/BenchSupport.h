@@ -7,6 +7,7 @@
 #include <unistd.h>
 #include <wayland-client.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <utility>
@@ -99,5 +100,12 @@ private:
     int height_ = 0;
     int stride_ = 0;
 };
+
+// Binds a global at the lower of the offered version and the one the caller speaks.
+template <typename T>
+T* bind(wl_registry* registry, std::uint32_t name, const wl_interface& interface,
+        std::uint32_t offered, std::uint32_t wanted) {
+    return static_cast<T*>(wl_registry_bind(registry, name, &interface, std::min(offered, wanted)));
+}
 
 } // namespace hopla::bench

@@ -55,6 +55,7 @@
 
 namespace {
 
+using hopla::bench::bind;
 using hopla::bench::FileDescriptor;
 using hopla::bench::monotonicNow;
 using hopla::bench::Owned;
@@ -420,12 +421,6 @@ struct Globals {
     Owned<zwlr_screencopy_manager_v1, zwlr_screencopy_manager_v1_destroy> screencopy;
     Owned<zwp_virtual_keyboard_manager_v1, zwp_virtual_keyboard_manager_v1_destroy> keyboards;
 };
-
-template <typename T>
-T* bind(wl_registry* registry, std::uint32_t name, const wl_interface& interface,
-        std::uint32_t offered, std::uint32_t wanted) {
-    return static_cast<T*>(wl_registry_bind(registry, name, &interface, std::min(offered, wanted)));
-}
 
 void announce(void* data, wl_registry* registry, std::uint32_t name, const char* interface,
               std::uint32_t version) {
